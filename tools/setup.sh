@@ -1,0 +1,47 @@
+#!/usr/bin/env bash
+# Installs what is missing (Debian packages, as root), builds, and runs one job:
+#   demo      build the plug-in and xqt, run `xqt demo`
+#   test      optimised build with warnings as errors, run every test
+#   sanitize  Clang build under AddressSanitizer and UndefinedBehaviorSanitizer, run every test
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+job=${1:-}
+case "$job" in demo | test | sanitize) ;; *)
+  echo "usage: $0 demo|test|sanitize" >&2
+  exit 2
+  ;;
+esac
+
+packages=(cmake ninja-build g++ clang libclang-rt-14-dev libgtest-dev libgmock-dev libgd-dev pkg-config)
+missing=()
+for package in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+  echo "Installing: ${missing[*]}"
+  export DEBIAN_FRONTEND=noninteractive
+  apt-get update -qq
+  apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+fi
+
+jobs=$(nproc 2>/dev/null || echo 2)
+case "$job" in
+demo)
+  cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+  cmake --build build --target xqt
+  ./build/xqt demo
+  ;;
+test)
+  cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DXQT_WERROR=ON -DXQT_TESTS=ON >/dev/null
+  cmake --build build
+  ctest --test-dir build --output-on-failure -j "$jobs"
+  ;;
+sanitize)
+  CC=clang CXX=clang++ cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug \
+    -DXQT_WERROR=ON -DXQT_SANITIZE=ON -DXQT_TESTS=ON >/dev/null
+  cmake --build build-asan
+  ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+    ctest --test-dir build-asan --output-on-failure -j "$jobs"
+  ;;
+esac
