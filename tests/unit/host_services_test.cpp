@@ -1,0 +1,257 @@
+// Host services through the emulated host: exceptions, strings, memory blocks, arrays, yielding.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <new>
+#include <stdexcept>
+#include <string>
+
+#include "host/emulated_host.h"
+#include "plugin/exceptions.h"
+#include "plugin/host_api.h"
+#include "plugin/host_arrays.h"
+#include "plugin/host_strings.h"
+#include "plugin/memory_block.h"
+#include "plugin/yield.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using xqt::host::Host;
+using xqt::host::HostException;
+using xqt::host::HostOptions;
+
+// Runs `body` as the plug-in would inside a member, and delivers what it raised the way the
+// host does when the member returns.
+struct PendingException {
+  std::string className;
+  std::string message;
+};
+
+class HostServices : public ::testing::Test {
+ protected:
+  explicit HostServices(HostOptions options = {}) : host_(options) {
+    host_.Attach(&REALPluginMain);
+  }
+  ~HostServices() override { EXPECT_EQ(host_.LiveObjects(), 0) << host_.LiveReport(); }
+
+  // Raises through the plug-in's services inside a host call and returns what arrived.
+  template <class F>
+  PendingException Raised(F&& body) {
+    try {
+      host_.RunAsPluginCall(std::forward<F>(body));
+    } catch (const HostException& e) {
+      return {e.className(), e.message()};
+    }
+    return {};
+  }
+
+  Host host_;
+};
+
+TEST_F(HostServices, OutOfBoundsMessages) {
+  auto raised = Raised([] { RaiseOutOfBoundsException(-1, 5, "value", "RedOffset"); });
+  EXPECT_EQ(raised.className, "OutOfBoundsException");
+  EXPECT_EQ(raised.message,
+            "The parameter value to method RedOffset is too small. Range is 0 to 4, but value is "
+            "-1.");
+  raised = Raised([] { RaiseOutOfBoundsException(7, 3, "index", ""); });
+  EXPECT_EQ(raised.message, "The parameter index  is too big. Range is 0 to 2, but value is 7.");
+  raised = Raised([] { RaiseOutOfBoundsException(0, 0, "index", "ChannelOffset"); });
+  EXPECT_EQ(raised.message,
+            "The parameter index to method ChannelOffset is too big. Range is 0 to -1, but value "
+            "is 0.");
+  raised = Raised([] { RaiseOutOfBoundsException(3, 2, nullptr, nullptr); });
+  EXPECT_EQ(raised.message, "The parameter ?  is too big. Range is 0 to 1, but value is 3.");
+}
+
+TEST_F(HostServices, UnknownExceptionClassFallsBackToRuntimeException) {
+  auto raised = Raised([] { RaiseException("NoSuchException", "gone"); });
+  EXPECT_EQ(raised.className, "RuntimeException");
+  EXPECT_EQ(raised.message, "gone");
+  raised = Raised([] { RaiseException("NilObjectException", nullptr); });
+  EXPECT_EQ(raised.className, "NilObjectException");
+  EXPECT_EQ(raised.message, "");
+}
+
+TEST_F(HostServices, NoExceptionObjectMeansNothingIsRaised) {
+  host_.FailNextInstances(2);
+  auto raised = Raised([] { RaiseException("OutOfMemoryException", "no memory"); });
+  EXPECT_EQ(raised.className, "");
+}
+
+TEST_F(HostServices, StandardExceptionsBecomeHostExceptions) {
+  struct Case {
+    std::exception_ptr thrown;
+    const char* className;
+    const char* message;
+  } cases[] = {
+      {std::make_exception_ptr(std::bad_alloc()), "OutOfMemoryException",
+       "Failed to allocate memory: std::bad_alloc"},
+      {std::make_exception_ptr(std::range_error("r")), "OutOfBoundsException",
+       "C++ reports range error: r"},
+      {std::make_exception_ptr(std::out_of_range("index 9")), "OutOfBoundsException", "index 9"},
+      {std::make_exception_ptr(std::overflow_error("o")), "OutOfBoundsException",
+       "C++ reports overflow error: o"},
+      {std::make_exception_ptr(std::underflow_error("")), "OutOfBoundsException",
+       "C++ reports underflow error"},
+      {std::make_exception_ptr(std::logic_error("l")), "RuntimeException", "C++ Exception: l"},
+      {std::make_exception_ptr(42), "RuntimeException",
+       "Sorry, but there was an unnamed C++ Exception."},
+  };
+  for (const Case& c : cases) {
+    auto raised = Raised([&] {
+      int result = GuardStandardExceptions(-1, [&]() -> int { std::rethrow_exception(c.thrown); });
+      EXPECT_EQ(result, -1);
+    });
+    EXPECT_EQ(raised.className, c.className);
+    EXPECT_EQ(raised.message, c.message);
+  }
+}
+
+TEST_F(HostServices, StringsFromBytes) {
+  REALstring ascii = REALBuildUnicodeString("abc", 3, kREALEncodingMacRoman);
+  EXPECT_EQ(host_.Encoding(ascii), kREALEncodingASCII);
+  EXPECT_EQ(host_.Utf8(ascii), "abc");
+  host_.ReleaseString(ascii);
+
+  const char latin1[] = "caf\xE9";
+  REALstring text = REALBuildUnicodeString(latin1, 4, kREALEncodingISOLatin1);
+  EXPECT_EQ(host_.Encoding(text), kREALEncodingISOLatin1);
+  EXPECT_EQ(host_.Utf8(text), "caf\xC3\xA9");
+  host_.ReleaseString(text);
+
+  const char16_t utf16[] = u"Gr\u00FC\u00DFe";
+  REALstring wide = REALBuildUnicodeString(utf16, 10, kREALEncodingUTF16);
+  EXPECT_EQ(host_.Utf8(wide),
+            "Gr\xC3\xBC\xC3\x9F"
+            "e");
+  host_.ReleaseString(wide);
+
+  EXPECT_EQ(REALBuildUnicodeString(nullptr, 3, kREALEncodingUTF8), nullptr);
+  EXPECT_EQ(REALBuildUnicodeString("x", 0, kREALEncodingUTF8), nullptr);
+}
+
+TEST_F(HostServices, OversizedAndUnknownEncodingsAreLogged) {
+  LogCapture capture;
+  EXPECT_EQ(REALBuildUnicodeString("x", int64_t{1} << 31, kREALEncodingUTF8), nullptr);
+  EXPECT_TRUE(capture.Contains("XQT Debug: Count too big for REALBuildUnicodeString.\n"));
+  REALstring odd = REALBuildUnicodeString("abc", 3, 0x0A01);
+  EXPECT_TRUE(capture.Contains("XQT Debug: Unknown encoding in REALBuildUnicodeString 2561\n"));
+  host_.ReleaseString(odd);
+  REALstring named = BuildAsciiString(
+      "Gr\xC3\xBC\xC3\x9F"
+      "e");
+  EXPECT_TRUE(
+      capture.Contains("XQT Debug: Error: text is not ascii Gr\xC3\xBC\xC3\x9F"
+                       "e\n"));
+  host_.ReleaseString(named);
+}
+
+TEST_F(HostServices, ReadingStringsOfEveryEncoding) {
+  struct Case {
+    std::string bytes;
+    uint32_t encoding;
+    std::string utf8;
+  } cases[] = {
+      {"plain", kREALEncodingASCII, "plain"},
+      {"caf\xC3\xA9", kREALEncodingUTF8, "caf\xC3\xA9"},
+      {"caf\xE9", kREALEncodingWindowsLatin1, "caf\xC3\xA9"},
+      {"caf\x8E", kREALEncodingMacRoman, "caf\xC3\xA9"},
+      {std::string("c\0a\0f\0\xE9\0", 8), kREALEncodingUTF16, "caf\xC3\xA9"},
+  };
+  for (const Case& c : cases) {
+    REALstring string = host_.NewString(c.bytes, c.encoding);
+    {
+      rbText text(string);
+      EXPECT_EQ(std::string(text.GetUTF8()), c.utf8) << c.encoding;
+      EXPECT_EQ(text.GetUTF8Length(), static_cast<int64_t>(c.utf8.size()));
+      EXPECT_FALSE(text.Failed());
+    }
+    host_.ReleaseString(string);
+  }
+  rbText nil(nullptr);
+  EXPECT_STREQ(nil.GetUTF8(), "");
+  EXPECT_EQ(host_.LiveStrings(), 0);
+}
+
+TEST_F(HostServices, MemoryBlocksAndTheirFailures) {
+  REALmemoryBlock block = NewMemoryBlock(1000);
+  ASSERT_NE(block, nullptr);
+  EXPECT_GE(MemoryBlockSize(block), 1000);
+  EXPECT_NE(MemoryBlockData(block), nullptr);
+  UnlockObject(block);
+
+  host_.FailNextMemoryBlocks(1);
+  EXPECT_EQ(NewMemoryBlock(1000), nullptr);
+  host_.FailNextInstances(1);
+  EXPECT_EQ(NewMemoryBlock(1000), nullptr);
+  EXPECT_NE((block = NewMemoryBlock(16)), nullptr);
+  UnlockObject(block);
+}
+
+TEST_F(HostServices, IntegerArrays) {
+  auto array = host_.NewIntegerArray({5, -6, 7});
+  EXPECT_EQ(ArrayCount(array.get()), 3);
+  EXPECT_EQ(REALGetArrayInt(array.get(), 1), -6);
+  EXPECT_EQ(REALGetArrayInt(nullptr, 0), 0);
+  auto raised = Raised([&] { EXPECT_EQ(REALGetArrayInt(array.get(), 3), 0); });
+  EXPECT_EQ(raised.message, "The parameter index  is too big. Range is 0 to 2, but value is 3.");
+  auto empty = host_.NewIntegerArray({});
+  raised = Raised([&] { REALGetArrayInt(empty.get(), 0); });
+  EXPECT_EQ(raised.message, "The parameter index  is too big. Range is 0 to -1, but value is 0.");
+}
+
+TEST_F(HostServices, MissingEntryPointsMakeServicesDoNothing) {
+  host_.HideEntryPoint("PluginNewInstance");
+  SetResolver(gResolver);  // forget what was looked up before
+  auto raised = Raised([] { RaiseException("RuntimeException", "x"); });
+  EXPECT_EQ(raised.className, "");
+  EXPECT_EQ(NewMemoryBlock(10), nullptr);
+}
+
+class YieldCadence : public HostServices {
+ protected:
+  ManualClock clock_;
+  YieldData data_{0, 0};
+  int64_t Yields() const { return host_.YieldCount(); }
+};
+
+TEST_F(YieldCadence, ZeroYieldsAtEveryCall) {
+  ManualClock::SetMilliseconds(1000);
+  int64_t before = Yields();
+  for (int i = 0; i < 5; ++i) YieldData::DoYield(&data_);
+  EXPECT_EQ(Yields() - before, 5);
+}
+
+TEST_F(YieldCadence, NegativeTicksAreMilliseconds) {
+  data_.YieldTicks = -100;
+  ManualClock::SetMilliseconds(5000);
+  YieldData::DoYield(&data_);
+  int64_t before = Yields();
+  EXPECT_EQ(data_.LastYield, 5000);
+  ManualClock::AdvanceMilliseconds(99);
+  YieldData::DoYield(&data_);
+  EXPECT_EQ(Yields(), before);
+  ManualClock::AdvanceMilliseconds(1);
+  YieldData::DoYield(&data_);
+  EXPECT_EQ(Yields(), before + 1);
+  EXPECT_EQ(data_.LastYield, 5100);
+}
+
+TEST_F(YieldCadence, PositiveTicksAreSixtiethsOfASecond) {
+  data_.YieldTicks = 6;
+  ManualClock::SetMilliseconds(60001);  // tick 3600.06
+  YieldData::DoYield(&data_);
+  EXPECT_EQ(data_.LastYield, 3600);
+  int64_t before = Yields();
+  ManualClock::AdvanceMilliseconds(98);  // tick 3605.94
+  YieldData::DoYield(&data_);
+  EXPECT_EQ(Yields(), before);
+  ManualClock::AdvanceMilliseconds(2);  // tick 3606.06
+  YieldData::DoYield(&data_);
+  EXPECT_EQ(Yields(), before + 1);
+  EXPECT_EQ(data_.LastYield, 3606);
+}
+
+}  // namespace
