@@ -1,0 +1,199 @@
+// The host's own classes (MemoryBlock, the exceptions, FolderItem, arrays) and global methods.
+//
+// They are described with the same class definitions a plug-in registers, their properties and
+// methods being host functions of the plug-in accessor types, so that properties by name and the
+// typed calls treat them exactly like plug-in classes.
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "host/host_internal.h"
+
+namespace xqt::host {
+namespace {
+
+// Larger requests fail as out of memory without asking the allocator, which under the address
+// sanitizer would abort instead of returning null.
+constexpr int64_t kMaxBlockSize = int64_t{1} << 40;
+
+Payload* BlockOf(REALobject object, const char* entry) {
+  Host::Impl* impl = CurrentImpl();
+  return impl ? impl->PayloadOf(object, PayloadKind::Block, entry) : nullptr;
+}
+
+// Message of an exception or NativePath of a folder item.
+Payload* TextOf(REALobject object, const char* entry) {
+  Host::Impl* impl = CurrentImpl();
+  Object* o = impl ? impl->Live(object, entry) : nullptr;
+  if (o == nullptr) return nullptr;
+  Payload* p = o->payload;
+  if (p == nullptr || (p->kind != PayloadKind::Exception && p->kind != PayloadKind::Folder)) {
+    impl->Complain(std::string(entry) + ": object of class " + o->cls->info.name +
+                   " has no such property");
+    return nullptr;
+  }
+  return p;
+}
+
+// Allocates `size` zeroed bytes for a block; raises the host exception on failure.
+bool SizeBlock(Host::Impl& impl, Payload& block, int64_t size) {
+  if (size < 0) {
+    impl.RaiseNew("OutOfBoundsException",
+                  "MemoryBlock size " + std::to_string(size) + " is negative");
+    return false;
+  }
+  if (impl.failBlocks > 0) {
+    --impl.failBlocks;
+    impl.RaiseNew("OutOfMemoryException", "Not enough memory for a MemoryBlock");
+    return false;
+  }
+  void* data = size <= kMaxBlockSize ? std::calloc(static_cast<size_t>(size) + 1, 1) : nullptr;
+  if (data == nullptr) {
+    impl.RaiseNew("OutOfMemoryException",
+                  "Not enough memory for a MemoryBlock of " + std::to_string(size) + " bytes");
+    return false;
+  }
+  if (block.owned) {
+    std::memcpy(data, block.data, static_cast<size_t>(std::min(block.size, size)));
+    std::free(block.data);
+  }
+  block.data = static_cast<uint8_t*>(data);
+  block.size = size;
+  block.owned = true;
+  return true;
+}
+
+void BlockConstructor(REALobject object, int64_t size) {
+  Payload* p = BlockOf(object, "MemoryBlock.Constructor");
+  if (p == nullptr) return;
+  if (p->owned) std::free(p->data);
+  p->data = nullptr;
+  p->size = 0;
+  p->owned = false;
+  SizeBlock(*CurrentImpl(), *p, size);
+}
+
+int64_t BlockSizeGet(REALobject object, intptr_t) {
+  Payload* p = BlockOf(object, "MemoryBlock.Size");
+  return p ? p->size : 0;
+}
+
+void BlockSizeSet(REALobject object, intptr_t, int64_t size) {
+  Payload* p = BlockOf(object, "MemoryBlock.Size");
+  if (p == nullptr) return;
+  if (!p->owned && p->data != nullptr) {
+    CurrentImpl()->RaiseNew("UnsupportedOperationException",
+                            "A MemoryBlock over foreign memory cannot be resized");
+    return;
+  }
+  SizeBlock(*CurrentImpl(), *p, size);
+}
+
+REALstring TextGet(REALobject object, intptr_t) {
+  Payload* p = TextOf(object, "text property");
+  if (p == nullptr) return nullptr;
+  CurrentImpl()->LockString(p->text);
+  return p->text;
+}
+
+void TextSet(REALobject object, intptr_t, REALstring value) {
+  Payload* p = TextOf(object, "text property");
+  if (p == nullptr) return;
+  Host::Impl* impl = CurrentImpl();
+  impl->LockString(value);
+  impl->UnlockString(p->text);
+  p->text = value;
+}
+
+void TextConstructor(REALobject object, REALstring value) { TextSet(object, 0, value); }
+
+int64_t NumberGet(REALobject object, intptr_t) {
+  Payload* p = TextOf(object, "ErrorNumber");
+  return p ? p->number : 0;
+}
+
+void NumberSet(REALobject object, intptr_t, int64_t value) {
+  if (Payload* p = TextOf(object, "ErrorNumber")) p->number = value;
+}
+
+int64_t LenB(REALstring string) {
+  Host::Impl* impl = CurrentImpl();
+  StringRec* s = impl ? impl->LiveString(string, "LenB") : nullptr;
+  return s ? static_cast<int64_t>(s->bytes.size()) : 0;
+}
+
+template <class F>
+void* Fn(F* function) {
+  return reinterpret_cast<void*>(function);
+}
+
+REALproperty gBlockProperties[] = {
+    {"", "Size", "Integer", 0, Fn(&BlockSizeGet), Fn(&BlockSizeSet), 0},
+};
+REALmethodDefinition gBlockMethods[] = {
+    {Fn(&BlockConstructor), nullptr, "Constructor(bytes as Integer)", 0},
+};
+REALproperty gExceptionProperties[] = {
+    {"", "Message", "String", 0, Fn(&TextGet), Fn(&TextSet), 0},
+    {"", "ErrorNumber", "Integer", 0, Fn(&NumberGet), Fn(&NumberSet), 0},
+};
+REALmethodDefinition gExceptionMethods[] = {
+    {Fn(&TextConstructor), nullptr, "Constructor(message as String)", 0},
+};
+REALproperty gFolderProperties[] = {
+    {"", "NativePath", "String", 0, Fn(&TextGet), Fn(&TextSet), 0},
+};
+REALmethodDefinition gFolderMethods[] = {
+    {Fn(&TextConstructor), nullptr, "Constructor(path as String)", 0},
+};
+
+REALclassDefinition Define(const char* name, const char* superName,
+                           REALproperty* properties = nullptr, uint32_t propertyCount = 0,
+                           REALmethodDefinition* methods = nullptr, uint32_t methodCount = 0) {
+  REALclassDefinition def{};
+  def.name = name;
+  def.superName = superName;
+  def.properties = properties;
+  def.propertyCount = propertyCount;
+  def.methods = methods;
+  def.methodCount = methodCount;
+  return def;
+}
+
+REALclassDefinition gBuiltins[] = {
+    Define("MemoryBlock", nullptr, gBlockProperties, 1, gBlockMethods, 1),
+    Define("RuntimeException", nullptr, gExceptionProperties, 2, gExceptionMethods, 1),
+    Define("NilObjectException", "RuntimeException"),
+    Define("UnsupportedOperationException", "RuntimeException"),
+    Define("OutOfBoundsException", "RuntimeException"),
+    Define("OutOfMemoryException", "RuntimeException"),
+    Define("FolderItem", nullptr, gFolderProperties, 1, gFolderMethods, 1),
+    Define("Integer()", nullptr),
+    Define("String()", nullptr),
+    Define("Object()", nullptr),
+};
+
+}  // namespace
+
+void Host::Impl::RegisterBuiltins() {
+  for (REALclassDefinition& def : gBuiltins) Register(&def, Origin::Builtin);
+  Find("MemoryBlock")->payload = PayloadKind::Block;
+  Find("RuntimeException")->payload = PayloadKind::Exception;
+  Find("FolderItem")->payload = PayloadKind::Folder;
+  const std::pair<const char*, int32_t> arrays[] = {{"Integer()", kREALArrayInteger},
+                                                    {"String()", kREALArrayString},
+                                                    {"Object()", kREALArrayObject}};
+  for (const auto& [name, type] : arrays) {
+    ClassRec* cls = Find(name);
+    cls->payload = PayloadKind::Array;
+    cls->arrayType = type;
+  }
+}
+
+void* GlobalMethod(std::string_view declaration) {
+  if (Squeeze(declaration) == Squeeze("LenB(s as string) as integer")) return Fn(&LenB);
+  return nullptr;
+}
+
+}  // namespace xqt::host

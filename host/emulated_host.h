@@ -1,0 +1,234 @@
+// The emulated host: the host's side of the plug-in interface, for tests, tools and benchmarks.
+//
+// A Host loads the plug-in (a private copy of libImages.so through dlopen, or an entry point linked
+// in), hands REALPluginMain a resolver, and implements every entry point the plug-in looks up. Code
+// that uses it reads like application code:
+//
+//   xqt::host::Host host;
+//   host.Load("build/libImages.so");
+//   auto image = host.New("PictureXQT", 640, 480, int64_t{2});
+//   int64_t rowSize = image.Get<int64_t>("RowSize");
+//   bool ok = image.Call<bool>("FillRect", 255, 0, 0, 255);
+//
+// Members are found by name and by the types of the C++ arguments, matched against the parsed
+// declarations the plug-in registered: integral types match Integer / Int64, bool matches Boolean,
+// double matches Double, Color matches Color, Ref / REALobject / nullptr match object types (the
+// object's class must be the declared one or derive from it), strings match String, void* matches
+// Ptr. Every declared parameter must be passed, defaults included. A host exception raised by the
+// plug-in during a call is thrown as HostException once the call returns.
+//
+// Only one Host exists at a time (the plug-in's entry points carry no context); it is reachable
+// through Host::Current().
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "plugin/host_interface.h"
+
+namespace xqt::host {
+
+class Host;
+
+// A host exception raised by the plug-in and delivered to the caller.
+class HostException : public std::runtime_error {
+ public:
+  HostException(std::string className, std::string message);
+  const std::string& className() const { return className_; }
+  const std::string& message() const { return message_; }
+
+ private:
+  std::string className_;
+  std::string message_;
+};
+
+// A host Color: red in bits 16-23, green in 8-15, blue in 0-7, the top byte the host's alpha.
+struct Color {
+  uint32_t value = 0;
+};
+
+// An owning reference to a host object: unlocks at destruction, locks on copy.
+class Ref {
+ public:
+  Ref() = default;
+  // Takes over one reference that the caller already holds.
+  static Ref Adopt(REALobject object);
+  // Takes a new reference.
+  static Ref Retain(REALobject object);
+  Ref(const Ref& other);
+  Ref(Ref&& other) noexcept;
+  Ref& operator=(const Ref& other);
+  Ref& operator=(Ref&& other) noexcept;
+  ~Ref();
+
+  REALobject get() const { return object_; }
+  explicit operator bool() const { return object_ != nullptr; }
+  REALobject release();  // gives up the reference without unlocking
+  void reset();
+  std::string ClassName() const;
+
+  // Instance members, by name and argument types.
+  template <class R = void, class... A>
+  R Call(std::string_view name, A&&... args) const;
+  // Assigns `value` through an assignable method: obj.Assign("Row", memoryBlock, 3) is Row(3) = mb.
+  template <class V, class... A>
+  void Assign(std::string_view name, V&& value, A&&... args) const;
+  template <class T>
+  T Get(std::string_view property) const;
+  template <class T>
+  void Set(std::string_view property, T&& value) const;
+
+ private:
+  REALobject object_ = nullptr;
+};
+
+// A parsed declaration: "Name(a as integer, b as PictureXQT = nil) as boolean".
+struct Declaration {
+  struct Param {
+    std::string name;
+    std::string type;          // as written, e.g. "integer", "PictureXQT", "String()"
+    std::string defaultValue;  // empty when none
+  };
+  std::string name;
+  std::vector<Param> params;
+  std::string returnType;  // empty for none
+  static Declaration Parse(std::string_view text);
+};
+
+// A property's name without the attribute list it may be registered with, and that list:
+// "Attributes( Hidden ) Debugging" is the property "Debugging" with the attributes "Hidden".
+std::string_view PropertyName(const REALproperty& property);
+std::string_view PropertyAttributes(const REALproperty& property);
+
+// What the host knows of a registered plug-in class.
+struct ClassInfo {
+  std::string name;
+  std::string superName;
+  const REALclassDefinition* definition = nullptr;  // null for host and test classes
+  uint32_t dataOffset = 0;
+  uint32_t controlVersion = 0;
+  struct Member {
+    Declaration declaration;
+    const REALmethodDefinition* entry;
+  };
+  std::vector<Member> methods;
+  std::vector<Member> sharedMethods;
+  // Event implementations of a test-defined subclass, by event name.
+  std::vector<std::pair<std::string, void*>> eventImplementations;
+};
+
+// Host behaviour that tests and tools choose before loading the plug-in.
+struct HostOptions {
+  double version = 2021.03;  // what REALGetRBVersion reports
+  bool inRuntime = true;     // false: the development environment
+};
+
+class Host {
+ public:
+  explicit Host(HostOptions options = {});
+  ~Host();
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+
+  static Host& Current();
+
+  // Loads a private copy of the plug-in, so every Host starts from fresh plug-in state, and calls
+  // its REALPluginMain. Throws std::runtime_error when the library or the entry point is missing.
+  void Load(const std::string& pluginPath);
+  // Calls an entry point linked into the process (the static library in unit tests).
+  void Attach(REALPluginMainProc pluginMain);
+  // The path of libImages.so beside the running executable, or $XQT_PLUGIN when set.
+  static std::string DefaultPluginPath();
+
+  const HostOptions& options() const;
+  void SetVersion(double version);
+  void SetInRuntime(bool inRuntime);
+
+  // What the plug-in registered.
+  int32_t RegisteredPluginVersion() const;  // argument of RegisterPluginVersion, -1 when not called
+  const ClassInfo* FindClass(std::string_view name) const;
+  std::vector<const ClassInfo*> PluginClasses() const;  // in registration order
+
+  // Application side: instances, shared members.
+  template <class... A>
+  Ref New(std::string_view className, A&&... constructorArgs);
+  template <class R = void, class... A>
+  R CallShared(std::string_view className, std::string_view name, A&&... args);
+  template <class T>
+  T GetShared(std::string_view className, std::string_view property);
+  template <class T>
+  void SetShared(std::string_view className, std::string_view property, T&& value);
+
+  // Test-defined subclasses implementing events: handlers take the instance first, then the event's
+  // parameters in their C types.
+  void DefineSubclass(std::string_view name, std::string_view superName,
+                      std::vector<std::pair<std::string, void*>> eventImplementations);
+
+  // Host values.
+  Ref NewMemoryBlock(int64_t size);
+  Ref MemoryBlockOver(void* data);  // like PtrToMemoryBlock: no size, not owned
+  Ref NewFolderItem(std::string path);
+  static uint8_t* BlockData(const Ref& block);
+  static int64_t BlockSize(const Ref& block);
+  Ref NewIntegerArray(const std::vector<int64_t>& values);
+  Ref NewStringArray(const std::vector<std::string>& values);
+  std::vector<std::string> StringArray(const Ref& array) const;
+  std::vector<int64_t> IntegerArray(const Ref& array) const;
+  // Host strings (one reference for the caller) and their text.
+  REALstring NewString(std::string_view bytes, uint32_t encoding = kREALEncodingUTF8);
+  std::string Utf8(REALstring string) const;
+  uint32_t Encoding(REALstring string) const;
+  void ReleaseString(REALstring string);
+
+  // Accounting: objects and strings alive now.
+  int64_t LiveObjects() const;
+  int64_t LiveObjects(std::string_view className) const;
+  int64_t LiveStrings() const;
+  std::string LiveReport() const;  // one line per class with live objects
+
+  // Host exceptions the plug-in raised so far (a second one while one is pending counts but is
+  // dropped).
+  int64_t RaisedExceptions() const;
+  // Misuse of the interface seen so far (unknown objects, unbalanced unlocks, bad arguments, calls
+  // from worker threads); the host reports it here instead of crashing.
+  std::vector<std::string> ProtocolErrors() const;
+  void ClearProtocolErrors();
+
+  // Yields the plug-in made, and an optional hook run at each (progress display).
+  int64_t YieldCount() const;
+  void OnYield(std::function<void()> hook);
+
+  // Fault injection: the next n of each kind fail.
+  void FailNextInstances(int n);     // PluginNewInstance and New return nil
+  void FailNextMemoryBlocks(int n);  // the MemoryBlock constructor raises OutOfMemoryException
+  void FailNextPictures(int n);      // picture creation returns nil
+  // The resolver answers null for this entry point from now on.
+  void HideEntryPoint(std::string_view name);
+
+  // Runs `body` as if it were a plug-in member called by the host: an exception it raises through
+  // the host arrives as HostException when it returns. For unit tests of plug-in services.
+  template <class F>
+  void RunAsPluginCall(F&& body) {
+    body();
+    DeliverPendingException();
+  }
+  void DeliverPendingException();
+
+  // The machinery behind the member templates (emulated_host_calls.h).
+  struct Impl;
+  Impl& impl() const { return *impl_; }
+
+ private:
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace xqt::host
+
+#include "host/emulated_host_calls.h"

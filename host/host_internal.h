@@ -1,0 +1,186 @@
+// Internals of the emulated host shared by its source files. Not for users of the host.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "host/emulated_host.h"
+
+namespace xqt::host {
+
+using detail::Kind;
+
+// Case-insensitive comparison of ASCII names, as the host compares member and class names.
+std::string Lower(std::string_view text);
+bool SameName(std::string_view a, std::string_view b);
+// Lower case without any whitespace: the form in which declarations are compared.
+std::string Squeeze(std::string_view text);
+
+// What a declared type name means to the host. Arrays ("String()") and classes are objects.
+struct TypeRef {
+  Kind kind = Kind::None;
+  std::string className;  // objects: the class name as written, arrays with their "()"
+};
+TypeRef ClassifyType(std::string_view type);
+const char* KindName(Kind kind);
+
+// Encodings: converts `bytes` from one host encoding to another; false when either encoding is
+// unsupported or the text cannot be represented.
+bool ConvertEncoding(std::string_view bytes, uint32_t from, uint32_t to, std::string& out);
+
+// State kept for the built-in classes, outside the instance data so that plug-in subclasses of
+// them keep the common data offset.
+enum class PayloadKind : uint8_t { None, Block, Exception, Folder, Array };
+struct Payload {
+  PayloadKind kind = PayloadKind::None;
+  // MemoryBlock
+  uint8_t* data = nullptr;
+  int64_t size = 0;
+  bool owned = false;
+  // Exceptions (Message, ErrorNumber) and folder items (NativePath)
+  REALstring text = nullptr;
+  int64_t number = 0;
+  // Arrays
+  int32_t arrayType = -1;
+  std::vector<int64_t> ints;
+  std::vector<REALstring> strings;
+  std::vector<REALobject> objects;
+};
+
+struct ClassRec;
+
+// The header of every host object; instance data follows at kDataOffset.
+struct Object {
+  ClassRec* cls = nullptr;
+  int64_t refs = 0;
+  Payload* payload = nullptr;
+  bool dying = false;
+};
+inline constexpr uint32_t kDataOffset = (sizeof(Object) + 15u) & ~15u;
+
+inline Object* AsObject(REALobject object) { return reinterpret_cast<Object*>(object); }
+inline REALobject AsReal(Object* object) { return reinterpret_cast<REALobject>(object); }
+inline uint8_t* InstanceData(Object* object) {
+  return reinterpret_cast<uint8_t*>(object) + kDataOffset;
+}
+
+struct StringRec {
+  int64_t refs = 1;
+  uint32_t encoding = kREALEncodingMacRoman;
+  std::string bytes;
+};
+inline StringRec* AsString(REALstring string) { return reinterpret_cast<StringRec*>(string); }
+inline REALstring AsReal(StringRec* string) { return reinterpret_cast<REALstring>(string); }
+
+enum class Origin : uint8_t { Plugin, Builtin, Test };
+
+struct ClassRec {
+  ClassInfo info;
+  Origin origin = Origin::Plugin;
+  // The plug-in's or the host's definition; null for test-defined subclasses.
+  const REALclassDefinition* def = nullptr;
+  PayloadKind payload = PayloadKind::None;
+  int32_t arrayType = -1;
+  int64_t live = 0;
+};
+
+// A property found by name, with the object it applies to (null for shared properties).
+struct PropertyRef {
+  const REALproperty* entry = nullptr;
+  TypeRef type;
+  Object* object = nullptr;
+  uint32_t dataSize = 0;
+};
+
+struct Host::Impl {
+  explicit Impl(HostOptions opts);
+
+  HostOptions options;
+  std::thread::id owner = std::this_thread::get_id();
+  void* library = nullptr;
+  bool started = false;
+  int32_t pluginVersion = -1;
+
+  std::vector<std::unique_ptr<ClassRec>> classes;
+  std::unordered_map<std::string, ClassRec*> byName;  // lower-case names
+  std::unordered_set<Object*> objects;
+  std::unordered_set<StringRec*> strings;
+  std::unordered_map<const void*, std::unique_ptr<std::string>> stringData;
+
+  REALobject pending = nullptr;
+  int64_t raised = 0;
+  int64_t yields = 0;
+  std::function<void()> yieldHook;
+  int failInstances = 0;
+  int failBlocks = 0;
+  int failPictures = 0;
+  std::unordered_set<std::string> hidden;
+  bool tearingDown = false;
+
+  mutable std::mutex errorMutex;
+  std::vector<std::string> errors;
+
+  // Misuse of the interface by the plug-in: recorded, never fatal.
+  void Complain(std::string what);
+  void CheckThread(const char* entry);
+
+  // Classes.
+  ClassRec* Find(std::string_view name) const;
+  ClassRec* Super(const ClassRec* cls) const;
+  std::vector<ClassRec*> Chain(ClassRec* cls) const;  // the class first, then its ancestors
+  bool Derives(ClassRec* cls, std::string_view ancestor) const;
+  ClassRec* AddClass(std::string name, std::string superName, Origin origin,
+                     const REALclassDefinition* def);
+  void Register(REALclassDefinition* def, Origin origin);
+  void RegisterBuiltins();
+  uint32_t DataSize(ClassRec* cls) const;
+
+  // Objects.
+  Object* Live(REALobject object, const char* entry);  // null (and a complaint) when not live
+  REALobject NewInstance(ClassRec* cls);
+  void Lock(REALobject object);
+  void Unlock(REALobject object);
+  void Destroy(Object* object);
+  bool IsA(REALobject object, std::string_view className) const;
+  Payload* PayloadOf(REALobject object, PayloadKind kind, const char* entry);
+
+  // Strings.
+  StringRec* LiveString(REALstring string, const char* entry);
+  REALstring MakeString(std::string bytes, uint32_t encoding);
+  void LockString(REALstring string);
+  void UnlockString(REALstring string);
+  // Text of a string in UTF-8; nil is empty. False when it cannot be converted.
+  bool ToUtf8(REALstring string, std::string& out);
+
+  // Exceptions.
+  void Raise(REALobject exception);
+  void RaiseNew(const char* className, const std::string& message);
+  // Clears a pending exception and throws it as HostException.
+  void Deliver();
+
+  // Properties by name.
+  bool FindProperty(Object* object, ClassRec* cls, bool shared, std::string_view name,
+                    PropertyRef& out);
+  bool ReadProperty(const PropertyRef& prop, Kind want, detail::Value& out, std::string& why);
+  bool WriteProperty(const PropertyRef& prop, const detail::Value& value, std::string& why);
+
+  void Start(REALPluginMainProc pluginMain);
+  void TearDown();
+};
+
+// The one live host, or null. Entry points use it; they never throw.
+Host::Impl* CurrentImpl();
+
+// The resolver handed to REALPluginMain.
+void* Resolve(const char* name);
+// The host's global method with this declaration, or null.
+void* GlobalMethod(std::string_view declaration);
+
+}  // namespace xqt::host
