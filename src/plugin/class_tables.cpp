@@ -1,0 +1,77 @@
+#include "plugin/class_tables.h"
+
+#include "image/image_class_data.h"
+#include "image/image_lifetime.h"
+#include "image/image_members.h"
+#include "image/picture_factory.h"
+#include "plugin/class_registry.h"
+#include "plugin/debug_log.h"
+
+namespace {
+
+ClassMembers& PictureMembers() {
+  static ClassMembers members;
+  return members;
+}
+
+ClassMembers& FactoryMembers() {
+  static ClassMembers members;
+  return members;
+}
+
+template <class T>
+T* Data(std::vector<T>& entries) {
+  return entries.empty() ? nullptr : entries.data();
+}
+
+template <class T>
+uint32_t Count(const std::vector<T>& entries) {
+  return static_cast<uint32_t>(entries.size());
+}
+
+void Fill(REALclassDefinition& definition, ClassMembers& members) {
+  definition.properties = Data(members.properties);
+  definition.propertyCount = Count(members.properties);
+  definition.methods = Data(members.methods);
+  definition.methodCount = Count(members.methods);
+  definition.events = Data(members.events);
+  definition.eventCount = Count(members.events);
+  definition.constants = Data(members.constants);
+  definition.constantCount = Count(members.constants);
+  definition.sharedProperties = Data(members.sharedProperties);
+  definition.sharedPropertyCount = Count(members.sharedProperties);
+  definition.sharedMethods = Data(members.sharedMethods);
+  definition.sharedMethodCount = Count(members.sharedMethods);
+}
+
+}  // namespace
+
+void BuildClassTables() {
+  ClassMembers& pictures = PictureMembers();
+  pictures = ClassMembers{};
+  AddImageMembers(pictures);
+  pictures.sharedProperties.insert(
+      pictures.sharedProperties.begin(),
+      REALproperty{nullptr, "Attributes( Hidden ) Debugging", "Boolean", kSharedPropertyFlags,
+                   Entry(&getDebugging), Entry(&setDebugging), 0});
+
+  REALclassDefinition& pictureClass = PictureXQTClass();
+  pictureClass = REALclassDefinition{};
+  pictureClass.name = "PictureXQT";
+  pictureClass.dataSize = sizeof(ImageClassData);
+  pictureClass.destructor = Entry(&ImageDestructor);
+  pictureClass.mFlags = REALconsoleSafe;
+  Fill(pictureClass, pictures);
+
+  ClassMembers& factories = FactoryMembers();
+  factories = ClassMembers{};
+  AddFactoryMembers(factories);
+  REALclassDefinition& factoryClass = PictureFactoryXQTClass();
+  factoryClass = REALclassDefinition{};
+  factoryClass.name = "PictureFactoryXQT";
+  factoryClass.mFlags = REALconsoleSafe;
+  Fill(factoryClass, factories);
+}
+
+const ClassMembers& PictureXQTMembers() { return PictureMembers(); }
+const ClassMembers& PictureFactoryXQTMembers() { return FactoryMembers(); }

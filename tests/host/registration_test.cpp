@@ -1,0 +1,193 @@
+// The plug-in as a host sees it after loading: classes, members, constants, flags, versions.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+
+#include "host/emulated_host.h"
+
+namespace {
+
+using xqt::host::ClassInfo;
+using xqt::host::Host;
+using xqt::host::HostOptions;
+using xqt::host::Ref;
+
+class Loaded : public ::testing::Test {
+ protected:
+  void Load(HostOptions options = {}) {
+    host_ = std::make_unique<Host>(options);
+    host_->Load(Host::DefaultPluginPath());
+  }
+  void TearDown() override {
+    if (!host_) return;
+    EXPECT_EQ(host_->LiveObjects(), 0) << host_->LiveReport();
+    EXPECT_TRUE(host_->ProtocolErrors().empty());
+  }
+  const REALclassDefinition& Definition(const char* name) {
+    const ClassInfo* info = host_->FindClass(name);
+    EXPECT_NE(info, nullptr) << name;
+    return *info->definition;
+  }
+  std::unique_ptr<Host> host_;
+};
+
+TEST_F(Loaded, RegistersBothClasses) {
+  Load();
+  auto classes = host_->PluginClasses();
+  ASSERT_EQ(classes.size(), 2u);
+  EXPECT_EQ(classes[0]->name, "PictureXQT");
+  EXPECT_EQ(classes[1]->name, "PictureFactoryXQT");
+
+  const REALclassDefinition& pictures = Definition("PictureXQT");
+  // Grows as members land: 48 properties and 138 methods when all are in.
+  EXPECT_EQ(pictures.propertyCount, 46u);
+  EXPECT_EQ(pictures.methodCount, 2u);
+  EXPECT_EQ(pictures.constantCount, 88u);
+  EXPECT_EQ(pictures.sharedPropertyCount, 1u);
+  EXPECT_EQ(pictures.sharedMethodCount, 0u);
+  EXPECT_EQ(pictures.mFlags, 4u);
+  EXPECT_EQ(pictures.dataSize % 16, 0u);
+  EXPECT_STREQ(pictures.superName, nullptr);
+
+  const REALclassDefinition& factories = Definition("PictureFactoryXQT");
+  EXPECT_EQ(factories.eventCount, 1u);
+  EXPECT_EQ(factories.sharedPropertyCount, 1u);
+  EXPECT_EQ(factories.sharedMethodCount, 1u);
+  EXPECT_EQ(factories.propertyCount, 0u);
+  EXPECT_EQ(factories.dataSize, 0u);
+}
+
+TEST_F(Loaded, ConstantsBecomeDeclarations) {
+  Load();
+  const REALclassDefinition& pictures = Definition("PictureXQT");
+  std::map<std::string, int> positions;
+  for (uint32_t i = 0; i < pictures.constantCount; ++i) {
+    positions[pictures.constants[i].declaration] = static_cast<int>(i);
+    EXPECT_EQ(pictures.constants[i].value, 0);
+  }
+  EXPECT_EQ(positions.size(), 88u);  // no name twice
+  EXPECT_EQ(positions.at("ImageFormatUnknown = 0"), 0);
+  EXPECT_EQ(positions.at("ImageFormatXBGR = 10"), 10);
+  EXPECT_EQ(positions.at("ImageFormatGray16 = 41"), 12);
+  EXPECT_EQ(positions.at("ImageFormatScaling8 = 40"), 22);
+  EXPECT_EQ(positions.at("ImageFormatBuffer = 22"), 23);
+  EXPECT_EQ(positions.at("ImageFormatRofRGB = 15"), 31);
+  EXPECT_EQ(positions.at("ImageFormatAofARGB = 18"), 44);
+  EXPECT_EQ(positions.at("ImageFormatAofABGR = 18"), 52);
+  EXPECT_EQ(positions.at("ImageFormatXKYMC = 32"), 62);
+  EXPECT_EQ(positions.at("ScaleCubic = 7"), 69);
+  EXPECT_EQ(positions.at("DitherCluster8Matrix = 10"), 79);
+  EXPECT_EQ(positions.at("ImageFormatG1 = 11"), 80);
+  EXPECT_EQ(positions.at("ImageFormatG8 = 48"), 87);
+}
+
+uint32_t FlagsOf(const REALproperty* properties, uint32_t count, const std::string& name) {
+  for (uint32_t i = 0; i < count; ++i) {
+    if (xqt::host::PropertyName(properties[i]) == name) return properties[i].flags;
+  }
+  ADD_FAILURE() << "no property " << name;
+  return 0;
+}
+
+TEST_F(Loaded, PictureMembersKeepConsoleFlagFromHost2010_029) {
+  Load({.version = 2010.029});
+  const REALclassDefinition& pictures = Definition("PictureXQT");
+  EXPECT_EQ(FlagsOf(pictures.properties, pictures.propertyCount, "Target"), 6u);
+  EXPECT_EQ(FlagsOf(pictures.properties, pictures.propertyCount, "Width"), 6u);
+  EXPECT_EQ(FlagsOf(pictures.sharedProperties, pictures.sharedPropertyCount, "Debugging"), 0x26u);
+}
+
+TEST_F(Loaded, OlderHostsSeePictureMembersWithoutConsoleFlag) {
+  Load({.version = 2009.05});
+  const REALclassDefinition& pictures = Definition("PictureXQT");
+  EXPECT_EQ(FlagsOf(pictures.properties, pictures.propertyCount, "Target"), 2u);
+  EXPECT_EQ(FlagsOf(pictures.properties, pictures.propertyCount, "DebugPictureEnabled"), 2u);
+  EXPECT_EQ(FlagsOf(pictures.properties, pictures.propertyCount, "Width"), 6u);
+}
+
+TEST_F(Loaded, ControlVersionIsNegotiated) {
+  struct Case {
+    double version;
+    int controlVersion;
+  } cases[] = {{2013.02, 11}, {2013.03, 12}, {2011.9, 9}, {2012.0, 10}, {2019.1, 13}};
+  for (const Case& c : cases) {
+    Load({.version = c.version});
+    EXPECT_EQ(host_->RegisteredPluginVersion(), c.controlVersion) << c.version;
+    EXPECT_EQ(host_->FindClass("PictureXQT")->controlVersion,
+              static_cast<uint32_t>(c.controlVersion));
+    host_.reset();
+  }
+}
+
+TEST_F(Loaded, HostWithoutVersionGetsTheOldestFormat) {
+  host_ = std::make_unique<Host>();
+  host_->HideEntryPoint("REALGetRBVersion");
+  host_->Load(Host::DefaultPluginPath());
+  EXPECT_EQ(host_->RegisteredPluginVersion(), 9);
+}
+
+TEST_F(Loaded, DebuggingIsAHiddenSharedSwitch) {
+  Load();
+  const REALclassDefinition& pictures = Definition("PictureXQT");
+  ASSERT_EQ(pictures.sharedPropertyCount, 1u);
+  EXPECT_EQ(xqt::host::PropertyName(pictures.sharedProperties[0]), "Debugging");
+  EXPECT_EQ(xqt::host::PropertyAttributes(pictures.sharedProperties[0]), "Hidden");
+  EXPECT_FALSE(host_->GetShared<bool>("PictureXQT", "Debugging"));
+  host_->SetShared("PictureXQT", "Debugging", true);
+  EXPECT_TRUE(host_->GetShared<bool>("PictureXQT", "Debugging"));
+  host_->SetShared("PictureXQT", "Debugging", false);
+  EXPECT_FALSE(host_->GetShared<bool>("PictureXQT", "Debugging"));
+}
+
+// A factory subclass as an application would write one.
+REALobject NoPicture(REALobject, int64_t, int64_t, int64_t) { return nullptr; }
+
+TEST_F(Loaded, ProcessWideFactoryIsHeldUntilReplaced) {
+  Load();
+  host_->DefineSubclass("AppFactory", "PictureFactoryXQT",
+                        {{"NewPictureXQT", reinterpret_cast<void*>(&NoPicture)}});
+  EXPECT_FALSE(host_->GetShared<Ref>("PictureFactoryXQT", "currentFactory"));
+  {
+    Ref factory = host_->New("AppFactory");
+    host_->CallShared("PictureFactoryXQT", "SetFactory", factory);
+    Ref current = host_->GetShared<Ref>("PictureFactoryXQT", "currentFactory");
+    EXPECT_EQ(current.get(), factory.get());
+  }
+  // The plug-in keeps the factory alive after the application dropped it.
+  EXPECT_EQ(host_->LiveObjects("AppFactory"), 1);
+  host_->CallShared("PictureFactoryXQT", "SetFactory", nullptr);
+  EXPECT_FALSE(host_->GetShared<Ref>("PictureFactoryXQT", "currentFactory"));
+  EXPECT_EQ(host_->LiveObjects("AppFactory"), 0);
+}
+
+TEST_F(Loaded, OffsetSettersCheckThePixelSize) {
+  Load();
+  Ref image = host_->New("PictureXQT");
+  // A bare instance has no pixels: every offset is out of range.
+  try {
+    image.Set("RedOffset", int64_t{0});
+    ADD_FAILURE() << "no exception";
+  } catch (const xqt::host::HostException& e) {
+    EXPECT_EQ(e.className(), "OutOfBoundsException");
+    EXPECT_EQ(e.message(),
+              "The parameter value to method RedOffset is too big. Range is 0 to -1, but value is "
+              "0.");
+  }
+  EXPECT_FALSE(image.Get<bool>("Valid"));
+  EXPECT_FALSE(image.Get<Ref>("Memory"));
+}
+
+TEST_F(Loaded, ImagesReleaseTheObjectsTheyHold) {
+  Load();
+  host_->DefineSubclass("AppFactory", "PictureFactoryXQT", {});
+  {
+    Ref image = host_->New("PictureXQT");
+    image.Set("Factory", host_->New("AppFactory"));
+    EXPECT_EQ(host_->LiveObjects("AppFactory"), 1);
+    EXPECT_TRUE(image.Get<Ref>("Factory"));
+  }
+  EXPECT_EQ(host_->LiveObjects(), 0);
+}
+
+}  // namespace

@@ -1,0 +1,132 @@
+// Start-up rules: control versions, flag adaptation, constants, instance sizes.
+#include "plugin/plugin_main.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "plugin/host_api.h"
+#include "plugin/member_table.h"
+
+namespace {
+
+TEST(StartUp, ControlVersionFollowsHostVersion) {
+  EXPECT_EQ(ControlVersionForHost(0), 9);
+  EXPECT_EQ(ControlVersionForHost(2011.9), 9);
+  EXPECT_EQ(ControlVersionForHost(2012.0), 10);
+  EXPECT_EQ(ControlVersionForHost(2013.0), 11);
+  EXPECT_EQ(ControlVersionForHost(2013.02), 11);
+  EXPECT_EQ(ControlVersionForHost(2013.03), 12);
+  EXPECT_EQ(ControlVersionForHost(2013.04), 13);
+  EXPECT_EQ(ControlVersionForHost(2024.01), 13);
+}
+
+TEST(StartUp, GranularityIsAtLeastFourKilobytes) {
+  EXPECT_EQ(GranularityForPageSize(16384), 16384);
+  EXPECT_EQ(GranularityForPageSize(4096), 4096);
+  EXPECT_EQ(GranularityForPageSize(1024), 4096);
+  EXPECT_EQ(GranularityForPageSize(4097), 4097);
+}
+
+TEST(StartUp, PictureMembersGetConsoleSafeFlagOnlyOnNewerHosts) {
+  EXPECT_EQ(AdaptMemberFlags(kPictureMemberFlags, 2010.029), 4u);
+  EXPECT_EQ(AdaptMemberFlags(kPictureMemberFlags, 2010.028), 0u);
+  EXPECT_EQ(AdaptMemberFlags(kPicturePropertyFlags, 2019.0), 6u);
+  EXPECT_EQ(AdaptMemberFlags(kPicturePropertyFlags, 2009.0), 2u);
+  // A marker with flag 4 already set loses it on older hosts.
+  EXPECT_EQ(AdaptMemberFlags(kPictureMemberFlags | 4, 2009.0), 0u);
+  EXPECT_EQ(AdaptMemberFlags(kMemberFlags, 2009.0), 4u);
+  EXPECT_EQ(AdaptMemberFlags(kPropertyFlags, 2021.0), 6u);
+  EXPECT_EQ(AdaptMemberFlags(kSharedPropertyFlags, 2021.0), 0x26u);
+}
+
+TEST(StartUp, ScopePatternIsRewrittenOnlyBefore2020_02) {
+  EXPECT_EQ(AdaptMemberFlags(0x308, 2020.01), 4u);
+  EXPECT_EQ(AdaptMemberFlags(0x30C | 2, 2019.0), 6u);
+  EXPECT_EQ(AdaptMemberFlags(0x308, 2020.02), 0x308u);
+  // 0x400 set breaks the pattern.
+  EXPECT_EQ(AdaptMemberFlags(0x708, 2019.0), 0x708u);
+  EXPECT_EQ(AdaptClassFlags(0x308, 2019.0), 4u);
+  EXPECT_EQ(AdaptClassFlags(0x308 | REALneedsPictureSupport, 2019.0), 4u);
+  EXPECT_EQ(AdaptClassFlags(REALneedsPictureSupport, 2010.0), 0u);
+  EXPECT_EQ(AdaptClassFlags(4, 2010.0), 4u);
+}
+
+TEST(StartUp, ConstantDeclarations) {
+  EXPECT_EQ(ConstantDeclaration("ImageFormatRGB", 1), "ImageFormatRGB = 1");
+  EXPECT_EQ(ConstantDeclaration("Big", 99), "Big = 99");
+  EXPECT_EQ(ConstantDeclaration("Big", 100), "Big = &h00000064");
+  EXPECT_EQ(ConstantDeclaration("Byte", 255), "Byte = &h000000FF");
+  EXPECT_EQ(ConstantDeclaration("Wide", 0xABCDEF12), "Wide = &hABCDEF12");
+  EXPECT_EQ(ConstantDeclaration("Negative", -1), "Negative = -1");
+}
+
+TEST(StartUp, RewritingLeavesFinishedDeclarationsAlone) {
+  REALconstant constants[] = {{"Plain", 7}, {"Done = 3", 9}, {"Large", 4096}};
+  RewriteConstants(constants, 3);
+  EXPECT_STREQ(constants[0].declaration, "Plain = 7");
+  EXPECT_EQ(constants[0].value, 0);
+  EXPECT_STREQ(constants[1].declaration, "Done = 3");
+  EXPECT_EQ(constants[1].value, 9);
+  EXPECT_STREQ(constants[2].declaration, "Large = &h00001000");
+  // A second pass finds nothing left to do.
+  const char* first = constants[0].declaration;
+  RewriteConstants(constants, 3);
+  EXPECT_EQ(constants[0].declaration, first);
+}
+
+// A host that offers only PluginRegisterClass, to see what registration hands over.
+REALclassDefinition gRegistered;
+int gRegistrations = 0;
+void CaptureRegistration(REALclassDefinition* definition) {
+  gRegistered = *definition;
+  ++gRegistrations;
+}
+void* RegistrationOnlyResolver(const char* name) {
+  if (std::strcmp(name, "PluginRegisterClass") == 0) {
+    return reinterpret_cast<void*>(&CaptureRegistration);
+  }
+  return nullptr;
+}
+
+TEST(StartUp, RegistrationRoundsInstanceSizeAndStampsVersion) {
+  SetResolver(&RegistrationOnlyResolver);
+  rbversion = 2013.03;
+  CurrentREALControlVersion = 12;
+  REALmethodDefinition methods[] = {{nullptr, nullptr, "A", kMemberFlags},
+                                    {nullptr, nullptr, "B", kPictureMemberFlags}};
+  REALproperty properties[] = {
+      {nullptr, "P", "Integer", kPicturePropertyFlags, nullptr, nullptr, 0}};
+  REALclassDefinition definition{};
+  definition.name = "Test";
+  definition.dataSize = 561;
+  definition.methods = methods;
+  definition.methodCount = 2;
+  definition.properties = properties;
+  definition.propertyCount = 1;
+  definition.mFlags = REALneedsPictureSupport;
+  gRegistrations = 0;
+  MyREALRegisterClass(&definition);
+  ASSERT_EQ(gRegistrations, 1);
+  EXPECT_EQ(gRegistered.dataSize, 576u);
+  EXPECT_EQ(gRegistered.version, 12u);
+  EXPECT_EQ(gRegistered.mFlags, 4u);
+  EXPECT_EQ(methods[0].flags, 4u);
+  EXPECT_EQ(methods[1].flags, 4u);
+  EXPECT_EQ(properties[0].flags, 6u);
+
+  definition.dataSize = 560;
+  MyREALRegisterClass(&definition);
+  EXPECT_EQ(gRegistered.dataSize, 560u);
+  SetResolver(nullptr);
+  rbversion = 0;
+}
+
+TEST(StartUp, NoResolverRegistersNothing) {
+  gRegistrations = 0;
+  REALPluginMain(nullptr);
+  EXPECT_EQ(gRegistrations, 0);
+}
+
+}  // namespace
