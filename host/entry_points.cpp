@@ -341,7 +341,9 @@ const void* GetStringContents(REALstring string, int64_t* length) {
 void* BlockGetPtr(REALmemoryBlock block) {
   Host::Impl* h = Enter("memoryBlockGetPtr");
   Payload* p = h && block ? h->PayloadOf(block, PayloadKind::Block, "memoryBlockGetPtr") : nullptr;
-  return p ? p->data : nullptr;
+  // An empty block that owns its bytes has no data, as the host's own empty blocks have none.
+  if (!p || (p->owned && p->size == 0)) return nullptr;
+  return p->data;
 }
 
 int64_t BlockGetSize(REALmemoryBlock block) {

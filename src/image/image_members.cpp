@@ -2,9 +2,14 @@
 
 #include <cstddef>
 
+#include "image/file_mapping.h"
 #include "image/image_class_data.h"
 #include "image/image_properties.h"
+#include "image/image_storage.h"
+#include "image/image_views.h"
+#include "image/picture_factory.h"
 #include "image/pixel_formats.h"
+#include "image/raw_rows.h"
 
 namespace {
 
@@ -78,6 +83,7 @@ void AddProperties(ClassMembers& members) {
       Computed("Memory", "MemoryBlock", Entry(&GetMemory)),
       ReadOnly("MemoryTarget", "MemoryBlock", XQT_FIELD(MemoryTarget)),
       ReadOnly("FilePath", "String", XQT_FIELD(FilePath)),
+      Computed("MappingBlockSize", "Int64", Entry(&GetMemBlockSize), Entry(&SetMemBlockSize)),
       Computed("TotalSize", "Int64", Entry(&GetTotalSizeInt64)),
   };
 }
@@ -178,11 +184,58 @@ void AddConstants(ClassMembers& members) {
   };
 }
 
+void AddMethods(ClassMembers& members) {
+  members.Method(Entry(&ImageConstructor),
+                 "Constructor(width as integer, height as integer, ImageFormat as integer)");
+  members.Method(Entry(&ImageConstructorMemory),
+                 "Constructor(Buf as MemoryBlock, width as integer, height as integer, "
+                 "ImageFormat as integer, RowSize as integer)");
+  members.Method(Entry(&ImageConstructorFile),
+                 "Constructor(width as integer, height as integer, ImageFormat as integer, "
+                 "BlockSize as Int64, FilePath as folderitem)");
+  members.Method(Entry(&ImageDestructor), "Close");
+  members.Method(Entry(&Clone), "Clone as PictureXQT");
+  members.Method(Entry(&GetMirroredView), "MirroredView as PictureXQT");
+  members.Method(Entry(&MapInRows),
+                 "MapInRows(FirstRow as Integer, LastRow as Integer) as boolean");
+  members.Method(Entry(&ClearCache), "ClearCache");
+  members.Method(Entry(&CreatePictureLocal),
+                 "CreatePictureXQT(width as integer, height as integer, ImageFormat as integer) "
+                 "as PictureXQT");
+  members.Method(Entry(&Channels), "Channels as String()");
+  members.Method(Entry(&ChannelOffset), "ChannelOffset(index as integer) as integer");
+  members.Method(Entry(&Channel), "Channel(index as integer) as PictureXQT");
+  members.Method(Entry(&AlphaChannel), "AlphaChannel as PictureXQT");
+  members.Method(Entry(&RedChannel), "RedChannel as PictureXQT");
+  members.Method(Entry(&GreenChannel), "GreenChannel as PictureXQT");
+  members.Method(Entry(&BlueChannel), "BlueChannel as PictureXQT");
+  members.Method(Entry(&GrayChannel), "GrayChannel as PictureXQT");
+  members.Method(Entry(&CyanChannel), "CyanChannel as PictureXQT");
+  members.Method(Entry(&MagentaChannel), "MagentaChannel as PictureXQT");
+  members.Method(Entry(&YellowChannel), "YellowChannel as PictureXQT");
+  members.Method(Entry(&BlackChannel), "BlackChannel as PictureXQT");
+  members.Method(Entry(&RGBChannel), "RGBChannels as PictureXQT");
+  members.Method(Entry(&CMYKChannel), "CMYKChannels as PictureXQT");
+  members.Method(Entry(&rbGetRowPtr), "RawRowPtr(index as integer) as Ptr");
+  members.Method(Entry(&rbGetRow), "RawRow(index as integer) as memoryblock");
+  members.AssignableMethod(Entry(&rbGetRowCopy), Entry(&rbSetRow),
+                           "Row(index as integer) as memoryblock");
+
+  members.SharedMethod(Entry(&CreatePictureGlobal),
+                       "CreatePictureXQT(width as integer, height as integer, theImageFormat as "
+                       "integer) as PictureXQT");
+  members.SharedMethod(Entry(&CalculateMemory),
+                       "CalculateMemory(width as integer, height as integer, theImageFormat as "
+                       "integer) as Int64");
+  members.SharedMethod(Entry(&CanAllocateImage),
+                       "CanAllocateImage(width as integer, height as integer, theImageFormat as "
+                       "integer) as boolean");
+}
+
 }  // namespace
 
 void AddImageMembers(ClassMembers& members) {
   AddProperties(members);
   AddConstants(members);
-  members.Method(Entry(&Channels), "Channels as String()");
-  members.Method(Entry(&ChannelOffset), "ChannelOffset(index as integer) as integer");
+  AddMethods(members);
 }

@@ -1,8 +1,9 @@
 #include "plugin/class_tables.h"
 
+#include "composite/composite_members.h"
 #include "image/image_class_data.h"
-#include "image/image_lifetime.h"
 #include "image/image_members.h"
+#include "image/image_storage.h"
 #include "image/picture_factory.h"
 #include "plugin/class_registry.h"
 #include "plugin/debug_log.h"
@@ -50,6 +51,7 @@ void BuildClassTables() {
   ClassMembers& pictures = PictureMembers();
   pictures = ClassMembers{};
   AddImageMembers(pictures);
+  AddCompositeMembers(pictures);
   pictures.sharedProperties.insert(
       pictures.sharedProperties.begin(),
       REALproperty{nullptr, "Attributes( Hidden ) Debugging", "Boolean", kSharedPropertyFlags,

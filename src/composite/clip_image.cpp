@@ -1,0 +1,101 @@
+#include "composite/clip_image.h"
+
+#include <cstdint>
+
+#include "image/image_class_data.h"
+#include "image/image_storage.h"
+#include "image/image_views.h"
+#include "plugin/debug_log.h"
+#include "plugin/host_api.h"
+
+namespace {
+
+// Rectangles come from the application unchecked: sums saturate instead of overflowing.
+int64_t SaturatingAdd(int64_t a, int64_t b) {
+  int64_t sum = 0;
+  if (!__builtin_add_overflow(a, b, &sum)) return sum;
+  return b < 0 ? INT64_MIN : INT64_MAX;
+}
+
+void FixSpan(int64_t extent, int64_t& origin, int64_t& length) {
+  if (length < 0) {
+    origin = SaturatingAdd(origin, length);
+    length = length == INT64_MIN ? INT64_MAX : -length;
+  }
+  if (origin < 0) {
+    length = SaturatingAdd(length, origin);
+    origin = 0;
+  }
+  if (origin >= extent) length = 0;
+  if (length > extent - origin) length = extent - origin;
+}
+
+}  // namespace
+
+void FixClipRectangle(int64_t imageWidth, int64_t imageHeight, int64_t& x, int64_t& y,
+                      int64_t& width, int64_t& height) {
+  DebugLogArgs("Fix", x, y, width, height);
+  FixSpan(imageWidth, x, width);
+  FixSpan(imageHeight, y, height);
+  DebugLogArgs("Fixed", x, y, width, height);
+}
+
+REALobject ClipImage5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height) {
+  DebugLog("ClipImage5");
+  ImageClassData* image = ImageData(instance);
+  if (!image) return nullptr;
+  FixClipRectangle(image->Width, image->Height, x, y, width, height);
+  REALobject clip = NewBareImage();
+  if (!clip) return nullptr;
+  ImageClassData* view = ImageData(clip);
+
+  // Channels move by x pixels; the row start stays the parent's.
+  int64_t shift = x * image->PixelSize;
+  auto channel = [shift](bool has, int64_t offset) { return has ? offset + shift : offset; };
+  view->HasRed = image->HasRed;
+  view->RedOffset = channel(image->HasRed, image->RedOffset);
+  view->HasGreen = image->HasGreen;
+  view->GreenOffset = channel(image->HasGreen, image->GreenOffset);
+  view->HasBlue = image->HasBlue;
+  view->BlueOffset = channel(image->HasBlue, image->BlueOffset);
+  view->HasGray = image->HasGray;
+  view->GrayOffset = channel(image->HasGray, image->GrayOffset);
+  view->HasAlpha = image->HasAlpha;
+  view->AlphaOffset = channel(image->HasAlpha, image->AlphaOffset);
+  view->HasCyan = image->HasCyan;
+  view->CyanOffset = channel(image->HasCyan, image->CyanOffset);
+  view->HasMagenta = image->HasMagenta;
+  view->MagentaOffset = channel(image->HasMagenta, image->MagentaOffset);
+  view->HasYellow = image->HasYellow;
+  view->YellowOffset = channel(image->HasYellow, image->YellowOffset);
+  view->HasBlack = image->HasBlack;
+  view->BlackOffset = channel(image->HasBlack, image->BlackOffset);
+  view->ChannelCount = image->ChannelCount;
+  for (int64_t i = 0; i < 8; ++i) {
+    view->ChannelOffsets[i] = image->ChannelOffsets[i] + (i < image->ChannelCount ? shift : 0);
+  }
+
+  view->Width = width;
+  view->Height = height;
+  view->UnclippedHeight = image->UnclippedHeight;
+  view->RowOffset = image->RowOffset + y;
+  view->PixelSize = image->PixelSize;
+  view->BitsPerComponent = image->BitsPerComponent;
+  view->IsGray = image->IsGray;
+  view->IsRGB = image->IsRGB;
+  view->IsCMYK = image->IsCMYK;
+  view->Valid = image->Valid;
+  view->GetRow = image->GetRow;
+  view->ImageFormat = image->ImageFormat;
+  view->RowSize = image->RowSize;
+  view->TotalSize = image->TotalSize;
+  if (image->MemoryTarget) StoreObject(&view->MemoryTarget, image->MemoryTarget);
+  ShareStorage(view, instance);
+  return clip;
+}
+
+REALobject ClipImage1(REALobject instance) {
+  ImageClassData* image = ImageData(instance);
+  if (!image) return nullptr;
+  return ClipImage5(instance, 0, 0, image->Width, image->Height);
+}

@@ -1,0 +1,46 @@
+// Backing files of file-mapped images: creating, sizing, mapping and removing them.
+//
+// Thin wrappers over the system calls so that the image code stays free of them. Calls that the
+// image code reports in its debug log hand back the result together with errno.
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <string>
+
+namespace platform {
+
+struct FileResult {
+  int64_t value;  // what the call returned; -1 on failure
+  int error;      // errno after a failure, else 0
+};
+
+// Opens `path` for reading and writing, creating and truncating it, with the permission bits as
+// given. The descriptor, or -1.
+int OpenBackingFile(const char* path, unsigned permissions);
+
+// Creates a fresh file exclusively in $TMPDIR (when set) or /tmp and stores its path. The
+// descriptor, or -1 when no file could be made.
+int CreateTemporaryFile(std::string& path);
+
+FileResult TruncateFile(int descriptor, int64_t length);
+FileResult SeekFile(int descriptor, int64_t offset);   // from the start; the new offset
+FileResult WriteZeros(int descriptor, int64_t count);  // at the current offset; bytes written
+FileResult CloseFile(int descriptor);
+FileResult RemoveFile(const char* path);
+// Identifies the file behind a descriptor (device and inode); false when it cannot be read.
+struct FileIdentity {
+  uint64_t device;
+  uint64_t inode;
+  auto operator<=>(const FileIdentity&) const = default;
+};
+bool IdentifyFile(int descriptor, FileIdentity* identity);
+
+// A second descriptor for the same open file, or -1.
+int DuplicateDescriptor(int descriptor);
+
+// Maps `length` bytes of the file at `offset`, readable, writable and shared; null on failure.
+void* MapFileRegion(int descriptor, int64_t offset, int64_t length);
+FileResult UnmapFileRegion(void* address, int64_t length);
+
+}  // namespace platform

@@ -1,0 +1,329 @@
+// File-mapped images through the host: sizes, bands, MapInRows, the backing file's life and the
+// failures that leave an invalid image and no file.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+#include "support/plugin_fixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using xqt::host::Ref;
+
+constexpr int64_t kRGB = 1;
+constexpr int64_t kRGBA = 2;
+constexpr int64_t kPage = 4096;
+constexpr int64_t kMiB16 = kPage * kPage;
+
+// Temporary backing files go to a scratch directory of the test, which must be empty again at the
+// end: every path out of the constructor and every way of closing removes the file.
+class FileMapping : public PluginTest {
+ protected:
+  FileMapping() {
+    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    scratch_ = fs::temp_directory_path() /
+               (std::string("xqt-mapping-") + info->name() + "-" + std::to_string(getpid()));
+    fs::remove_all(scratch_);
+    fs::create_directories(scratch_);
+    const char* old = std::getenv("TMPDIR");
+    hadTmpdir_ = old != nullptr;
+    if (old) oldTmpdir_ = old;
+    setenv("TMPDIR", scratch_.c_str(), 1);
+  }
+  ~FileMapping() override {
+    EXPECT_TRUE(fs::is_empty(scratch_)) << "a backing file was left behind";
+    fs::remove_all(scratch_);
+    if (hadTmpdir_) {
+      setenv("TMPDIR", oldTmpdir_.c_str(), 1);
+    } else {
+      unsetenv("TMPDIR");
+    }
+  }
+
+  Ref NewMapped(int64_t width, int64_t height, int64_t format = kRGB, int64_t blockSize = 0) {
+    return host_.New("PictureXQT", width, height, format, blockSize, nullptr);
+  }
+  Ref NewMappedAt(const fs::path& path, int64_t width, int64_t height, int64_t blockSize = 0) {
+    Ref item = host_.NewFolderItem(path.string());
+    return host_.New("PictureXQT", width, height, kRGB, blockSize, item);
+  }
+
+  // The first byte of row y, through MapInRows and the band the Memory block shows.
+  uint8_t* RowThroughBand(const Ref& image, int64_t y) {
+    if (!image.Call<bool>("MapInRows", y, y)) return nullptr;
+    int64_t first = image.Get<int64_t>("MappingFirstRow");
+    int64_t last = image.Get<int64_t>("MappingLastRow");
+    if (y < first || y > last) return nullptr;
+    Ref band = image.Get<Ref>("Memory");
+    if (!band) return nullptr;
+    return xqt::host::Host::BlockData(band) + (y - first) * image.Get<int64_t>("RowSize");
+  }
+
+  fs::path scratch_;
+  std::string oldTmpdir_;
+  bool hadTmpdir_ = false;
+};
+
+TEST_F(FileMapping, RowSizeAndBandSize) {
+  Ref image = NewMapped(100, 20, kRGB, 1);
+  ASSERT_TRUE(image.Get<bool>("Valid"));
+  EXPECT_TRUE(image.Get<bool>("IsMapping"));
+  EXPECT_EQ(image.Get<int64_t>("RowSize"), kPage);
+  EXPECT_EQ(image.Get<int64_t>("TotalSize"), 20 * kPage);
+  // The 16 MiB floor, reduced to the whole of a small image.
+  EXPECT_EQ(image.Get<int64_t>("MappingBlockSize"), 20 * kPage);
+  EXPECT_EQ(image.Get<int64_t>("MappingRows"), 20);
+  EXPECT_EQ(image.Get<int64_t>("MappingFirstRow"), 0);
+  EXPECT_EQ(image.Get<int64_t>("MappingLastRow"), 19);
+
+  // A wider row takes whole pages: 1100 RGBA pixels need two.
+  Ref wide = NewMapped(1100, 4, kRGBA, 1);
+  ASSERT_TRUE(wide.Get<bool>("Valid"));
+  EXPECT_EQ(wide.Get<int64_t>("RowSize"), 2 * kPage);
+  // At least five rows, even over a four-row image.
+  EXPECT_EQ(wide.Get<int64_t>("MappingRows"), 5);
+  EXPECT_EQ(wide.Get<int64_t>("MappingBlockSize"), 10 * kPage);
+}
+
+TEST_F(FileMapping, BlockSizeProperty) {
+  Ref image = NewMapped(100, 10000, kRGB, int64_t{1} << 40);
+  ASSERT_TRUE(image.Get<bool>("Valid"));
+  EXPECT_EQ(image.Get<int64_t>("MappingBlockSize"), 10000 * kPage);  // the whole file
+  EXPECT_EQ(image.Get<int64_t>("MappingRows"), 10000);
+
+  image.Set("MappingBlockSize", int64_t{1});
+  EXPECT_EQ(image.Get<int64_t>("MappingBlockSize"), kMiB16);
+  EXPECT_EQ(image.Get<int64_t>("MappingRows"), 4096);
+  // The setter maps the first band again.
+  EXPECT_EQ(image.Get<int64_t>("MappingFirstRow"), 0);
+  EXPECT_EQ(image.Get<int64_t>("MappingLastRow"), 4095);
+  ASSERT_TRUE(image.Get<Ref>("Memory"));
+
+  image.Set("MappingBlockSize", 2 * kMiB16 + 100);
+  EXPECT_EQ(image.Get<int64_t>("MappingBlockSize"), 2 * kMiB16);
+  EXPECT_EQ(image.Get<int64_t>("MappingLastRow"), 8191);
+}
+
+TEST_F(FileMapping, BandWalkKeepsTheData) {
+  Ref image = NewMapped(100, 10000, kRGB, 1);
+  ASSERT_TRUE(image.Get<bool>("Valid"));
+  // Each row gets its number in its first eight bytes, band by band.
+  for (int64_t y : {int64_t{0}, int64_t{1}, int64_t{4095}, int64_t{4096}, int64_t{9999}}) {
+    uint8_t* row = RowThroughBand(image, y);
+    ASSERT_NE(row, nullptr) << y;
+    std::memcpy(row, &y, sizeof y);
+  }
+  // Row 4096 lies past the first band: the next one starts two rows before it.
+  EXPECT_TRUE(image.Call<bool>("MapInRows", int64_t{4096}, int64_t{4096}));
+  EXPECT_EQ(image.Get<int64_t>("MappingFirstRow"), 4094);
+  // The last row: the band ends at the last row of the file.
+  EXPECT_TRUE(image.Call<bool>("MapInRows", int64_t{9999}, int64_t{9999}));
+  EXPECT_EQ(image.Get<int64_t>("MappingFirstRow"), 10000 - 4096);
+  EXPECT_EQ(image.Get<int64_t>("MappingLastRow"), 9999);
+
+  for (int64_t y : {int64_t{9999}, int64_t{4095}, int64_t{0}, int64_t{4096}, int64_t{1}}) {
+    uint8_t* row = RowThroughBand(image, y);
+    ASSERT_NE(row, nullptr) << y;
+    int64_t stored;
+    std::memcpy(&stored, row, sizeof stored);
+    EXPECT_EQ(stored, y);
+  }
+}
+
+TEST_F(FileMapping, MapInRows) {
+  Ref image = NewMapped(100, 10000, kRGB, 1);
+  ASSERT_TRUE(image.Get<bool>("Valid"));
+  EXPECT_FALSE(image.Call<bool>("MapInRows", int64_t{5}, int64_t{2}));
+
+  // A range within the band size; the band starts two rows early.
+  EXPECT_TRUE(image.Call<bool>("MapInRows", int64_t{5000}, int64_t{5500}));
+  EXPECT_EQ(image.Get<int64_t>("MappingFirstRow"), 4998);
+  EXPECT_EQ(image.Get<int64_t>("MappingBlockSize"), kMiB16);
+
+  // Clamped to the whole image, which then is one band.
+  EXPECT_TRUE(image.Call<bool>("MapInRows", int64_t{-3}, int64_t{1000000}));
+  EXPECT_EQ(image.Get<int64_t>("MappingFirstRow"), 0);
+  EXPECT_EQ(image.Get<int64_t>("MappingLastRow"), 9999);
+  EXPECT_EQ(image.Get<int64_t>("MappingBlockSize"), 10000 * kPage);
+
+  // Storage that is wholly addressable needs nothing.
+  Ref memory = NewImage(10, 10, kRGB);
+  EXPECT_TRUE(memory.Call<bool>("MapInRows", int64_t{0}, int64_t{9}));
+  EXPECT_FALSE(memory.Call<bool>("MapInRows", int64_t{9}, int64_t{0}));
+
+  // A closed image maps nothing.
+  image.Call("Close");
+  EXPECT_FALSE(image.Call<bool>("MapInRows", int64_t{0}, int64_t{1}));
+}
+
+TEST_F(FileMapping, TemporaryFileLivesAsLongAsTheImage) {
+  Ref image = NewMapped(30, 30);
+  ASSERT_TRUE(image.Get<bool>("Valid"));
+  fs::path path = image.Get<std::string>("FilePath");
+  EXPECT_EQ(path.parent_path(), scratch_);
+  ASSERT_TRUE(fs::exists(path));
+  EXPECT_EQ(fs::file_size(path), static_cast<uintmax_t>(30 * kPage + kPage));
+  image.Call("Close");
+  EXPECT_FALSE(fs::exists(path));
+  image.Call("Close");  // a second close finds nothing to release
+
+  Ref dying = NewMapped(30, 30);
+  path = dying.Get<std::string>("FilePath");
+  ASSERT_TRUE(fs::exists(path));
+  dying.reset();
+  EXPECT_FALSE(fs::exists(path));
+}
+
+TEST_F(FileMapping, NamedFileIsRemovedToo) {
+  fs::path path = scratch_ / "named backing file.raw";
+  Ref image = NewMappedAt(path, 30, 30);
+  ASSERT_TRUE(image.Get<bool>("Valid"));
+  EXPECT_EQ(image.Get<std::string>("FilePath"), path.string());
+  ASSERT_TRUE(fs::exists(path));
+  image.Call("Close");
+  EXPECT_FALSE(fs::exists(path));
+
+  // An existing file is truncated and reused, then removed all the same.
+  fs::path existing = scratch_ / "existing";
+  {
+    std::FILE* file = std::fopen(existing.c_str(), "w");
+    ASSERT_NE(file, nullptr);
+    std::fputs(std::string(100000, 'x').c_str(), file);
+    std::fclose(file);
+  }
+  Ref reused = NewMappedAt(existing, 10, 2);
+  ASSERT_TRUE(reused.Get<bool>("Valid"));
+  EXPECT_EQ(fs::file_size(existing), static_cast<uintmax_t>(3 * kPage));
+  uint8_t* row = RowThroughBand(reused, 1);
+  ASSERT_NE(row, nullptr);
+  EXPECT_EQ(row[0], 0);
+  reused.reset();
+  EXPECT_FALSE(fs::exists(existing));
+
+  // An empty path means a temporary file.
+  Ref unnamed = NewMappedAt("", 10, 10);
+  ASSERT_TRUE(unnamed.Get<bool>("Valid"));
+  EXPECT_EQ(fs::path(unnamed.Get<std::string>("FilePath")).parent_path(), scratch_);
+}
+
+TEST_F(FileMapping, BadArgumentsGiveAnInvalidImageAndNoFile) {
+  const int64_t cases[][3] = {
+      {0, 10, kRGB},
+      {10, 0, kRGB},
+      {-5, 10, kRGB},
+      {10, 10, 0},
+      {10, 10, 14},
+      {10, 10, 49},
+      {INT64_MAX / 2, 10, kRGB},           // the row's bytes overflow
+      {100, INT64_MAX / kPage + 1, kRGB},  // the file's size overflows
+      {100, INT64_MAX / kPage, kRGB},      // the size fits, its tail does not
+  };
+  for (const auto& c : cases) {
+    Ref image = NewMapped(c[0], c[1], c[2]);
+    EXPECT_FALSE(image.Get<bool>("Valid")) << c[0] << " x " << c[1] << " format " << c[2];
+    EXPECT_FALSE(image.Get<bool>("IsMapping"));
+    EXPECT_EQ(image.Get<std::string>("FilePath"), "");
+    EXPECT_FALSE(image.Call<bool>("MapInRows", int64_t{0}, int64_t{0}));
+  }
+  EXPECT_TRUE(fs::is_empty(scratch_));
+}
+
+TEST_F(FileMapping, FileThatCannotBeMadeGivesAnInvalidImage) {
+  Ref image = NewMappedAt(scratch_ / "missing" / "file", 10, 10);
+  EXPECT_FALSE(image.Get<bool>("Valid"));
+  EXPECT_FALSE(image.Get<bool>("IsMapping"));
+  EXPECT_FALSE(fs::exists(scratch_ / "missing"));
+
+  // No place for a temporary file: no name can be had.
+  setenv("TMPDIR", (scratch_ / "missing").c_str(), 1);
+  EXPECT_HOST_EXCEPTION("UnsupportedOperationException", "Failed to get temp path.",
+                        NewMapped(10, 10));
+}
+
+// Runs `body` in a child whose files may not grow past 64 KiB; the child's exit code is the
+// number of failed checks.
+template <class F>
+int InSmallFileLimit(F&& body) {
+  pid_t child = fork();
+  if (child == 0) {
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{64 * 1024, 64 * 1024};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    _exit(body());
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 100;
+}
+
+TEST_F(FileMapping, FileThatCannotBeSizedIsRemoved) {
+  fs::path named = scratch_ / "named";
+  int failures = InSmallFileLimit([&] {
+    int failed = 0;
+    {
+      Ref small = NewMapped(10, 10);  // 11 pages fit
+      failed += small.Get<bool>("Valid") ? 0 : 1;
+    }
+    Ref temporary = NewMapped(100, 100);
+    failed += temporary.Get<bool>("Valid") ? 1 : 0;
+    failed += temporary.Get<bool>("IsMapping") ? 1 : 0;
+    Ref atPath = NewMappedAt(named, 100, 100);
+    failed += atPath.Get<bool>("Valid") ? 1 : 0;
+    failed += fs::exists(named) ? 1 : 0;
+    failed += fs::is_empty(scratch_) ? 0 : 1;
+    return failed;
+  });
+  EXPECT_EQ(failures, 0);
+}
+
+TEST_F(FileMapping, ChannelViewsShareTheFile) {
+  Ref image = NewMapped(100, 10000, kRGB, 1);
+  ASSERT_TRUE(image.Get<bool>("Valid"));
+  uint8_t* row = RowThroughBand(image, 5000);
+  ASSERT_NE(row, nullptr);
+  row[3 * 7 + 2] = 0xB1;  // blue of pixel 7
+
+  Ref blue = image.Call<Ref>("BlueChannel");
+  ASSERT_TRUE(blue);
+  EXPECT_TRUE(blue.Get<bool>("IsMapping"));
+  EXPECT_EQ(blue.Get<int64_t>("MappingFirstRow"), 0);      // its own first band
+  EXPECT_EQ(image.Get<int64_t>("MappingFirstRow"), 4998);  // the parent's band stays
+  uint8_t* viewRow = RowThroughBand(blue, 5000);
+  ASSERT_NE(viewRow, nullptr);
+  EXPECT_EQ(viewRow[3 * 7 + blue.Get<int64_t>("GrayOffset")], 0xB1);
+
+  // The view outlives a closed parent and still sees the data.
+  fs::path path = image.Get<std::string>("FilePath");
+  image.Call("Close");
+  EXPECT_FALSE(fs::exists(path));
+  viewRow = RowThroughBand(blue, 5000);
+  ASSERT_NE(viewRow, nullptr);
+  EXPECT_EQ(viewRow[3 * 7 + 2], 0xB1);
+}
+
+TEST_F(FileMapping, ViewsReleaseTheirDescriptors) {
+  Ref image = NewMapped(10, 10);
+  ASSERT_TRUE(image.Get<bool>("Valid"));
+  auto openFiles = [] {
+    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator{});
+  };
+  auto before = openFiles();
+  for (int i = 0; i < 20; ++i) {
+    Ref view = image.Call<Ref>("RedChannel");
+    ASSERT_TRUE(view);
+    Ref mirrored = view.Call<Ref>("MirroredView");
+  }
+  EXPECT_EQ(openFiles(), before);
+}
+
+}  // namespace

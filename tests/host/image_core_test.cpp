@@ -1,0 +1,368 @@
+// The image core through the host: formats, constructors, sizing, rows, clones, views, clips and
+// the factory.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "support/plugin_fixture.h"
+
+namespace {
+
+using xqt::host::Host;
+using xqt::host::Ref;
+
+constexpr int64_t kRGB = 1, kRGBA = 2, kXRGB = 5, kBGRA = 7, kG = 11, kRofRGB = 15, kCMYK = 23,
+                  kKYMCA = 29, kScaling5 = 37, kGray16 = 41, kG5 = 45;
+
+class ImageCore : public PluginTest {
+ protected:
+  uint8_t* Pixel(const Ref& image, int64_t x, int64_t y) {
+    auto* row = static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
+    return row + x * image.Get<int64_t>("PixelSize");
+  }
+  // Writes a value that encodes each pixel's coordinates into every byte of it.
+  void FillWithCoordinates(const Ref& image) {
+    int64_t width = image.Get<int64_t>("Width"), height = image.Get<int64_t>("Height");
+    int64_t pixelSize = image.Get<int64_t>("PixelSize");
+    for (int64_t y = 0; y < height; ++y) {
+      for (int64_t x = 0; x < width; ++x) {
+        std::memset(Pixel(image, x, y), static_cast<int>((x * 7 + y * 13) & 0xFF),
+                    static_cast<size_t>(pixelSize));
+      }
+    }
+  }
+  static int Coordinates(int64_t x, int64_t y) { return static_cast<int>((x * 7 + y * 13) & 0xFF); }
+};
+
+TEST_F(ImageCore, FormatPropertiesThroughTheHost) {
+  Ref rgb = NewImage(3, 2, kRGB);
+  EXPECT_EQ(rgb.Get<std::string>("ImageFormatString"), "RGB");
+  EXPECT_EQ(NewImage(3, 2, kScaling5).Get<std::string>("ImageFormatString"), "Scaling");
+  EXPECT_EQ(NewImage(3, 2, kGray16).Get<std::string>("ImageFormatString"), "G16");
+  EXPECT_EQ(NewImage(3, 2, kRofRGB).Get<std::string>("ImageFormatString"), "");
+  EXPECT_EQ(NewImage(3, 2, kG5).Call<std::vector<std::string>>("Channels"),
+            (std::vector<std::string>{"Gray", "Gray2", "Gray3", "Gray4", "Gray5"}));
+  EXPECT_TRUE(NewImage(3, 2, kRofRGB).Call<std::vector<std::string>>("Channels").empty());
+  EXPECT_EQ(NewImage(3, 2, kKYMCA).Call<std::vector<std::string>>("Channels"),
+            (std::vector<std::string>{"Black", "Yellow", "Magenta", "Cyan", "Alpha"}));
+
+  Ref xrgb = NewImage(3, 2, kXRGB);
+  EXPECT_EQ(xrgb.Call<int64_t>("ChannelOffset", 0), 1);
+  EXPECT_HOST_EXCEPTION("OutOfBoundsException",
+                        "The parameter index to method ChannelOffset is too big. Range is 0 to 2, "
+                        "but value is 3.",
+                        xrgb.Call<int64_t>("ChannelOffset", 3));
+}
+
+TEST_F(ImageCore, OffsetSettersAcceptAnyByteOfThePixel) {
+  Ref gray = NewImage(4, 4, kRofRGB);
+  gray.Set("RedOffset", int64_t{2});  // no red channel, still a byte of the pixel
+  EXPECT_EQ(gray.Get<int64_t>("RedOffset"), 2);
+  EXPECT_FALSE(gray.Get<bool>("HasRed"));
+  EXPECT_HOST_EXCEPTION("OutOfBoundsException",
+                        "The parameter value to method AlphaOffset is too big. Range is 0 to 2, "
+                        "but value is 3.",
+                        gray.Set("AlphaOffset", int64_t{3}));
+  EXPECT_HOST_EXCEPTION("OutOfBoundsException",
+                        "The parameter value to method GrayOffset is too small. Range is 0 to 2, "
+                        "but value is -1.",
+                        gray.Set("GrayOffset", int64_t{-1}));
+}
+
+TEST_F(ImageCore, SizesOfInMemoryImages) {
+  EXPECT_EQ(host_.CallShared<int64_t>("PictureXQT", "CalculateMemory", 10, 10, kRGB), 640);
+  EXPECT_EQ(host_.CallShared<int64_t>("PictureXQT", "CalculateMemory", 0, 10, kRGB), 0);
+  EXPECT_EQ(host_.CallShared<int64_t>("PictureXQT", "CalculateMemory", 16, 1, kRGBA), 64);
+  EXPECT_EQ(host_.CallShared<int64_t>("PictureXQT", "CalculateMemory", 17, 2, kRGBA), 256);
+  EXPECT_FALSE(host_.CallShared<bool>("PictureXQT", "CanAllocateImage", 1, 1, 14));
+  EXPECT_TRUE(host_.CallShared<bool>("PictureXQT", "CanAllocateImage", 1, 1, kG));
+  EXPECT_FALSE(host_.CallShared<bool>("PictureXQT", "CanAllocateImage", INT64_MAX, 2, kRGBA));
+
+  Ref tiny = NewImage(1, 1, kRGBA);
+  EXPECT_TRUE(tiny.Get<bool>("Valid"));
+  EXPECT_EQ(tiny.Get<int64_t>("RowSize"), 64);
+  EXPECT_EQ(tiny.Get<int64_t>("TotalSize"), 64);
+  EXPECT_EQ(tiny.Get<int64_t>("MappingRows"), 1);
+  Ref memory = tiny.Get<Ref>("Memory");
+  EXPECT_EQ(memory.get(), tiny.Get<Ref>("MemoryTarget").get());
+  EXPECT_EQ(Host::BlockSize(memory), 64);
+}
+
+TEST_F(ImageCore, BadConstructorArgumentsLeaveAnInvalidImage) {
+  for (auto [w, h, f] :
+       {std::tuple{0, 5, kRGB}, {5, 0, kRGB}, {-3, 5, kRGB}, {5, 5, 14}, {5, 5, 0}, {5, 5, 49}}) {
+    Ref image = NewImage(w, h, f);
+    EXPECT_FALSE(image.Get<bool>("Valid")) << w << " " << h << " " << f;
+    EXPECT_FALSE(image.Call<Ref>("Clone"));
+    EXPECT_EQ(image.Call<void*>("RawRowPtr", 0), nullptr);
+    image.Call("Close");
+  }
+}
+
+TEST_F(ImageCore, OversizedImagesRaiseOutOfMemory) {
+  EXPECT_HOST_EXCEPTION("OutOfMemoryException",
+                        "Failed to allocate 0 bytes of memory for image buffer.",
+                        NewImage(int64_t{1} << 40, int64_t{1} << 40, kRGBA));
+  EXPECT_HOST_EXCEPTION("OutOfMemoryException",
+                        "Failed to allocate 4503599627370496 bytes of memory for image buffer.",
+                        NewImage(int64_t{1} << 30, int64_t{1} << 20, kRGBA));
+  host_.FailNextMemoryBlocks(1);
+  EXPECT_HOST_EXCEPTION("OutOfMemoryException",
+                        "Failed to allocate 640 bytes of memory for image buffer.",
+                        NewImage(10, 10, kRGB));
+  EXPECT_TRUE(NewImage(10, 10, kRGB).Get<bool>("Valid"));
+}
+
+TEST_F(ImageCore, ImagesOverTheCallersBlock) {
+  Ref block = host_.NewMemoryBlock(1000);
+  Ref image = host_.New("PictureXQT", block, 5, 4, kRGB, 100);
+  EXPECT_TRUE(image.Get<bool>("Valid"));
+  EXPECT_EQ(image.Get<int64_t>("RowSize"), 100);
+  EXPECT_EQ(image.Get<int64_t>("TotalSize"), 400);
+  EXPECT_EQ(image.Call<void*>("RawRowPtr", 3), Host::BlockData(block) + 300);
+  EXPECT_EQ(image.Get<Ref>("Memory").get(), block.get());
+  block.reset();  // the image keeps the block alive
+  EXPECT_EQ(host_.LiveObjects("MemoryBlock"), 1);
+  image.Call("Close");
+  image.Call("Close");
+  EXPECT_EQ(host_.LiveObjects("MemoryBlock"), 0);
+
+  EXPECT_HOST_EXCEPTION("NilObjectException", "Memoryblock is nil.",
+                        host_.New("PictureXQT", nullptr, 5, 4, kRGB, 100));
+  Ref empty = host_.NewMemoryBlock(0);
+  EXPECT_HOST_EXCEPTION("NilObjectException", "Memoryblock is nil.",
+                        host_.New("PictureXQT", empty, 5, 4, kRGB, 100));
+}
+
+TEST_F(ImageCore, RowsAreCopiedWithTheirPadding) {
+  Ref image = NewImage(3, 100, kRGB);
+  ASSERT_EQ(image.Get<int64_t>("RowSize"), 64);
+  auto* row = static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", 7));
+  for (int i = 0; i < 64; ++i) row[i] = static_cast<uint8_t>(i + 1);
+  Ref copy = image.Call<Ref>("Row", 7);
+  ASSERT_EQ(Host::BlockSize(copy), 64);
+  EXPECT_EQ(std::memcmp(Host::BlockData(copy), row, 64), 0);
+
+  Host::BlockData(copy)[63] = 200;
+  image.Assign("Row", copy, 9);
+  auto* written = static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", 9));
+  EXPECT_EQ(written[0], 1);
+  EXPECT_EQ(written[63], 200);
+
+  Ref shortBlock = host_.NewMemoryBlock(10);
+  std::memset(Host::BlockData(shortBlock), 0xEE, 10);
+  image.Assign("Row", shortBlock, 9);
+  EXPECT_EQ(written[9], 0xEE);
+  EXPECT_EQ(written[10], 11);  // the rest of the row is left alone
+
+  Ref raw = image.Call<Ref>("RawRow", 7);
+  EXPECT_EQ(Host::BlockData(raw), row);
+}
+
+TEST_F(ImageCore, RowIndexChecks) {
+  Ref image = NewImage(3, 100, kRGB);
+  EXPECT_HOST_EXCEPTION("OutOfBoundsException",
+                        "The parameter index to method RawRow is too small. Range is 0 to 99, "
+                        "but value is -1.",
+                        image.Call<void*>("RawRowPtr", -1));
+  EXPECT_HOST_EXCEPTION("OutOfBoundsException",
+                        "The parameter index to method RawRow is too big. Range is 0 to 99, but "
+                        "value is 100.",
+                        image.Call<Ref>("RawRow", 100));
+  EXPECT_HOST_EXCEPTION("OutOfBoundsException",
+                        "The parameter index to method Row is too big. Range is 0 to 99, but "
+                        "value is 100.",
+                        image.Call<Ref>("Row", 100));
+  EXPECT_HOST_EXCEPTION("OutOfBoundsException",
+                        "The parameter index to method Row is too big. Range is 0 to 99, but "
+                        "value is 100.",
+                        image.Assign("Row", host_.NewMemoryBlock(64), 100));
+  EXPECT_HOST_EXCEPTION("NilObjectException", "Memoryblock is nil",
+                        image.Assign("Row", nullptr, 1));
+
+  Ref invalid = NewImage(0, 3, kRGB);
+  EXPECT_EQ(invalid.Call<void*>("RawRowPtr", 0), nullptr);
+  EXPECT_FALSE(invalid.Call<Ref>("Row", 0));
+  EXPECT_FALSE(invalid.Call<Ref>("RawRow", 0));
+  // Assigning checks the index against the (zero) height even on an invalid image.
+  EXPECT_HOST_EXCEPTION("OutOfBoundsException",
+                        "The parameter index to method Row is too big. Range is 0 to -1, but "
+                        "value is 0.",
+                        invalid.Assign("Row", host_.NewMemoryBlock(4), 0));
+}
+
+TEST_F(ImageCore, CopyingARowFailsWithOutOfMemory) {
+  Ref image = NewImage(3, 4, kRGB);
+  host_.FailNextMemoryBlocks(1);
+  EXPECT_HOST_EXCEPTION("OutOfMemoryException",
+                        "Failed to allocate a memoryblock with 64 bytes in size.",
+                        image.Call<Ref>("Row", 1));
+}
+
+TEST_F(ImageCore, MirroredViewsAndClones) {
+  Ref image = NewImage(4, 5, kRGB);
+  FillWithCoordinates(image);
+  Ref mirror = image.Call<Ref>("MirroredView");
+  ASSERT_TRUE(mirror);
+  EXPECT_EQ(*Pixel(mirror, 1, 0), Coordinates(1, 4));
+  EXPECT_EQ(*Pixel(mirror, 2, 4), Coordinates(2, 0));
+
+  Ref twice = mirror.Call<Ref>("MirroredView");
+  EXPECT_EQ(*Pixel(twice, 3, 1), Coordinates(3, 1));
+
+  Ref clone = mirror.Call<Ref>("Clone");
+  ASSERT_TRUE(clone);
+  EXPECT_EQ(clone.Get<int64_t>("RowOffset"), 0);
+  EXPECT_FALSE(clone.Get<Ref>("Parent"));
+  EXPECT_EQ(*Pixel(clone, 0, 0), Coordinates(0, 4));
+  EXPECT_EQ(*Pixel(clone, 3, 4), Coordinates(3, 0));
+  *Pixel(clone, 0, 0) = 99;  // a clone owns its pixels
+  EXPECT_EQ(*Pixel(image, 0, 4), Coordinates(0, 4));
+
+  // Views keep the parent alive after the application drops it.
+  image.reset();
+  EXPECT_EQ(*Pixel(mirror, 1, 0), Coordinates(1, 4));
+  EXPECT_EQ(mirror.Get<Ref>("Parent").Get<int64_t>("Height"), 5);
+}
+
+TEST_F(ImageCore, ChannelViews) {
+  Ref gray = NewImage(2, 2, kG);
+  EXPECT_FALSE(gray.Call<Ref>("RedChannel"));
+  Ref grayView = gray.Call<Ref>("GrayChannel");
+  EXPECT_EQ(grayView.Get<int64_t>("ImageFormat"), kG);
+  EXPECT_EQ(grayView.Get<std::string>("Channel"), "Gray");
+
+  Ref deep = NewImage(2, 2, kGray16);
+  EXPECT_FALSE(deep.Call<Ref>("AlphaChannel"));
+  EXPECT_EQ(deep.Call<Ref>("GrayChannel").Get<int64_t>("ImageFormat"), kGray16);
+
+  Ref bgra = NewImage(3, 2, kBGRA);
+  FillWithCoordinates(bgra);
+  Ref red = bgra.Call<Ref>("RedChannel");
+  EXPECT_EQ(red.Get<int64_t>("ImageFormat"), kG);
+  EXPECT_EQ(red.Get<int64_t>("PixelSize"), 4);
+  EXPECT_EQ(red.Get<int64_t>("GrayOffset"), 2);
+  EXPECT_TRUE(red.Get<bool>("IsGray"));
+  Pixel(red, 1, 1)[2] = 250;  // the view writes into the parent
+  EXPECT_EQ(Pixel(bgra, 1, 1)[2], 250);
+
+  Ref green = bgra.Call<Ref>("Channel", 1);
+  EXPECT_EQ(green.Get<std::string>("Channel"), "Green");
+  EXPECT_EQ(green.Get<int64_t>("GrayOffset"), 1);
+  EXPECT_HOST_EXCEPTION("OutOfBoundsException",
+                        "The parameter index to method Channel is too big. Range is 0 to 3, but "
+                        "value is 4.",
+                        bgra.Call<Ref>("Channel", 4));
+
+  Ref rgb = bgra.Call<Ref>("RGBChannels");
+  EXPECT_EQ(rgb.Get<int64_t>("ImageFormat"), 6);
+  EXPECT_EQ(rgb.Call<int64_t>("ChannelOffset", 0), 0);  // blue first in a BGR layout
+  EXPECT_EQ(rgb.Get<int64_t>("RedOffset"), 2);
+  EXPECT_FALSE(rgb.Get<bool>("HasAlpha"));
+  EXPECT_FALSE(bgra.Call<Ref>("CMYKChannels"));
+
+  Ref kymca = NewImage(2, 2, kKYMCA);
+  Ref cmyk = kymca.Call<Ref>("CMYKChannels");
+  EXPECT_EQ(cmyk.Get<int64_t>("ImageFormat"), 28);
+  EXPECT_EQ(cmyk.Call<int64_t>("ChannelOffset", 0), 0);  // black first
+  EXPECT_EQ(cmyk.Get<int64_t>("CyanOffset"), 3);
+  EXPECT_FALSE(NewImage(2, 2, kCMYK).Call<Ref>("RGBChannels"));
+}
+
+TEST_F(ImageCore, ClipsShareThePixels) {
+  Ref image = NewImage(100, 100, kRGBA);
+  FillWithCoordinates(image);
+  Ref clip = image.Call<Ref>("ClipImage", 10, 10, 20, 20);
+  ASSERT_TRUE(clip);
+  EXPECT_EQ(clip.Get<int64_t>("Width"), 20);
+  EXPECT_EQ(clip.Get<int64_t>("Height"), 20);
+  EXPECT_EQ(clip.Get<int64_t>("RowOffset"), 10);
+  EXPECT_EQ(clip.Get<int64_t>("RedOffset"), 40);
+  auto clipPixel = [&](int64_t x, int64_t y) {
+    auto* row = static_cast<uint8_t*>(clip.Call<void*>("RawRowPtr", y));
+    return row + clip.Get<int64_t>("RedOffset") + x * 4;
+  };
+  EXPECT_EQ(*clipPixel(0, 0), Coordinates(10, 10));
+  EXPECT_EQ(*clipPixel(19, 19), Coordinates(29, 29));
+  *clipPixel(0, 0) = 1;
+  EXPECT_EQ(*Pixel(image, 10, 10), 1);
+
+  // A negative size flips the rectangle; origins outside are cut.
+  Ref flipped = image.Call<Ref>("ClipImage", 30, 30, -20, -20);
+  EXPECT_EQ(flipped.Get<int64_t>("RowOffset"), 10);
+  EXPECT_EQ(flipped.Get<int64_t>("Width"), 20);
+  Ref cut = image.Call<Ref>("ClipImage", -5, 90, 20, 20);
+  EXPECT_EQ(cut.Get<int64_t>("Width"), 15);
+  EXPECT_EQ(cut.Get<int64_t>("Height"), 10);
+  EXPECT_EQ(cut.Get<int64_t>("RedOffset"), 0);
+  Ref outside = image.Call<Ref>("ClipImage", 100, 0, 5, 5);
+  EXPECT_EQ(outside.Get<int64_t>("Width"), 0);
+  Ref extreme = image.Call<Ref>("ClipImage", INT64_MIN, INT64_MAX, INT64_MIN, INT64_MIN);
+  EXPECT_LE(extreme.Get<int64_t>("Width"), 100);
+  EXPECT_LE(extreme.Get<int64_t>("Height"), 100);
+  Ref whole = image.Call<Ref>("ClipImage");
+  EXPECT_EQ(whole.Get<int64_t>("Width"), 100);
+}
+
+TEST_F(ImageCore, ViewsOfFileMappedImages) {
+  Ref image = host_.New("PictureXQT", 10, 20, kRGB, int64_t{0}, nullptr);
+  ASSERT_TRUE(image.Get<bool>("Valid"));
+  ASSERT_TRUE(image.Get<bool>("IsMapping"));
+  FillWithCoordinates(image);
+  EXPECT_FALSE(image.Call<Ref>("Clone"));
+
+  Ref mirror = image.Call<Ref>("MirroredView");
+  ASSERT_TRUE(mirror);
+  EXPECT_TRUE(mirror.Get<bool>("IsMapping"));
+  EXPECT_EQ(*Pixel(mirror, 3, 0), Coordinates(3, 19));
+  EXPECT_EQ(*Pixel(mirror, 3, 19), Coordinates(3, 0));
+  EXPECT_EQ(*Pixel(mirror.Call<Ref>("MirroredView"), 4, 2), Coordinates(4, 2));
+
+  Ref clip = image.Call<Ref>("ClipImage", 2, 3, 4, 5);
+  auto* row = static_cast<uint8_t*>(clip.Call<void*>("RawRowPtr", 0));
+  EXPECT_EQ(row[clip.Get<int64_t>("RedOffset")], Coordinates(2, 3));
+  Ref green = clip.Call<Ref>("GreenChannel");
+  row = static_cast<uint8_t*>(green.Call<void*>("RawRowPtr", 4));
+  EXPECT_EQ(row[green.Get<int64_t>("GrayOffset") + 3 * 3], Coordinates(5, 7));
+}
+
+// Factories as an application writes them.
+int64_t gExtraWidth = 0;
+bool gAnswerNil = false;
+REALobject WiderFactory(REALobject, int64_t width, int64_t height, int64_t format) {
+  if (gAnswerNil) return nullptr;
+  return Host::Current().New("PictureXQT", width + gExtraWidth, height, format).release();
+}
+
+TEST_F(ImageCore, FactoriesAnswerFirstPerImageThenProcessWide) {
+  host_.DefineSubclass("WideFactory", "PictureFactoryXQT",
+                       {{"NewPictureXQT", reinterpret_cast<void*>(&WiderFactory)}});
+  Ref image = NewImage(4, 4, kRGB);
+  gExtraWidth = 10;
+  gAnswerNil = false;
+  image.Set("Factory", host_.New("WideFactory"));
+  EXPECT_EQ(image.Call<Ref>("CreatePictureXQT", 5, 6, kRGB).Get<int64_t>("Width"), 15);
+  // Without the image, only the process-wide factory is asked.
+  EXPECT_EQ(
+      host_.CallShared<Ref>("PictureXQT", "CreatePictureXQT", 5, 6, kRGB).Get<int64_t>("Width"), 5);
+  {
+    Ref global = host_.New("WideFactory");
+    host_.CallShared("PictureFactoryXQT", "SetFactory", global);
+  }
+  gExtraWidth = 3;
+  EXPECT_EQ(
+      host_.CallShared<Ref>("PictureFactoryXQT", "NewPictureXQT", 5, 6, kRGB).Get<int64_t>("Width"),
+      8);
+  // A smaller answer is refused and the plain image made instead.
+  gExtraWidth = -1;
+  EXPECT_EQ(image.Call<Ref>("CreatePictureXQT", 5, 6, kRGB).Get<int64_t>("Width"), 5);
+  gAnswerNil = true;
+  EXPECT_EQ(image.Call<Ref>("CreatePictureXQT", 5, 6, kG).Get<int64_t>("ImageFormat"), kG);
+  EXPECT_FALSE(image.Call<Ref>("CreatePictureXQT", 0, 5, kRGB));
+  host_.CallShared("PictureFactoryXQT", "SetFactory", nullptr);
+  EXPECT_FALSE(host_.GetShared<Ref>("PictureFactoryXQT", "currentFactory"));
+}
+
+}  // namespace

@@ -1,0 +1,343 @@
+// File-mapped storage on the record: band sizing, the band walk of GetRowMapping, views over
+// the parent's file, MapInRows and the backing file's life.
+#include "image/file_mapping.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+#include "host/emulated_host.h"
+#include "image/image_class_data.h"
+#include "plugin/host_api.h"
+#include "plugin/plugin_main.h"
+#include "support/log_capture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using xqt::host::Host;
+using xqt::host::Ref;
+
+constexpr int64_t kRGB = 1;
+constexpr int64_t kPage = 4096;
+constexpr int64_t kMiB16 = kPage * kPage;
+
+bool Logged(const LogCapture& log, const std::string& line) {
+  return log.Contains("XQT Debug: " + line + "\n");
+}
+
+// A record sized as the file constructor sizes one, without a file.
+ImageClassData SizedRecord(int64_t rowSize, int64_t height) {
+  ImageClassData image{};
+  image.RowSize = rowSize;
+  image.Height = image.UnclippedHeight = height;
+  image.TotalSize = rowSize * height;
+  return image;
+}
+
+TEST(MappingBlockSize, FloorCapAndFiveRows) {
+  ASSERT_EQ(AllocationGranularity, kPage);
+  LogCapture log;
+
+  // Any request below the floor gives 16 MiB on an image larger than that.
+  ImageClassData large = SizedRecord(kPage, 10000);
+  setMemBlockSize(&large, 1);
+  EXPECT_EQ(large.MappingBlockSize, kMiB16);
+  EXPECT_EQ(large.MappingRows, 4096);
+  // Whole pages only: a request just above the floor is cut to a page multiple.
+  setMemBlockSize(&large, kMiB16 + kPage + 100);
+  EXPECT_EQ(large.MappingBlockSize, kMiB16 + kPage);
+  EXPECT_EQ(large.MappingRows, 4097);
+
+  // The band never exceeds the file.
+  ImageClassData small = SizedRecord(kPage, 20);
+  setMemBlockSize(&small, 1);
+  EXPECT_EQ(small.MappingBlockSize, 20 * kPage);
+  EXPECT_EQ(small.MappingRows, 20);
+  EXPECT_TRUE(Logged(log, "Size too big, so reduce."));
+
+  // ... unless the image has fewer than five rows.
+  ImageClassData tiny = SizedRecord(3 * kPage, 2);
+  setMemBlockSize(&tiny, 1);
+  EXPECT_EQ(tiny.MappingBlockSize, 15 * kPage);
+  EXPECT_EQ(tiny.MappingRows, 5);
+  EXPECT_TRUE(Logged(log, "Size too big, so enlarge to 5 rows."));
+
+  // Five rows of an in-memory image are rounded up to a whole page.
+  ImageClassData memoryRows = SizedRecord(64, 10);
+  setMemBlockSize(&memoryRows, 0);
+  EXPECT_EQ(memoryRows.MappingBlockSize, kPage);
+  EXPECT_EQ(memoryRows.MappingRows, kPage / 64);
+
+  // Rows of an uneven page count: the rows that fit whole.
+  ImageClassData wide = SizedRecord(3 * kPage, 10000);
+  setMemBlockSize(&wide, -5);
+  EXPECT_EQ(wide.MappingBlockSize, kMiB16);
+  EXPECT_EQ(wide.MappingRows, kMiB16 / (3 * kPage));
+
+  // A record without rows is left alone rather than divided by zero.
+  ImageClassData empty{};
+  empty.MappingRows = 7;
+  setMemBlockSize(&empty, kMiB16);
+  EXPECT_EQ(empty.MappingRows, 7);
+  setMemBlockSize(nullptr, 1);
+}
+
+// A file-mapped image through the plug-in linked into the test; temporary files go to a scratch
+// directory that must be empty again at the end.
+class FileMappedRecord : public ::testing::Test {
+ protected:
+  FileMappedRecord() {
+    scratch_ =
+        fs::temp_directory_path() /
+        ("xqt-mapping-unit-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
+         "-" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::remove_all(scratch_);
+    fs::create_directories(scratch_);
+    const char* old = std::getenv("TMPDIR");
+    if (old) oldTmpdir_ = old;
+    hadTmpdir_ = old != nullptr;
+    setenv("TMPDIR", scratch_.c_str(), 1);
+    host_.Attach(&REALPluginMain);
+  }
+  ~FileMappedRecord() override {
+    EXPECT_EQ(host_.LiveObjects(), 0) << host_.LiveReport();
+    EXPECT_TRUE(fs::is_empty(scratch_)) << "backing file left behind";
+    fs::remove_all(scratch_);
+    if (hadTmpdir_) {
+      setenv("TMPDIR", oldTmpdir_.c_str(), 1);
+    } else {
+      unsetenv("TMPDIR");
+    }
+  }
+
+  Ref NewMapped(int64_t width, int64_t height, int64_t blockSize = 0) {
+    return host_.New("PictureXQT", width, height, kRGB, blockSize, nullptr);
+  }
+
+  fs::path scratch_;
+  std::string oldTmpdir_;
+  bool hadTmpdir_ = false;
+  Host host_;
+};
+
+TEST_F(FileMappedRecord, RowsOfTheFirstBandNeverRemap) {
+  Ref image = NewMapped(100, 10000);
+  ImageClassData* record = ImageData(image.get());
+  ASSERT_TRUE(record->Valid);
+  EXPECT_EQ(record->GetRow, &GetRowMapping);
+  EXPECT_EQ(record->RowSize, kPage);
+  EXPECT_EQ(record->TotalSize, 10000 * kPage);
+  EXPECT_EQ(record->MappingFirstRow, 0);
+  EXPECT_EQ(record->MappingLastRow, 4095);
+
+  LogCapture log;
+  uint8_t* row0 = GetRowMapping(record, 0);
+  uint8_t* row1 = GetRowMapping(record, 1);
+  uint8_t* row4095 = GetRowMapping(record, 4095);
+  EXPECT_EQ(row1 - row0, kPage);
+  EXPECT_EQ(row4095 - row0, 4095 * kPage);
+  EXPECT_FALSE(Logged(log, "Unmap"));
+  EXPECT_EQ(record->MappingFirstRow, 0);
+}
+
+TEST_F(FileMappedRecord, BandWalk) {
+  Ref image = NewMapped(100, 10000);
+  ImageClassData* record = ImageData(image.get());
+  ASSERT_TRUE(record->Valid);
+
+  // Past the band: the new band starts two rows before the row asked for.
+  uint8_t* row5000 = GetRowMapping(record, 5000);
+  ASSERT_NE(row5000, nullptr);
+  EXPECT_EQ(record->MappingFirstRow, 4998);
+  EXPECT_EQ(record->MappingLastRow, 4998 + 4095);
+  EXPECT_EQ(row5000, record->RowBuffer + 2 * kPage);
+
+  // The last row: the band is pushed back to end at the last row of the file.
+  ASSERT_NE(GetRowMapping(record, 9999), nullptr);
+  EXPECT_EQ(record->MappingFirstRow, 10000 - 4096);
+  EXPECT_EQ(record->MappingLastRow, 9999);
+
+  // Rows 0 and 1 have no look-behind.
+  GetRowMapping(record, 1);
+  EXPECT_EQ(record->MappingFirstRow, 1);
+  GetRowMapping(record, 0);
+  EXPECT_EQ(record->MappingFirstRow, 0);
+
+  // The mirrored accessor counts from the bottom.
+  uint8_t* bottom = GetRowMappingMirrored(record, 0);
+  EXPECT_EQ(record->MappingLastRow, 9999);
+  EXPECT_EQ(bottom, GetRowMapping(record, 9999));
+}
+
+TEST_F(FileMappedRecord, DataSurvivesRemapping) {
+  Ref image = NewMapped(100, 10000);
+  ImageClassData* record = ImageData(image.get());
+  ASSERT_TRUE(record->Valid);
+  // Each row holds its own number, in the first and the last byte of its pixels.
+  for (int64_t y : {int64_t{0}, int64_t{4095}, int64_t{4096}, int64_t{7777}, int64_t{9999}}) {
+    uint8_t* row = GetRowMapping(record, y);
+    ASSERT_NE(row, nullptr);
+    std::memcpy(row, &y, sizeof y);
+    std::memcpy(row + 300 - sizeof y, &y, sizeof y);
+  }
+  for (int64_t y : {int64_t{9999}, int64_t{0}, int64_t{7777}, int64_t{4095}, int64_t{4096}}) {
+    uint8_t* row = GetRowMapping(record, y);
+    ASSERT_NE(row, nullptr);
+    int64_t head, tail;
+    std::memcpy(&head, row, sizeof head);
+    std::memcpy(&tail, row + 300 - sizeof tail, sizeof tail);
+    EXPECT_EQ(head, y);
+    EXPECT_EQ(tail, y);
+  }
+  // A new file starts zeroed.
+  EXPECT_EQ(GetRowMapping(record, 5000)[0], 0);
+}
+
+TEST_F(FileMappedRecord, RowsOutsideTheFileAreRefused) {
+  Ref image = NewMapped(100, 3);  // a five-row band over three rows
+  ImageClassData* record = ImageData(image.get());
+  ASSERT_TRUE(record->Valid);
+  EXPECT_EQ(record->MappingRows, 5);
+  EXPECT_EQ(record->MappingLastRow, 4);
+  LogCapture log;
+  EXPECT_NE(GetRowMapping(record, 2), nullptr);
+  EXPECT_EQ(GetRowMapping(record, 3), nullptr);  // inside the band, beyond the file
+  EXPECT_EQ(GetRowMapping(record, -1), nullptr);
+  EXPECT_EQ(GetRowMapping(record, INT64_MAX), nullptr);
+  EXPECT_TRUE(Logged(log, "Error: index>=Height in GetRowMapping!"));
+  EXPECT_TRUE(Logged(log, "Error: index<0 in GetRowMapping!"));
+  EXPECT_EQ(record->MappingFirstRow, 0);  // a refused row keeps the band
+  EXPECT_EQ(GetRowMapping(nullptr, 0), nullptr);
+}
+
+TEST_F(FileMappedRecord, MapInRows) {
+  Ref image = NewMapped(100, 10000);
+  ImageClassData* record = ImageData(image.get());
+  ASSERT_TRUE(record->Valid);
+
+  LogCapture log;
+  EXPECT_TRUE(MapInRows(image.get(), 10, 20));
+  EXPECT_TRUE(Logged(log, "Mapping not needed as in range"));
+  EXPECT_EQ(record->MappingFirstRow, 0);
+
+  // A range that fits the band: the band starts two rows early, so the last two requested rows
+  // fall outside it.
+  EXPECT_TRUE(MapInRows(image.get(), 10, 4105));
+  EXPECT_EQ(record->MappingBlockSize, kMiB16);
+  EXPECT_EQ(record->MappingFirstRow, 8);
+  EXPECT_EQ(record->MappingLastRow, 4103);
+
+  // A range larger than the band grows it.
+  EXPECT_TRUE(MapInRows(image.get(), 100, 5099));
+  EXPECT_EQ(record->MappingRows, 5000);
+  EXPECT_EQ(record->MappingBlockSize, 5000 * kPage);
+  EXPECT_EQ(record->MappingFirstRow, 98);
+
+  // Everything, with the arguments clamped.
+  EXPECT_TRUE(MapInRows(image.get(), -3, 1000000));
+  EXPECT_EQ(record->MappingFirstRow, 0);
+  EXPECT_EQ(record->MappingLastRow, 9999);
+  EXPECT_EQ(record->MappingBlockSize, record->TotalSize);
+
+  EXPECT_FALSE(MapInRows(image.get(), 5, 2));
+  EXPECT_TRUE(Logged(log, "last before first?"));
+  EXPECT_FALSE(MapInRows(nullptr, 0, 1));
+}
+
+TEST_F(FileMappedRecord, ViewOverTheParentsFile) {
+  Ref parent = NewMapped(100, 300);
+  ImageClassData* record = ImageData(parent.get());
+  ASSERT_TRUE(record->Valid);
+  GetRowMapping(record, 120)[5] = 0x5A;
+
+  // A clip of rows 100 ... 149 with its own band.
+  ImageClassData view = *record;
+  view.RowOffset = 100;
+  view.Height = 50;
+  ShareParentFile(&view, record);
+  EXPECT_FALSE(view.OwnsFile);
+  EXPECT_TRUE(view.IsMapping);
+  EXPECT_FALSE(view.IsMapped);
+  EXPECT_EQ(view.MappingFirstRow, -1);
+  EXPECT_EQ(view.RowBuffer, nullptr);
+  EXPECT_GE(view.FileDescriptor, 0);
+  EXPECT_NE(view.FileDescriptor, record->FileDescriptor);
+
+  uint8_t* row20 = GetRowMapping(&view, 20);
+  ASSERT_NE(row20, nullptr);
+  EXPECT_EQ(row20[5], 0x5A);
+  EXPECT_EQ(view.MappingFirstRow, 0);  // the parent's 300 rows fit one band
+  EXPECT_NE(view.MappedAddress, record->MappedAddress);
+  // Both bands show the same file.
+  row20[6] = 0xA5;
+  EXPECT_EQ(GetRowMapping(record, 120)[6], 0xA5);
+  // The mirrored view counts from the clip's own last row.
+  EXPECT_EQ(GetRowMappingMirrored(&view, 29)[5], 0x5A);
+
+  // The parent closes first; the view keeps the (now nameless) file.
+  std::string path = host_.Utf8(record->FilePath);
+  EXPECT_TRUE(fs::exists(path));
+  parent.Call("Close");
+  EXPECT_FALSE(fs::exists(path));
+  EXPECT_EQ(record->FileDescriptor, -1);
+  EXPECT_FALSE(record->IsMapped);
+  uint8_t* again = GetRowMapping(&view, 49);
+  ASSERT_NE(again, nullptr);
+  EXPECT_EQ(GetRowMapping(&view, 20)[6], 0xA5);
+
+  UnmapBand(&view);
+  ReleaseBackingFile(&view);
+  EXPECT_EQ(view.FileDescriptor, -1);
+  EXPECT_EQ(GetRowMapping(&view, 0), nullptr);  // no descriptor: the mapping fails cleanly
+  ReleaseBackingFile(&view);                    // twice is harmless
+}
+
+TEST_F(FileMappedRecord, ViewOfAnImageInMemory) {
+  Ref parent = host_.New("PictureXQT", int64_t{4}, int64_t{4}, kRGB);
+  ImageClassData* record = ImageData(parent.get());
+  ImageClassData view{};
+  view.FileDescriptor = -1;
+  ShareParentFile(&view, record);
+  EXPECT_EQ(view.RowBuffer, record->RowBuffer);
+  EXPECT_FALSE(view.IsMapping);
+  EXPECT_EQ(view.FileDescriptor, -1);
+}
+
+TEST_F(FileMappedRecord, ClosingTwiceReleasesTheFileOnce) {
+  Ref image = NewMapped(10, 10);
+  ImageClassData* record = ImageData(image.get());
+  ASSERT_TRUE(record->Valid);
+  std::string path = host_.Utf8(record->FilePath);
+  EXPECT_EQ(fs::path(path).parent_path(), scratch_);
+  EXPECT_EQ(fs::file_size(path), static_cast<uintmax_t>(10 * kPage + kPage));
+
+  int descriptor = record->FileDescriptor;
+  LogCapture log;
+  image.Call("Close");
+  EXPECT_TRUE(Logged(log, "Free Mapping"));
+  EXPECT_TRUE(Logged(log, "unlink 0, 0"));
+  EXPECT_FALSE(fs::exists(path));
+  EXPECT_FALSE(record->OwnsFile);
+
+  // The second close must touch neither a file that now has the old descriptor number nor
+  // standard input.
+  bool stdinOpen = fcntl(0, F_GETFD) != -1;
+  fs::path other = scratch_ / "other";
+  FILE* file = std::fopen(other.c_str(), "w");
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(fileno(file), descriptor);
+  image.Call("Close");
+  EXPECT_EQ(fcntl(fileno(file), F_GETFD) != -1, true);
+  EXPECT_EQ(fcntl(0, F_GETFD) != -1, stdinOpen);
+  EXPECT_EQ(std::fclose(file), 0);
+  fs::remove(other);
+}
+
+}  // namespace
