@@ -119,61 +119,72 @@ REALobject Channel(REALobject instance, int64_t index) {
   return NewChannelImageXQT(instance, image->ChannelOffsets[index], name);
 }
 
-REALobject RGBChannel(REALobject instance) {
+namespace {
+
+// The channels of a colour family in their natural order, and the format codes of its two byte
+// orders: the view of the first order lists them as they are, the second reversed (BGR, KYMC).
+struct FamilyLayout {
+  Flag64 ImageClassData::*family;
+  int64_t firstOrderFrom, firstOrderTo, secondOrderTo;
+  int64_t firstFormat, secondFormat;
+  int channelCount;
+  int64_t ImageClassData::*offsets[4];
+  Flag64 ImageClassData::*flags[4];
+};
+
+constexpr FamilyLayout kRGBLayout = {
+    &ImageClassData::IsRGB,
+    ImageFormatRGB,
+    ImageFormatXRGB,
+    ImageFormatXBGR,
+    ImageFormatRGB,
+    ImageFormatBGR,
+    3,
+    {&ImageClassData::RedOffset, &ImageClassData::GreenOffset, &ImageClassData::BlueOffset},
+    {&ImageClassData::HasRed, &ImageClassData::HasGreen, &ImageClassData::HasBlue}};
+
+constexpr FamilyLayout kCMYKLayout = {&ImageClassData::IsCMYK,
+                                      ImageFormatCMYK,
+                                      ImageFormatXCMYK,
+                                      ImageFormatXKYMC,
+                                      ImageFormatCMYK,
+                                      ImageFormatKYMC,
+                                      4,
+                                      {&ImageClassData::CyanOffset, &ImageClassData::MagentaOffset,
+                                       &ImageClassData::YellowOffset, &ImageClassData::BlackOffset},
+                                      {&ImageClassData::HasCyan, &ImageClassData::HasMagenta,
+                                       &ImageClassData::HasYellow, &ImageClassData::HasBlack}};
+
+// A view of an image's colour channels without its alpha or padding.
+REALobject FamilyView(REALobject instance, const FamilyLayout& layout) {
   ImageClassData* image = ImageData(instance);
-  if (!image || !image->IsRGB) return nullptr;
+  if (!image || !(image->*layout.family)) return nullptr;
   int64_t format = image->ImageFormat;
-  if (format < ImageFormatRGB || format > ImageFormatXBGR) return nullptr;
+  if (format < layout.firstOrderFrom || format > layout.secondOrderTo) return nullptr;
   REALobject result = NewBareImage();
   if (!result) return nullptr;
   ImageClassData* view = ImageData(result);
   CopyGeometry(view, image);
-  view->IsRGB = true;
-  view->RedOffset = image->RedOffset;
-  view->HasRed = image->HasRed;
-  view->GreenOffset = image->GreenOffset;
-  view->HasGreen = image->HasGreen;
-  view->BlueOffset = image->BlueOffset;
-  view->HasBlue = image->HasBlue;
-  view->ChannelCount = 3;
+  view->*layout.family = true;
+  bool firstOrder = format <= layout.firstOrderTo;
+  view->ImageFormat = firstOrder ? layout.firstFormat : layout.secondFormat;
+  view->ChannelCount = layout.channelCount;
   view->BitsPerComponent = 8;
-  bool rgbOrder = format <= ImageFormatXRGB;
-  view->ImageFormat = rgbOrder ? ImageFormatRGB : ImageFormatBGR;
-  view->ChannelOffsets[0] = rgbOrder ? image->RedOffset : image->BlueOffset;
-  view->ChannelOffsets[1] = image->GreenOffset;
-  view->ChannelOffsets[2] = rgbOrder ? image->BlueOffset : image->RedOffset;
+  for (int i = 0; i < layout.channelCount; ++i) {
+    view->*layout.offsets[i] = image->*layout.offsets[i];
+    view->*layout.flags[i] = bool(image->*layout.flags[i]);
+    int source = firstOrder ? i : layout.channelCount - 1 - i;
+    view->ChannelOffsets[i] = image->*layout.offsets[source];
+  }
   ShareStorage(view, instance);
   return result;
 }
 
-REALobject CMYKChannel(REALobject instance) {
-  ImageClassData* image = ImageData(instance);
-  if (!image || !image->IsCMYK) return nullptr;
-  int64_t format = image->ImageFormat;
-  if (format < ImageFormatCMYK || format > ImageFormatXKYMC) return nullptr;
-  REALobject result = NewBareImage();
-  if (!result) return nullptr;
-  ImageClassData* view = ImageData(result);
-  CopyGeometry(view, image);
-  view->IsCMYK = true;
-  view->CyanOffset = image->CyanOffset;
-  view->HasCyan = image->HasCyan;
-  view->MagentaOffset = image->MagentaOffset;
-  view->HasMagenta = image->HasMagenta;
-  view->YellowOffset = image->YellowOffset;
-  view->HasYellow = image->HasYellow;
-  view->BlackOffset = image->BlackOffset;
-  view->HasBlack = image->HasBlack;
-  view->ChannelCount = 4;
-  view->BitsPerComponent = 8;
-  bool cmykOrder = format <= ImageFormatXCMYK;
-  view->ImageFormat = cmykOrder ? ImageFormatCMYK : ImageFormatKYMC;
-  const int64_t cmyk[4] = {image->CyanOffset, image->MagentaOffset, image->YellowOffset,
-                           image->BlackOffset};
-  for (int i = 0; i < 4; ++i) view->ChannelOffsets[i] = cmyk[cmykOrder ? i : 3 - i];
-  ShareStorage(view, instance);
-  return result;
-}
+}  // namespace
+
+REALobject RGBChannel(REALobject instance) { return FamilyView(instance, kRGBLayout); }
+
+REALobject CMYKChannel(REALobject instance) { return FamilyView(instance, kCMYKLayout); }
 
 REALobject GetMirroredView(REALobject instance) {
   ImageClassData* image = ImageData(instance);
