@@ -1,50 +1,17 @@
 #include "composite/clip_image.h"
 
-#include <cstdint>
-
+#include "image/image_checks.h"
 #include "image/image_class_data.h"
 #include "image/image_storage.h"
 #include "image/image_views.h"
 #include "plugin/debug_log.h"
 #include "plugin/host_api.h"
 
-namespace {
-
-// Rectangles come from the application unchecked: sums saturate instead of overflowing.
-int64_t SaturatingAdd(int64_t a, int64_t b) {
-  int64_t sum = 0;
-  if (!__builtin_add_overflow(a, b, &sum)) return sum;
-  return b < 0 ? INT64_MIN : INT64_MAX;
-}
-
-void FixSpan(int64_t extent, int64_t& origin, int64_t& length) {
-  if (length < 0) {
-    origin = SaturatingAdd(origin, length);
-    length = length == INT64_MIN ? INT64_MAX : -length;
-  }
-  if (origin < 0) {
-    length = SaturatingAdd(length, origin);
-    origin = 0;
-  }
-  if (origin >= extent) length = 0;
-  if (length > extent - origin) length = extent - origin;
-}
-
-}  // namespace
-
-void FixClipRectangle(int64_t imageWidth, int64_t imageHeight, int64_t& x, int64_t& y,
-                      int64_t& width, int64_t& height) {
-  DebugLogArgs("Fix", x, y, width, height);
-  FixSpan(imageWidth, x, width);
-  FixSpan(imageHeight, y, height);
-  DebugLogArgs("Fixed", x, y, width, height);
-}
-
 REALobject ClipImage5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height) {
   DebugLog("ClipImage5");
   ImageClassData* image = ImageData(instance);
   if (!image) return nullptr;
-  FixClipRectangle(image->Width, image->Height, x, y, width, height);
+  FixImageRectangle(image->Width, image->Height, x, y, width, height);
   REALobject clip = NewBareImage();
   if (!clip) return nullptr;
   ImageClassData* view = ImageData(clip);

@@ -11,8 +11,3 @@ REALobject ClipImage5(REALobject instance, int64_t x, int64_t y, int64_t width, 
 
 // "ClipImage as PictureXQT": a view of the whole image.
 REALobject ClipImage1(REALobject instance);
-
-// The clip rectangle rule: flips negative sizes, cuts negative origins, then cuts the rectangle
-// to the image's width and height.
-void FixClipRectangle(int64_t imageWidth, int64_t imageHeight, int64_t& x, int64_t& y,
-                      int64_t& width, int64_t& height);

@@ -1,12 +1,16 @@
 #include "plugin/class_tables.h"
 
 #include "composite/composite_members.h"
+#include "filters/fill_members.h"
+#include "filters/filter_members.h"
+#include "geometry/geometry_members.h"
 #include "image/image_class_data.h"
 #include "image/image_members.h"
 #include "image/image_storage.h"
 #include "image/picture_factory.h"
 #include "plugin/class_registry.h"
 #include "plugin/debug_log.h"
+#include "scale/scale_members.h"
 
 namespace {
 
@@ -52,6 +56,10 @@ void BuildClassTables() {
   pictures = ClassMembers{};
   AddImageMembers(pictures);
   AddCompositeMembers(pictures);
+  AddScaleMembers(pictures);
+  AddFillMembers(pictures);
+  AddFilterMembers(pictures);
+  AddGeometryMembers(pictures);
   pictures.sharedProperties.insert(
       pictures.sharedProperties.begin(),
       REALproperty{nullptr, "Attributes( Hidden ) Debugging", "Boolean", kSharedPropertyFlags,

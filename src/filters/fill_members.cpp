@@ -1,0 +1,3 @@
+#include "filters/fill_members.h"
+
+void AddFillMembers(ClassMembers& members) { (void)members; }

@@ -1,0 +1,3 @@
+#include "filters/filter_members.h"
+
+void AddFilterMembers(ClassMembers& members) { (void)members; }

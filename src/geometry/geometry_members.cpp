@@ -1,0 +1,3 @@
+#include "geometry/geometry_members.h"
+
+void AddGeometryMembers(ClassMembers& members) { (void)members; }

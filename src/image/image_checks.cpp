@@ -1,0 +1,60 @@
+#include "image/image_checks.h"
+
+#include <cstdint>
+
+#include "plugin/debug_log.h"
+
+namespace {
+
+// Rectangles come from the application unchecked: sums saturate instead of overflowing.
+int64_t SaturatingAdd(int64_t a, int64_t b) {
+  int64_t sum = 0;
+  if (!__builtin_add_overflow(a, b, &sum)) return sum;
+  return b < 0 ? INT64_MIN : INT64_MAX;
+}
+
+void FixSpan(int64_t extent, int64_t& origin, int64_t& length) {
+  if (length < 0) {
+    origin = SaturatingAdd(origin, length);
+    length = length == INT64_MIN ? INT64_MAX : -length;
+  }
+  if (origin < 0) {
+    length = SaturatingAdd(length, origin);
+    origin = 0;
+  }
+  if (origin >= extent) length = 0;
+  if (length > extent - origin) length = extent - origin;
+}
+
+}  // namespace
+
+bool StartImage(ImageClassData* image) {
+  if (!image) return false;
+  if (!image->GetRow) {
+    DebugLog("GetRow is nil");
+    return false;
+  }
+  if (!image->Valid) {
+    DebugLog("Picture not valid.");
+    return false;
+  }
+  if (image->Width < 0) {
+    DebugLog("Width is 0");
+    return false;
+  }
+  if (image->Height < 1) {
+    DebugLog("Height is 0");
+    return false;
+  }
+  YieldRow(image);
+  DebugLog("StartImage ok");
+  return true;
+}
+
+void FixImageRectangle(int64_t imageWidth, int64_t imageHeight, int64_t& x, int64_t& y,
+                       int64_t& width, int64_t& height) {
+  DebugLogArgs("Fix", x, y, width, height);
+  FixSpan(imageWidth, x, width);
+  FixSpan(imageHeight, y, height);
+  DebugLogArgs("Fixed", x, y, width, height);
+}

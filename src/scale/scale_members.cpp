@@ -1,0 +1,3 @@
+#include "scale/scale_members.h"
+
+void AddScaleMembers(ClassMembers& members) { (void)members; }
