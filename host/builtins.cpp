@@ -189,6 +189,7 @@ void Host::Impl::RegisterBuiltins() {
     cls->payload = PayloadKind::Array;
     cls->arrayType = type;
   }
+  RegisterPictureClasses(*this);
 }
 
 void* GlobalMethod(std::string_view declaration) {

@@ -76,6 +76,11 @@ Declaration::Param ParseParam(std::string_view whole, std::string_view text) {
     type = type.substr(0, equals);
   }
   param.type = Trim(type);
+  // "values() as integer" is an array parameter: the parentheses belong to the type.
+  if (param.name.size() > 2 && param.name.compare(param.name.size() - 2, 2, "()") == 0) {
+    param.name.resize(param.name.size() - 2);
+    param.type += "()";
+  }
   if (param.name.empty() || param.type.empty())
     Malformed(whole, "a parameter without name or type");
   return param;

@@ -125,9 +125,16 @@ struct ClassInfo {
 };
 
 // Host behaviour that tests and tools choose before loading the plug-in.
+enum class AppKind { Desktop, Console, Web };
+
 struct HostOptions {
   double version = 2021.03;  // what REALGetRBVersion reports
   bool inRuntime = true;     // false: the development environment
+  // Desktop applications keep pictures in bitmap contexts, console and web ones in gd images.
+  AppKind appKind = AppKind::Desktop;
+  // The alpha info of desktop pictures made by newPicture and of pictures with alpha channel.
+  uint32_t plainPictureAlphaInfo = kBitmapAlphaNoneSkipFirst;
+  uint32_t alphaPictureAlphaInfo = kBitmapAlphaPremultipliedFirst;
 };
 
 class Host {
@@ -175,6 +182,25 @@ class Host {
   Ref NewMemoryBlock(int64_t size);
   Ref MemoryBlockOver(void* data);  // like PtrToMemoryBlock: no size, not owned
   Ref NewFolderItem(std::string path);
+
+  // Host pictures. Desktop pictures are bitmap contexts with the given alpha info; console
+  // pictures are gd images (true colour, or palette ones that the plug-in must refuse).
+  Ref NewDesktopPicture(int64_t width, int64_t height, uint32_t alphaInfo, bool hasAlphaChannel);
+  Ref NewConsolePicture(int64_t width, int64_t height, bool trueColor = true);
+  // A picture of kind `type` (0 HiDPI, 1 vector, 3 immutable) that no plug-in can lock, whose
+  // best representation is `representation`.
+  Ref NewPictureOfType(int32_t type, const Ref& representation);
+  // Pixels as 0xAARRGGBB with alpha 255 opaque, whatever the storage (gd's 7-bit alpha scaled).
+  uint32_t PictureARGB(const Ref& picture, int64_t x, int64_t y) const;
+  void SetPictureARGB(const Ref& picture, int64_t x, int64_t y, uint32_t argb);
+  // The 32-bit word as stored (a gd true-colour pixel, or the four bytes of a bitmap, first byte
+  // in the top bits).
+  uint32_t PictureWord(const Ref& picture, int64_t x, int64_t y) const;
+  Ref PictureMask(const Ref& picture) const;  // nil when it has none
+  void SetPictureMask(const Ref& picture, const Ref& mask);
+  int64_t PictureCacheClears(const Ref& picture) const;
+  // Description locks taken and not yet released, over all pictures.
+  int64_t OpenPictureLocks() const;
   static uint8_t* BlockData(const Ref& block);
   static int64_t BlockSize(const Ref& block);
   Ref NewIntegerArray(const std::vector<int64_t>& values);

@@ -497,7 +497,7 @@ void* Resolve(const char* name) {
   if (h == nullptr || name == nullptr) return nullptr;
   if (h->hidden.count(name) != 0) return nullptr;
   auto it = Table().find(name);
-  return it == Table().end() ? nullptr : it->second;
+  return it == Table().end() ? PictureEntryPoint(name) : it->second;
 }
 
 }  // namespace xqt::host

@@ -37,7 +37,8 @@ bool ConvertEncoding(std::string_view bytes, uint32_t from, uint32_t to, std::st
 
 // State kept for the built-in classes, outside the instance data so that plug-in subclasses of
 // them keep the common data offset.
-enum class PayloadKind : uint8_t { None, Block, Exception, Folder, Array };
+enum class PayloadKind : uint8_t { None, Block, Exception, Folder, Array, Picture, Graphics };
+struct PictureData;
 struct Payload {
   PayloadKind kind = PayloadKind::None;
   // MemoryBlock
@@ -51,7 +52,9 @@ struct Payload {
   int32_t arrayType = -1;
   std::vector<int64_t> ints;
   std::vector<REALstring> strings;
-  std::vector<REALobject> objects;
+  std::vector<REALobject> objects;  // also: the picture a Graphics draws into
+  // Pictures
+  std::shared_ptr<PictureData> picture;
 };
 
 struct ClassRec;
@@ -174,6 +177,10 @@ struct Host::Impl {
   void Start(REALPluginMainProc pluginMain);
   void TearDown();
 };
+
+// Pictures (pictures.cpp): the host classes Picture and Graphics, and the picture entry points.
+void RegisterPictureClasses(Host::Impl& impl);
+void* PictureEntryPoint(std::string_view name);
 
 // The one live host, or null. Entry points use it; they never throw.
 Host::Impl* CurrentImpl();

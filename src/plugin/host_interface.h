@@ -188,8 +188,9 @@ enum : uint32_t {
   kBitmapAlphaInfoMask = 0x1F,
 };
 
-// The bitmap behind a desktop picture. Pixels are 32-bit words in host byte order whose channel
-// positions the alpha info gives.
+// The bitmap behind a desktop picture. A pixel is four bytes: R, G, B, A in memory for the
+// alpha-last infos (1, 3, 5) and A, R, G, B for the alpha-first ones (2, 4, 6); the skip infos
+// (5, 6) carry no alpha in their A byte.
 struct REALbitmapContext {
   void* data;
   int64_t width;
@@ -246,10 +247,11 @@ typedef bool (*REALinRuntimeProc)();                                // "REALinRu
 typedef void (*PluginRegisterClassProc)(REALclassDefinition* definition);  // "PluginRegisterClass"
 
 // Objects.
-typedef void (*REALLockObjectProc)(REALobject object);                        // "REALLockObject"
-typedef void (*REALUnlockObjectProc)(REALobject object);                      // "REALUnlockObject"
-typedef REALobject (*PluginNewInstanceProc)(const char* className);           // "PluginNewInstance"
-typedef REALobject (*PluginObjectTypeProc)(const char* className);            // "pluginObjectType"
+typedef void (*REALLockObjectProc)(REALobject object);               // "REALLockObject"
+typedef void (*REALUnlockObjectProc)(REALobject object);             // "REALUnlockObject"
+typedef REALobject (*PluginNewInstanceProc)(const char* className);  // "PluginNewInstance"
+// The class of that name (an opaque handle), or null when the host has no such class.
+typedef void* (*PluginObjectTypeProc)(const char* className);                 // "pluginObjectType"
 typedef bool (*REALObjectIsAProc)(REALobject object, const char* className);  // "REALObjectIsA"
 typedef void* (*REALLoadObjectMethodProc)(REALobject object,
                                           const char* declaration);  // "REALLoadObjectMethod"
@@ -342,9 +344,10 @@ typedef REALpicture (*REALGetPictureMaskProc)(
     REALpicture picture, bool create);  // "REALGetPictureMask", locked for the caller
 typedef REALpicture (*newPictureProc)(int32_t width, int32_t height,
                                       int32_t depth);  // "newPicture"
+// A new picture from a caller's buffer of 32-bit pixels; format 1: A, R, G, B bytes per pixel.
 typedef REALpicture (*REALBuildPictureFromBufferProc)(
-    int32_t width, int32_t height, const void* pixels,
-    int32_t pictureBufferFormat);  // "REALBuildPictureFromBuffer"
+    int32_t width, int32_t height, int32_t format, const void* pixels,
+    int64_t rowBytes);  // "REALBuildPictureFromBuffer"
 typedef REALgraphics (*pluginPictureGraphicsGetterProc)(
     REALpicture picture);  // "pluginPictureGraphicsGetter", locked for the caller
 

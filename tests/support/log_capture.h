@@ -1,6 +1,7 @@
 // Captures the plug-in's debug lines (static library only) for the life of the object.
 #pragma once
 
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -11,7 +12,10 @@
 class LogCapture {
  public:
   explicit LogCapture(bool enableDebugging = true) {
-    Lines().clear();
+    {
+      std::lock_guard<std::mutex> lock(Mutex());
+      Lines().clear();
+    }
     previous_ = platform::SetLogSink(&Sink);
     wasEnabled_ = Debugging();
     DebuggingEnabled = enableDebugging;
@@ -20,9 +24,13 @@ class LogCapture {
     platform::SetLogSink(previous_);
     DebuggingEnabled = wasEnabled_;
   }
-  const std::vector<std::string>& lines() const { return Lines(); }
+  // A copy: worker threads may still be adding lines.
+  std::vector<std::string> lines() const {
+    std::lock_guard<std::mutex> lock(Mutex());
+    return Lines();
+  }
   bool Contains(const std::string& line) const {
-    for (const auto& l : Lines()) {
+    for (const auto& l : lines()) {
       if (l == line) return true;
     }
     return false;
@@ -33,7 +41,14 @@ class LogCapture {
     static std::vector<std::string> lines;
     return lines;
   }
-  static void Sink(const char* line, size_t length) { Lines().emplace_back(line, length); }
+  static std::mutex& Mutex() {
+    static std::mutex mutex;
+    return mutex;
+  }
+  static void Sink(const char* line, size_t length) {
+    std::lock_guard<std::mutex> lock(Mutex());
+    Lines().emplace_back(line, length);
+  }
   platform::LogSink previous_;
   bool wasEnabled_;
 };

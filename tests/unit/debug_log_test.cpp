@@ -41,7 +41,7 @@ TEST(DebugLog, LongLinesAreCutAt4095Characters) {
   std::string text(5000, 'x');
   DebugLog(text.c_str());
   ASSERT_EQ(capture.lines().size(), 1u);
-  const std::string& line = capture.lines()[0];
+  const std::string line = capture.lines()[0];
   EXPECT_EQ(line.size(), 4096u);  // 4095 characters and the newline
   EXPECT_EQ(line.substr(0, 11), "XQT Debug: ");
   EXPECT_EQ(line.back(), '\n');

@@ -1,0 +1,536 @@
+// Host pictures: desktop pictures over a bitmap context, console pictures over real gd images,
+// masks, picture kinds, graphics that draw one picture into another, and the entry points through
+// which a plug-in locks picture descriptions.
+#include <gd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "host/host_internal.h"
+
+namespace xqt::host {
+
+struct PictureData {
+  int32_t type = kPictureTypeMutable;
+  bool desktop = true;
+  int64_t width = 0;
+  int64_t height = 0;
+  REALbitmapContext context{};  // desktop: describes `bytes`
+  std::vector<uint8_t> bytes;
+  gdImagePtr gd = nullptr;  // console
+  bool hasAlphaChannel = false;
+  int64_t verticalResolution = 72;
+  int64_t horizontalResolution = 72;
+  REALobject mask = nullptr;            // locked
+  REALobject representation = nullptr;  // locked: what BestRepresentation gives
+  int64_t locks = 0;
+  int64_t cacheClears = 0;
+
+  ~PictureData() {
+    if (gd != nullptr) gdImageDestroy(gd);
+    Host::Impl* impl = CurrentImpl();
+    if (impl != nullptr && !impl->tearingDown) {
+      impl->Unlock(mask);
+      impl->Unlock(representation);
+    }
+  }
+};
+
+namespace {
+
+template <class F>
+void* Fn(F* function) {
+  return reinterpret_cast<void*>(function);
+}
+
+Host::Impl* Enter(const char* entry) {
+  Host::Impl* impl = CurrentImpl();
+  if (impl != nullptr) impl->CheckThread(entry);
+  return impl;
+}
+
+PictureData* PictureOf(REALobject picture, const char* entry) {
+  Host::Impl* impl = Enter(entry);
+  Payload* p = impl && picture ? impl->PayloadOf(picture, PayloadKind::Picture, entry) : nullptr;
+  return p ? p->picture.get() : nullptr;
+}
+
+bool AlphaLast(uint32_t alphaInfo) { return alphaInfo == 1 || alphaInfo == 3 || alphaInfo == 5; }
+bool SkipsAlpha(uint32_t alphaInfo) { return alphaInfo == 5 || alphaInfo == 6; }
+
+// gd keeps 7 bits of transparency: 0 opaque, 127 clear.
+uint32_t AlphaFromGd(uint32_t transparency) { return 255 - (transparency * 255 + 63) / 127; }
+uint32_t GdFromAlpha(uint32_t alpha) { return ((255 - alpha) * 127 + 127) / 255; }
+
+uint32_t ReadARGB(const PictureData& p, int64_t x, int64_t y) {
+  if (!p.desktop) {
+    auto word = static_cast<uint32_t>(p.gd->tpixels[y][x]);
+    return (AlphaFromGd((word >> 24) & 0x7F) << 24) | (word & 0xFFFFFF);
+  }
+  const uint8_t* px = p.bytes.data() + y * p.context.bytesPerRow + x * 4;
+  uint32_t info = p.context.bitmapInfo & kBitmapAlphaInfoMask;
+  uint32_t a, r, g, b;
+  if (AlphaLast(info)) {
+    r = px[0], g = px[1], b = px[2], a = px[3];
+  } else {
+    a = px[0], r = px[1], g = px[2], b = px[3];
+  }
+  if (SkipsAlpha(info)) a = 255;
+  return (a << 24) | (r << 16) | (g << 8) | b;
+}
+
+void WriteARGB(PictureData& p, int64_t x, int64_t y, uint32_t argb) {
+  uint32_t a = argb >> 24, r = (argb >> 16) & 0xFF, g = (argb >> 8) & 0xFF, b = argb & 0xFF;
+  if (!p.desktop) {
+    p.gd->tpixels[y][x] = static_cast<int>((GdFromAlpha(a) << 24) | (argb & 0xFFFFFF));
+    return;
+  }
+  uint8_t* px = p.bytes.data() + y * p.context.bytesPerRow + x * 4;
+  uint32_t info = p.context.bitmapInfo & kBitmapAlphaInfoMask;
+  if (SkipsAlpha(info)) a = 255;
+  if (AlphaLast(info)) {
+    px[0] = uint8_t(r), px[1] = uint8_t(g), px[2] = uint8_t(b), px[3] = uint8_t(a);
+  } else {
+    px[0] = uint8_t(a), px[1] = uint8_t(r), px[2] = uint8_t(g), px[3] = uint8_t(b);
+  }
+}
+
+// A new picture object (one reference for the caller), opaque white.
+REALobject MakePicture(Host::Impl& impl, int64_t width, int64_t height, bool desktop,
+                       uint32_t alphaInfo, bool hasAlphaChannel, bool trueColor = true) {
+  if (width < 1 || height < 1 || width > 32767 || height > 32767) return nullptr;
+  REALobject object = impl.NewInstance(impl.Find("Picture"));
+  if (object == nullptr) return nullptr;
+  auto data = std::make_shared<PictureData>();
+  data->desktop = desktop;
+  data->width = width;
+  data->height = height;
+  data->hasAlphaChannel = hasAlphaChannel;
+  if (desktop) {
+    data->bytes.assign(static_cast<size_t>(width * height * 4), 0xFF);
+    data->context = {data->bytes.data(), width, height, 8, 32, width * 4, alphaInfo};
+  } else {
+    data->gd = trueColor ? gdImageCreateTrueColor(int(width), int(height))
+                         : gdImageCreate(int(width), int(height));
+    if (data->gd == nullptr) {
+      impl.Unlock(object);
+      return nullptr;
+    }
+    if (trueColor) {
+      gdImageAlphaBlending(data->gd, 0);
+      gdImageSaveAlpha(data->gd, hasAlphaChannel ? 1 : 0);
+      gdImageFilledRectangle(data->gd, 0, 0, int(width) - 1, int(height) - 1, 0xFFFFFF);
+    }
+  }
+  AsObject(object)->payload->picture = std::move(data);
+  return object;
+}
+
+// Pictures the plug-in asks for are subject to fault injection; the test's own are not.
+bool PictureFailureInjected(Host::Impl& impl) {
+  if (impl.failPictures <= 0) return false;
+  --impl.failPictures;
+  return true;
+}
+
+REALobject NewPlainPicture(Host::Impl& impl, int64_t width, int64_t height) {
+  bool desktop = impl.options.appKind == AppKind::Desktop;
+  return MakePicture(impl, width, height, desktop, impl.options.plainPictureAlphaInfo, false);
+}
+
+// --- Picture members ---------------------------------------------------------------------------
+
+int64_t WidthGet(REALobject picture, intptr_t) {
+  PictureData* p = PictureOf(picture, "Picture.Width");
+  return p ? p->width : 0;
+}
+int64_t HeightGet(REALobject picture, intptr_t) {
+  PictureData* p = PictureOf(picture, "Picture.Height");
+  return p ? p->height : 0;
+}
+bool HasAlphaGet(REALobject picture, intptr_t) {
+  PictureData* p = PictureOf(picture, "Picture.HasAlphaChannel");
+  return p && p->hasAlphaChannel;
+}
+int64_t VerticalGet(REALobject picture, intptr_t) {
+  PictureData* p = PictureOf(picture, "Picture.VerticalResolution");
+  return p ? p->verticalResolution : 0;
+}
+void VerticalSet(REALobject picture, intptr_t, int64_t value) {
+  if (PictureData* p = PictureOf(picture, "Picture.VerticalResolution")) {
+    p->verticalResolution = value;
+  }
+}
+int64_t HorizontalGet(REALobject picture, intptr_t) {
+  PictureData* p = PictureOf(picture, "Picture.HorizontalResolution");
+  return p ? p->horizontalResolution : 0;
+}
+void HorizontalSet(REALobject picture, intptr_t, int64_t value) {
+  if (PictureData* p = PictureOf(picture, "Picture.HorizontalResolution")) {
+    p->horizontalResolution = value;
+  }
+}
+
+REALobject GraphicsGet(REALobject picture, intptr_t) {
+  Host::Impl* impl = Enter("Picture.Graphics");
+  if (PictureOf(picture, "Picture.Graphics") == nullptr) return nullptr;
+  REALobject graphics = impl->NewInstance(impl->Find("Graphics"));
+  if (graphics == nullptr) return nullptr;
+  impl->Lock(picture);
+  AsObject(graphics)->payload->objects.push_back(picture);
+  return graphics;
+}
+
+// "Constructor(width as integer, height as integer)": a picture with alpha channel.
+void AlphaConstructor(REALobject picture, int64_t width, int64_t height) {
+  Host::Impl* impl = Enter("Picture.Constructor");
+  Payload* payload = impl ? impl->PayloadOf(picture, PayloadKind::Picture, "Picture") : nullptr;
+  if (payload == nullptr) return;
+  if (PictureFailureInjected(*impl)) {
+    impl->RaiseNew("OutOfMemoryException", "Not enough memory for a picture");
+    return;
+  }
+  bool desktop = impl->options.appKind == AppKind::Desktop;
+  REALobject made =
+      MakePicture(*impl, width, height, desktop, impl->options.alphaPictureAlphaInfo, true);
+  if (made == nullptr) {
+    impl->RaiseNew("OutOfBoundsException", "invalid picture size");
+    return;
+  }
+  payload->picture = AsObject(made)->payload->picture;
+  AsObject(made)->payload->picture.reset();
+  impl->Unlock(made);
+}
+
+REALobject MaskOf(REALobject picture, bool create, const char* entry) {
+  Host::Impl* impl = Enter(entry);
+  PictureData* p = PictureOf(picture, entry);
+  if (p == nullptr) return nullptr;
+  if (p->mask == nullptr && create) {
+    p->mask = MakePicture(*impl, p->width, p->height, p->desktop, kBitmapAlphaNoneSkipFirst, false);
+  }
+  impl->Lock(p->mask);
+  return p->mask;
+}
+
+REALobject MaskMethod(REALobject picture, bool create) {
+  return MaskOf(picture, create, "Picture.Mask");
+}
+
+void MaskAssign(REALobject picture, REALobject mask) {
+  Host::Impl* impl = Enter("Picture.Mask=");
+  PictureData* p = PictureOf(picture, "Picture.Mask=");
+  if (p == nullptr) return;
+  if (mask != nullptr && PictureOf(mask, "Picture.Mask=") == nullptr) return;
+  impl->Lock(mask);
+  impl->Unlock(p->mask);
+  p->mask = mask;
+}
+
+REALobject BestRepresentation(REALobject picture, int64_t, int64_t, double) {
+  Host::Impl* impl = Enter("Picture.BestRepresentation");
+  PictureData* p = PictureOf(picture, "Picture.BestRepresentation");
+  if (p == nullptr) return nullptr;
+  REALobject best = p->representation ? p->representation : picture;
+  impl->Lock(best);
+  return best;
+}
+
+// --- Drawing -------------------------------------------------------------------------------------
+
+// The picture whose pixels stand for `picture` (a HiDPI picture draws its representation).
+PictureData* Drawable(REALobject picture, const char* entry) {
+  PictureData* p = PictureOf(picture, entry);
+  while (p != nullptr && p->representation != nullptr) p = PictureOf(p->representation, entry);
+  return p;
+}
+
+// Nearest-pixel copy of the source rectangle onto the destination rectangle, cut to both.
+void Draw(REALobject graphics, REALobject image, double x, double y, double w, double h, double sx,
+          double sy, double sw, double sh) {
+  Host::Impl* impl = Enter("Graphics.DrawPicture");
+  Payload* g = impl ? impl->PayloadOf(graphics, PayloadKind::Graphics, "DrawPicture") : nullptr;
+  if (g == nullptr || g->objects.empty() || image == nullptr) return;
+  PictureData* dest = Drawable(g->objects.front(), "DrawPicture");
+  PictureData* source = Drawable(image, "DrawPicture");
+  if (dest == nullptr || source == nullptr) return;
+  if (sw == -10000) sw = double(source->width);
+  if (sh == -10000) sh = double(source->height);
+  if (w <= 0 || h <= 0 || sw <= 0 || sh <= 0) return;
+  auto x0 = static_cast<int64_t>(x), y0 = static_cast<int64_t>(y);
+  auto dw = static_cast<int64_t>(w), dh = static_cast<int64_t>(h);
+  for (int64_t row = 0; row < dh; ++row) {
+    int64_t ty = y0 + row;
+    auto fy = static_cast<int64_t>(sy + (double(row) + 0.5) * sh / double(dh));
+    if (ty < 0 || ty >= dest->height || fy < 0 || fy >= source->height) continue;
+    for (int64_t col = 0; col < dw; ++col) {
+      int64_t tx = x0 + col;
+      auto fx = static_cast<int64_t>(sx + (double(col) + 0.5) * sw / double(dw));
+      if (tx < 0 || tx >= dest->width || fx < 0 || fx >= source->width) continue;
+      WriteARGB(*dest, tx, ty, ReadARGB(*source, fx, fy));
+    }
+  }
+}
+
+void DrawDouble(REALobject graphics, REALobject image, double x, double y, double w, double h,
+                double sx, double sy, double sw, double sh) {
+  Draw(graphics, image, x, y, w, h, sx, sy, sw, sh);
+}
+
+void DrawInteger(REALobject graphics, REALobject image, int64_t x, int64_t y, int64_t w, int64_t h,
+                 int64_t sx, int64_t sy, int64_t sw, int64_t sh) {
+  Draw(graphics, image, double(x), double(y), double(w), double(h), double(sx), double(sy),
+       double(sw), double(sh));
+}
+
+REALproperty gPictureProperties[] = {
+    {"", "Width", "Integer", 0, Fn(&WidthGet), nullptr, 0},
+    {"", "Height", "Integer", 0, Fn(&HeightGet), nullptr, 0},
+    {"", "HasAlphaChannel", "Boolean", 0, Fn(&HasAlphaGet), nullptr, 0},
+    {"", "VerticalResolution", "Integer", 0, Fn(&VerticalGet), Fn(&VerticalSet), 0},
+    {"", "HorizontalResolution", "Integer", 0, Fn(&HorizontalGet), Fn(&HorizontalSet), 0},
+    {"", "Graphics", "Graphics", 0, Fn(&GraphicsGet), nullptr, 0},
+};
+REALmethodDefinition gPictureMethods[] = {
+    {Fn(&AlphaConstructor), nullptr, "Constructor(width as integer, height as integer)", 0},
+    {Fn(&MaskMethod), nullptr, "Mask(create As Boolean = True) As Picture", 0},
+    {Fn(&MaskAssign), nullptr, "Mask(assigns newMask As Picture)", 0},
+    {Fn(&BestRepresentation), nullptr,
+     "BestRepresentation(width As Integer, height As Integer, scale As Double) As Picture", 0},
+};
+REALmethodDefinition gGraphicsMethods[] = {
+    {Fn(&DrawDouble), nullptr,
+     "DrawPicture(Image as Picture, x as Double, y as Double, w as Double, h as Double, sx as "
+     "Double = 0, sy as Double = 0, sw as Double = -10000, sh as Double = -10000)",
+     0},
+    {Fn(&DrawInteger), nullptr,
+     "DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as Integer, sx as "
+     "Integer = 0, sy as Integer = 0, sw as Integer = -10000, sh as Integer = -10000)",
+     0},
+};
+
+REALclassDefinition MakeDefinition(const char* name, REALproperty* properties, uint32_t count,
+                                   REALmethodDefinition* methods, uint32_t methodCount) {
+  REALclassDefinition def{};
+  def.name = name;
+  def.properties = properties;
+  def.propertyCount = count;
+  def.methods = methods;
+  def.methodCount = methodCount;
+  return def;
+}
+
+REALclassDefinition gPictureClasses[] = {
+    MakeDefinition("Picture", gPictureProperties, 6, gPictureMethods, 4),
+    MakeDefinition("Graphics", nullptr, 0, gGraphicsMethods, 2),
+};
+
+// --- Entry points --------------------------------------------------------------------------------
+
+bool Describe(PictureData& p, REALpictureDescription* description, int32_t type) {
+  if (description == nullptr) return false;
+  if (type == pictureCGBitmapContext && p.desktop) {
+    *description = {pictureCGBitmapContext, &p.context, int32_t(p.width), int32_t(p.height)};
+  } else if (type == pictureGDImagePtr && !p.desktop) {
+    *description = {pictureGDImagePtr, p.gd, int32_t(p.width), int32_t(p.height)};
+  } else {
+    return false;
+  }
+  ++p.locks;
+  return true;
+}
+
+// Only plain bitmaps can be locked; HiDPI, vector and immutable pictures cannot.
+bool LockDescription(REALpicture picture, REALpictureDescription* description, int32_t type) {
+  PictureData* p = PictureOf(picture, "REALLockPictureDescription");
+  return p && p->type == kPictureTypeMutable && Describe(*p, description, type);
+}
+
+bool LockNative(REALpicture picture, REALpictureDescription* description) {
+  PictureData* p = PictureOf(picture, "lockPictureDescription");
+  if (p == nullptr || p->type != kPictureTypeMutable) return false;
+  return Describe(*p, description, p->desktop ? pictureCGBitmapContext : pictureGDImagePtr);
+}
+
+void UnlockDescription(REALpicture picture) {
+  Host::Impl* impl = Enter("unlockPictureDescription");
+  PictureData* p = PictureOf(picture, "unlockPictureDescription");
+  if (p == nullptr) return;
+  if (p->locks == 0) {
+    impl->Complain("unlockPictureDescription: the picture is not locked");
+    return;
+  }
+  --p->locks;
+}
+
+void ClearCache(REALpicture picture) {
+  if (PictureData* p = PictureOf(picture, "REALPictureClearCache")) ++p->cacheClears;
+}
+
+int32_t GetType(REALpicture picture) {
+  PictureData* p = PictureOf(picture, "PluginPictureGetType");
+  return p ? p->type : -1;
+}
+
+REALpicture GetMask(REALpicture picture, bool create) {
+  return MaskOf(picture, create, "REALGetPictureMask");
+}
+
+REALpicture NewPicture(int32_t width, int32_t height, int32_t depth) {
+  Host::Impl* impl = Enter("newPicture");
+  if (impl == nullptr || depth != 32 || PictureFailureInjected(*impl)) return nullptr;
+  return NewPlainPicture(*impl, width, height);
+}
+
+REALpicture BuildFromBuffer(int32_t width, int32_t height, int32_t format, const void* pixels,
+                            int64_t rowBytes) {
+  Host::Impl* impl = Enter("REALBuildPictureFromBuffer");
+  if (impl == nullptr || pixels == nullptr || format != 1 || rowBytes < int64_t{width} * 4) {
+    return nullptr;
+  }
+  if (PictureFailureInjected(*impl)) return nullptr;
+  REALobject picture = NewPlainPicture(*impl, width, height);
+  if (picture == nullptr) return nullptr;
+  PictureData* p = AsObject(picture)->payload->picture.get();
+  for (int64_t y = 0; y < height; ++y) {
+    const auto* row = static_cast<const uint8_t*>(pixels) + y * rowBytes;
+    for (int64_t x = 0; x < width; ++x) {
+      const uint8_t* px = row + x * 4;
+      WriteARGB(*p, x, y, (uint32_t(px[0]) << 24) | (px[1] << 16) | (px[2] << 8) | px[3]);
+    }
+  }
+  return picture;
+}
+
+REALgraphics GraphicsGetter(REALpicture picture) { return GraphicsGet(picture, 0); }
+
+void* ObjectType(const char* className) {
+  Host::Impl* impl = Enter("pluginObjectType");
+  if (impl == nullptr || className == nullptr) return nullptr;
+  std::string_view name = className;
+  AppKind kind = impl->options.appKind;
+  if (SameName(name, "Application")) return kind == AppKind::Desktop ? impl : nullptr;
+  if (SameName(name, "ConsoleApplication")) return kind == AppKind::Console ? impl : nullptr;
+  if (SameName(name, "WebApplication")) return kind == AppKind::Web ? impl : nullptr;
+  return impl->Find(name);
+}
+
+template <class Proc, class F>
+void* Entry(F* function) {
+  Proc typed = function;
+  return reinterpret_cast<void*>(typed);
+}
+
+}  // namespace
+
+void RegisterPictureClasses(Host::Impl& impl) {
+  for (REALclassDefinition& def : gPictureClasses) impl.Register(&def, Origin::Builtin);
+  impl.Find("Picture")->payload = PayloadKind::Picture;
+  impl.Find("Graphics")->payload = PayloadKind::Graphics;
+}
+
+void* PictureEntryPoint(std::string_view name) {
+  static const std::pair<std::string_view, void*> kEntries[] = {
+      {"REALLockPictureDescription", Entry<REALLockPictureDescriptionProc>(&LockDescription)},
+      {"lockPictureDescription", Entry<lockPictureDescriptionProc>(&LockNative)},
+      {"unlockPictureDescription", Entry<unlockPictureDescriptionProc>(&UnlockDescription)},
+      {"REALPictureClearCache", Entry<REALPictureClearCacheProc>(&ClearCache)},
+      {"PluginPictureGetType", Entry<PluginPictureGetTypeProc>(&GetType)},
+      {"REALGetPictureMask", Entry<REALGetPictureMaskProc>(&GetMask)},
+      {"newPicture", Entry<newPictureProc>(&NewPicture)},
+      {"REALBuildPictureFromBuffer", Entry<REALBuildPictureFromBufferProc>(&BuildFromBuffer)},
+      {"pluginPictureGraphicsGetter", Entry<pluginPictureGraphicsGetterProc>(&GraphicsGetter)},
+      {"pluginObjectType", Entry<PluginObjectTypeProc>(&ObjectType)},
+  };
+  for (const auto& [entryName, function] : kEntries) {
+    if (entryName == name) return function;
+  }
+  return nullptr;
+}
+
+// --- The application's side ----------------------------------------------------------------------
+
+namespace {
+
+PictureData& Checked(const Ref& picture, const char* what) {
+  Host::Impl* impl = CurrentImpl();
+  Payload* p = impl ? impl->PayloadOf(picture.get(), PayloadKind::Picture, what) : nullptr;
+  if (p == nullptr || !p->picture) throw std::invalid_argument(std::string(what) + ": no picture");
+  return *p->picture;
+}
+
+PictureData& CheckedPixel(const Ref& picture, int64_t x, int64_t y, const char* what) {
+  PictureData& p = Checked(picture, what);
+  if (x < 0 || y < 0 || x >= p.width || y >= p.height) {
+    throw std::out_of_range(std::string(what) + ": pixel outside the picture");
+  }
+  return p;
+}
+
+}  // namespace
+
+Ref Host::NewDesktopPicture(int64_t width, int64_t height, uint32_t alphaInfo,
+                            bool hasAlphaChannel) {
+  REALobject p = MakePicture(*impl_, width, height, true, alphaInfo, hasAlphaChannel);
+  if (p == nullptr) throw std::invalid_argument("NewDesktopPicture: bad size");
+  return Ref::Adopt(p);
+}
+
+Ref Host::NewConsolePicture(int64_t width, int64_t height, bool trueColor) {
+  REALobject p =
+      MakePicture(*impl_, width, height, false, kBitmapAlphaNoneSkipFirst, false, trueColor);
+  if (p == nullptr) throw std::invalid_argument("NewConsolePicture: bad size");
+  return Ref::Adopt(p);
+}
+
+Ref Host::NewPictureOfType(int32_t type, const Ref& representation) {
+  PictureData& shown = Checked(representation, "NewPictureOfType");
+  REALobject p = MakePicture(*impl_, shown.width, shown.height, shown.desktop,
+                             shown.context.bitmapInfo, shown.hasAlphaChannel);
+  if (p == nullptr) throw std::invalid_argument("NewPictureOfType: bad size");
+  PictureData& data = *AsObject(p)->payload->picture;
+  data.type = type;
+  impl_->Lock(representation.get());
+  data.representation = representation.get();
+  return Ref::Adopt(p);
+}
+
+uint32_t Host::PictureARGB(const Ref& picture, int64_t x, int64_t y) const {
+  return ReadARGB(CheckedPixel(picture, x, y, "PictureARGB"), x, y);
+}
+
+void Host::SetPictureARGB(const Ref& picture, int64_t x, int64_t y, uint32_t argb) {
+  WriteARGB(CheckedPixel(picture, x, y, "SetPictureARGB"), x, y, argb);
+}
+
+uint32_t Host::PictureWord(const Ref& picture, int64_t x, int64_t y) const {
+  PictureData& p = CheckedPixel(picture, x, y, "PictureWord");
+  if (!p.desktop) return static_cast<uint32_t>(p.gd->tpixels[y][x]);
+  const uint8_t* px = p.bytes.data() + y * p.context.bytesPerRow + x * 4;
+  return (uint32_t(px[0]) << 24) | (px[1] << 16) | (px[2] << 8) | px[3];
+}
+
+Ref Host::PictureMask(const Ref& picture) const {
+  PictureData& p = Checked(picture, "PictureMask");
+  return Ref::Retain(p.mask);
+}
+
+void Host::SetPictureMask(const Ref& picture, const Ref& mask) {
+  Checked(picture, "SetPictureMask");
+  MaskAssign(picture.get(), mask.get());
+}
+
+int64_t Host::PictureCacheClears(const Ref& picture) const {
+  return Checked(picture, "PictureCacheClears").cacheClears;
+}
+
+int64_t Host::OpenPictureLocks() const {
+  int64_t locks = 0;
+  for (Object* o : impl_->objects) {
+    if (o->payload && o->payload->picture) locks += o->payload->picture->locks;
+  }
+  return locks;
+}
+
+}  // namespace xqt::host

@@ -1,0 +1,149 @@
+#include "filters/unsharp.h"
+
+#include <cstdlib>
+
+#include "filters/filter_frame.h"
+#include "image/image_checks.h"
+#include "plugin/debug_log.h"
+
+void BuildUnsharpTable(double amount, int64_t threshold, uint8_t (&table)[65536]) {
+  double k = amount * 4.0 + 1.0;
+  // The threshold is compared as a 32-bit integer.
+  int32_t limit = static_cast<int32_t>(threshold);
+  for (int a = 0; a < 256; ++a) {
+    for (int b = 0; b < 256; ++b) {
+      int d = a - b;
+      uint8_t value;
+      if (std::abs(d) < limit) {
+        value = static_cast<uint8_t>(a);
+      } else {
+        int64_t v = TruncateToInteger(b + d * k);
+        value = v < 0 ? 0 : v >= 255 ? 255 : static_cast<uint8_t>(v);
+      }
+      table[a * 256 + b] = value;
+    }
+  }
+}
+
+namespace {
+
+// Self's channels at `selfOffsets` become table[self * 256 + other], other read at its own offsets,
+// one channel after the other. Other's row is fetched before self's.
+template <int N>
+void CombineRows(ImageClassData* self, ImageClassData* other, const int64_t* selfOffsets,
+                 const int64_t* otherOffsets, const uint8_t* table) {
+  int64_t s[N], o[N];
+  for (int i = 0; i < N; ++i) {
+    s[i] = selfOffsets[i];
+    o[i] = otherOffsets[i];
+  }
+  int64_t width = self->Width;
+  int64_t selfStep = self->PixelSize, otherStep = other->PixelSize;
+  for (int64_t y = 0; y < self->Height; ++y) {
+    const uint8_t* from = other->GetRow(other, y);
+    uint8_t* to = self->GetRow(self, y);
+    if (!from || !to) {
+      DebugLog("Row not available", static_cast<long long>(y));
+      return;
+    }
+    for (int64_t x = 0; x < width; ++x) {
+      const uint8_t* blurred = from + x * otherStep;
+      uint8_t* pixel = to + x * selfStep;
+      for (int i = 0; i < N; ++i) pixel[s[i]] = table[pixel[s[i]] << 8 | blurred[o[i]]];
+    }
+    YieldRow(self);
+  }
+}
+
+void Combine(ImageClassData* self, ImageClassData* other, const ChannelList& channels,
+             const uint8_t* table) {
+  int64_t selfOffsets[5], otherOffsets[5];
+  for (int i = 0; i < channels.count; ++i) {
+    selfOffsets[i] = ChannelOffset(*self, channels.channels[i]);
+    otherOffsets[i] = ChannelOffset(*other, channels.channels[i]);
+  }
+  switch (channels.count) {
+    case 1:
+      return CombineRows<1>(self, other, selfOffsets, otherOffsets, table);
+    case 2:
+      return CombineRows<2>(self, other, selfOffsets, otherOffsets, table);
+    case 3:
+      return CombineRows<3>(self, other, selfOffsets, otherOffsets, table);
+    case 4:
+      return CombineRows<4>(self, other, selfOffsets, otherOffsets, table);
+    case 5:
+      return CombineRows<5>(self, other, selfOffsets, otherOffsets, table);
+  }
+}
+
+const char* LabelOf(FilterFamily family) {
+  switch (family) {
+    case FilterFamily::kGray:
+      return "unsharpFilterG";
+    case FilterFamily::kGrayAlpha:
+      return "unsharpFilterGA";
+    case FilterFamily::kRGB:
+      return "unsharpFilterRGB";
+    case FilterFamily::kRGBAlpha:
+      return "unsharpFilterRGBA";
+    default:
+      return nullptr;
+  }
+}
+
+bool NarrowSamples(const ImageClassData* image) {
+  if (image->BitsPerComponent < 9) return true;
+  DebugLog("BitsPerComponent > 8 not supported.", static_cast<long long>(image->BitsPerComponent));
+  return false;
+}
+
+}  // namespace
+
+void unsharpFilterCMYKA(ImageClassData* self, ImageClassData* other, double amount,
+                        int64_t threshold) {
+  DebugLog("unsharpFilterCMYKA");
+  uint8_t table[65536];
+  BuildUnsharpTable(amount, threshold, table);
+  // The byte at AlphaOffset comes last even without alpha (offset 0 then: an ink mapped twice).
+  ChannelList channels = FilterFamilyChannels(FilterFamily::kCMYK);
+  channels.channels[channels.count++] = Channel::kAlpha;
+  Combine(self, other, channels, table);
+}
+
+bool unsharpFilter(ImageClassData* self, ImageClassData* other, double amount, int64_t threshold) {
+  if (!self || !other) {
+    DebugLog("origpixels is nil");
+    return false;
+  }
+  if (!NarrowSamples(self) || !NarrowSamples(other)) return false;
+  if (!self->Valid || !other->Valid) {
+    DebugLog("Picture not valid.");
+    return false;
+  }
+  if (self->Width != other->Width || self->Height != other->Height ||
+      self->ImageFormat != other->ImageFormat) {
+    return false;
+  }
+  if (!StartImage(self) || !StartImage(other)) return false;
+
+  FilterFamily family = FilterFamilyOf(*self);
+  if (family == FilterFamily::kCMYK || family == FilterFamily::kCMYKAlpha) {
+    unsharpFilterCMYKA(self, other, amount, threshold);
+    return true;
+  }
+  const char* label = LabelOf(family);
+  if (!label) return true;
+  DebugLog(label);
+  uint8_t table[65536];
+  BuildUnsharpTable(amount, threshold, table);
+  Combine(self, other, FilterFamilyChannels(family), table);
+  return true;
+}
+
+bool UnsharpFilter(REALobject instance, REALobject origpixels, double amount, int64_t threshold) {
+  DebugLog("unsharpFilter");
+  if (Debugging()) LogMessageX("%s%s %f", kDebugPrefix, "pAmount", amount);
+  DebugLog("pThreshold", static_cast<long long>(threshold));
+  return unsharpFilter(ImageData(instance), origpixels ? ImageData(origpixels) : nullptr, amount,
+                       threshold);
+}

@@ -1,0 +1,309 @@
+#include "scale/picture_scale.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "image/image_checks.h"
+#include "image/picture_factory.h"
+#include "image/pixel_formats.h"
+#include "platform/threads.h"
+#include "plugin/debug_log.h"
+#include "plugin/host_api.h"
+#include "scale/run_threads.h"
+#include "scale/scale_engine.h"
+#include "scale/scale_filters.h"
+#include "scale/scale_pairs.h"
+
+namespace {
+
+// Threads of the pool are named by a kernel only when it runs a numbered slice inline, which the
+// slicing never does; the rule is kept for a scheduler that would.
+void NameThread(const char* pass, int64_t threadIndex, int8_t flag) {
+  if (threadIndex < 0 || flag != 0) return;
+  char name[32];
+  std::snprintf(name, sizeof(name), "%s %d", pass, static_cast<int>(threadIndex));
+  platform::SetCurrentThreadName(name);
+}
+
+void LogPairStep(const ScalePair& pair, const char* suffix) {
+  if (Debugging()) LogMessageX("%s%s_Scale%s", kDebugPrefix, pair.name, suffix);
+}
+
+void HorizontalJob(int64_t first, int64_t last, int64_t threadIndex, int8_t flag,
+                   const void* context) {
+  NameThread("PictureScale Horizontal", threadIndex, flag);
+  if (first > last) return;
+  const auto& scale = *static_cast<const ScaleContext*>(context);
+  LogPairStep(*scale.plan->pair, "3mt");
+  HorizontalRows(scale, first, last, nullptr);
+}
+
+void VerticalJob(int64_t first, int64_t last, int64_t threadIndex, int8_t flag,
+                 const void* context) {
+  NameThread("PictureScale Vertical", threadIndex, flag);
+  const auto& scale = *static_cast<const ScaleContext*>(context);
+  if (first <= last) {
+    LogPairStep(*scale.plan->pair, "6mt");
+    VerticalRows(scale, first, last, nullptr);
+  }
+  DebugLog("function 6 done");
+}
+
+// The start checks of the scaler, validity first.
+bool CheckImage(ImageClassData* image) {
+  if (!image->Valid) {
+    DebugLog("Picture not valid.");
+    return false;
+  }
+  if (!image->GetRow) {
+    DebugLog("GetRow is nil");
+    return false;
+  }
+  if (image->Width < 0) {
+    DebugLog("Width is 0");
+    return false;
+  }
+  if (image->Height < 1) {
+    DebugLog("Height is 0");
+    return false;
+  }
+  YieldRow(image);
+  DebugLog("StartImage ok");
+  return true;
+}
+
+YieldData* InlineYield(ImageClassData* dest, ImageClassData* source, ImageClassData* temp) {
+  for (ImageClassData* image : {dest, source, temp}) {
+    if (image->YieldTicks != 0) return &image->Yield();
+  }
+  return nullptr;
+}
+
+void LogFactor(const char* label, double value) {
+  if (Debugging()) LogMessageX("%s%s %f", kDebugPrefix, label, value);
+}
+
+// Owns the contribution array of a call and the blocks of its lists.
+struct ContributionArray {
+  ContributionList* lists = nullptr;
+  int64_t count = 0;
+  ~ContributionArray() { Reset(); }
+  void Reset() {
+    if (lists) FreeContributions(lists, count);
+    std::free(lists);
+    lists = nullptr;
+    count = 0;
+  }
+  bool Allocate(int64_t n) {
+    lists = static_cast<ContributionList*>(std::calloc(static_cast<size_t>(n), sizeof(*lists)));
+    count = lists ? n : 0;
+    return lists != nullptr;
+  }
+};
+
+// Releases a temp the call made, on every way out.
+struct MadeTemp {
+  REALobject object = nullptr;
+  ~MadeTemp() { UnlockObject(object); }
+};
+
+// One filter over one pair: the whole of a scale once the arguments are checked. `threads` is
+// used when `threaded`.
+bool FilterScale(const ScaleFilter& filter, bool threaded, int64_t threads, ImageClassData* dest,
+                 ImageClassData* source, REALobject tempObject, int64_t width, int64_t height) {
+  const ScalePair* pair = ChooseScalePair(*source, *dest);
+  if (!pair) return false;
+  if (Debugging()) {
+    LogMessageX("%s%s_Scale %lld, %lld", kDebugPrefix, pair->name, static_cast<long long>(width),
+                static_cast<long long>(height));
+  }
+  DebugLog("sizeof(MyPixel)", static_cast<long long>(pair->TempPixelSize()));
+  DebugLog("Creating PictureReader");
+
+  MadeTemp made;
+  if (!tempObject) {
+    DebugLog("Create temp picture");
+    made.object = CreatePicture(source, width, source->Height, pair->tempFormat);
+    if (!made.object) {
+      DebugLog("CreatePicture returned nil");
+      return false;
+    }
+    const ImageClassData* madeImage = ImageData(made.object);
+    if (!madeImage->Valid) {
+      DebugLog("CreatePicture gave invalid picture");
+      return false;
+    }
+    bool fallBack = false;
+    if (madeImage->ImageFormat != pair->tempFormat) {
+      DebugLog("CreatePicture gave invalid format");
+      if (!threaded) return false;
+      fallBack = true;
+    } else if (threaded && madeImage->IsMapping) {
+      DebugLog("CreatePicture gave mapping picture");
+      fallBack = true;
+    }
+    if (fallBack) {
+      return PictureScaleXQT(dest, source, made.object, filter.mode, width, height);
+    }
+    tempObject = made.object;
+  }
+  LogPairStep(*pair, "7");
+  ImageClassData* temp = ImageData(tempObject);
+
+  if (!CheckImage(source) || !CheckImage(dest) || !CheckImage(temp)) return false;
+  // Nothing is written outside an image: the destination must hold the result and the temp the
+  // pair's samples for every source row.
+  if (dest->Width < width || dest->Height < height) {
+    DebugLog("Destination smaller than the scaled size");
+    return false;
+  }
+  if (temp->PixelSize < pair->TempPixelSize() || temp->Width < width ||
+      temp->Height < source->Height) {
+    DebugLog("Temp picture too small");
+    return false;
+  }
+
+  const double xScale = static_cast<double>(width) / static_cast<double>(source->Width);
+  const double yScale = static_cast<double>(height) / static_cast<double>(source->Height);
+  ContributionArray contrib;
+  if (!contrib.Allocate(width)) {
+    DebugLog("Out of memory for contributions");
+    return false;
+  }
+  DebugLogPointer("contrib", contrib.lists);
+  LogFactor("xScale*1000", xScale);
+  LogFactor("yScale*1000", yScale);
+  YieldData* yield = threaded ? nullptr : InlineYield(dest, source, temp);
+
+  LogPairStep(*pair, xScale >= 1 ? "2" : "1");
+  BuildContributions(contrib.lists, width, xScale, source->Width, filter, EnlargeBounds::kFloorCeil,
+                     yield);
+  PairPlan plan = MakePairPlan(*pair, *source, *dest);
+  PaddedContributions padded;
+  bool paddedReady = padded.Build(contrib.lists, width);
+  ScaleContext context{source, dest,          height, width,
+                       temp,   contrib.lists, &plan,  paddedReady ? &padded : nullptr};
+
+  LogPairStep(*pair, "3");
+  if (threaded) {
+    RunThreads(threads, source->Height, &context, &HorizontalJob);
+  } else {
+    HorizontalRows(context, 0, source->Height - 1, yield);
+  }
+
+  FreeContributions(contrib.lists, contrib.count);
+  if (height > width) {
+    contrib.Reset();
+    if (!contrib.Allocate(height)) {
+      DebugLog("Out of memory for contributions");
+      return false;
+    }
+  }
+  if (yScale >= 1) {
+    LogPairStep(*pair, "5");
+    LogFactor("wdth*1000", 1000 * filter.radius);
+  } else {
+    LogPairStep(*pair, "4");
+  }
+  BuildContributions(contrib.lists, height, yScale, source->Height, filter,
+                     EnlargeBounds::kTruncate, yield);
+  context.contrib = contrib.lists;
+  context.padded = nullptr;
+
+  LogPairStep(*pair, "6");
+  if (threaded) {
+    RunThreads(threads, height, &context, &VerticalJob);
+  } else {
+    VerticalRows(context, 0, height - 1, yield);
+    DebugLog("function 6 done");
+  }
+  return true;
+}
+
+// The filter functions, one per mode.
+#define XQT_FILTER_FUNCTIONS(name, mode)                                                          \
+  bool name##PictureScale(ImageClassData* dest, ImageClassData* source, REALobject temp,          \
+                          int64_t width, int64_t height) {                                        \
+    return FilterScale(*FindScaleFilter(mode), false, 0, dest, source, temp, width, height);      \
+  }                                                                                               \
+  bool name##PictureScaleMT(ImageClassData* dest, int64_t threads, ImageClassData* source,        \
+                            REALobject temp, int64_t width, int64_t height) {                     \
+    return FilterScale(*FindScaleFilter(mode), true, threads, dest, source, temp, width, height); \
+  }
+XQT_FILTER_FUNCTIONS(triangle, ScaleTriangle)
+XQT_FILTER_FUNCTIONS(box, ScaleBox)
+XQT_FILTER_FUNCTIONS(lanczos3, ScaleLanczos3)
+XQT_FILTER_FUNCTIONS(lanczos8, ScaleLanczos8)
+XQT_FILTER_FUNCTIONS(mitchell, ScaleMitchell)
+XQT_FILTER_FUNCTIONS(poly3, ScalePoly3)
+XQT_FILTER_FUNCTIONS(cubic, ScaleCubic)
+#undef XQT_FILTER_FUNCTIONS
+
+using FilterFunction = bool (*)(ImageClassData*, ImageClassData*, REALobject, int64_t, int64_t);
+using FilterFunctionMT = bool (*)(ImageClassData*, int64_t, ImageClassData*, REALobject, int64_t,
+                                  int64_t);
+
+constexpr FilterFunction kFilterFunctions[] = {
+    &trianglePictureScale, &boxPictureScale,   &lanczos3PictureScale, &lanczos8PictureScale,
+    &mitchellPictureScale, &poly3PictureScale, &cubicPictureScale,
+};
+constexpr FilterFunctionMT kFilterFunctionsMT[] = {
+    &trianglePictureScaleMT, &boxPictureScaleMT,   &lanczos3PictureScaleMT, &lanczos8PictureScaleMT,
+    &mitchellPictureScaleMT, &poly3PictureScaleMT, &cubicPictureScaleMT,
+};
+
+bool ValidMode(int64_t mode) {
+  if (mode >= ScaleTriangle && mode <= ScaleCubic) return true;
+  if (Debugging()) {
+    LogMessageX("%s%s %lld", kDebugPrefix, "Invalid mode", static_cast<long long>(mode));
+  }
+  return false;
+}
+
+}  // namespace
+
+bool PictureScaleXQT(ImageClassData* dest, ImageClassData* source, REALobject temp, int64_t mode,
+                     int64_t width, int64_t height) {
+  if (!dest) {
+    DebugLog("dest is nil");
+    return false;
+  }
+  if (!source) {
+    DebugLog("source is nil");
+    return false;
+  }
+  if (height < 1) {
+    DebugLog("pDestHeight < 1");
+    return false;
+  }
+  if (width < 1) {
+    DebugLog("pDestWidth < 1");
+    return false;
+  }
+  if (!ValidMode(mode)) return false;
+  return kFilterFunctions[mode - 1](dest, source, temp, width, height);
+}
+
+bool PictureScaleXQTMT(ImageClassData* dest, int64_t threads, ImageClassData* source,
+                       REALobject temp, int64_t mode, int64_t width, int64_t height) {
+  if (!dest || !source || height < 1 || width < 1) return false;
+  if (!ValidMode(mode)) return false;
+  // A mapped image pages its rows through one window and cannot be read from several threads;
+  // that holds for a caller's temp as much as for the source and the destination.
+  const ImageClassData* tempImage = ImageData(temp);
+  if (source->IsMapping || dest->IsMapping || (tempImage && tempImage->IsMapping)) {
+    return PictureScaleXQT(dest, source, temp, mode, width, height);
+  }
+  return kFilterFunctionsMT[mode - 1](dest, threads, source, temp, width, height);
+}
+
+bool Scale(REALobject instance, REALobject source, REALobject temp, int64_t mode, int64_t width,
+           int64_t height) {
+  return PictureScaleXQT(ImageData(instance), ImageData(source), temp, mode, width, height);
+}
+
+bool ScaleMT(REALobject instance, int64_t threads, REALobject source, REALobject temp, int64_t mode,
+             int64_t width, int64_t height) {
+  return PictureScaleXQTMT(ImageData(instance), threads, ImageData(source), temp, mode, width,
+                           height);
+}

@@ -1,0 +1,148 @@
+#include "scale/scale_filters.h"
+
+#include <cmath>
+#include <cstdlib>
+
+#include "image/pixel_formats.h"
+
+namespace {
+
+constexpr double kPi = 3.141592653589793;
+
+double Sinc(double t) {
+  if (t == 0) return 1;
+  return std::sin(kPi * t) / (kPi * t);
+}
+
+constexpr ScaleFilter kFilters[] = {
+    {ScaleTriangle, &TriangleKernel, 1}, {ScaleBox, &BoxKernel, 0.5},
+    {ScaleLanczos3, &Lanczos3Kernel, 3}, {ScaleLanczos8, &Lanczos8Kernel, 8},
+    {ScaleMitchell, &MitchellKernel, 2}, {ScalePoly3, &Poly3Kernel, 4},
+    {ScaleCubic, &CubicKernel, 3},
+};
+
+}  // namespace
+
+double TriangleKernel(double x) { return x < 1 ? 1 - x : 0; }
+
+double BoxKernel(double x) { return x > 0.5 ? 0 : 1; }
+
+double Lanczos3Kernel(double x) { return x < 3 ? Sinc(x) * Sinc(x / 3) : 0; }
+
+double Lanczos8Kernel(double x) { return x < 8 ? Sinc(x) * Sinc(x * 0.125) : 0; }
+
+double MitchellKernel(double x) {
+  if (x < 1) return (7 * (x * x * x) - 12 * (x * x) + 16.0 / 3) / 6;
+  if (x < 2) return (-(7.0 / 3) * (x * x * x) + 12 * (x * x) - 20 * x + 32.0 / 3) / 6;
+  return 0;
+}
+
+double Poly3Kernel(double x) {
+  if (x < 1) return ((1.25 * x - 2.25) * x) * x + 1;
+  if (x < 2) return ((-0.75 * x + 3.75) * x - 6) * x + 3;
+  return 0;
+}
+
+double CubicKernel(double x) {
+  if (x < 1) return (4.0 / 3) * (x * x * x) - (7.0 / 3) * (x * x) + 1;
+  if (x < 2) return -(7.0 / 12) * (x * x * x) + 3 * (x * x) - (59.0 / 12) * x + 2.5;
+  if (x < 3) return (1.0 / 12) * (x * x * x) - (2.0 / 3) * (x * x) + 1.75 * x - 1.5;
+  return 0;
+}
+
+const ScaleFilter* FindScaleFilter(int64_t mode) {
+  for (const ScaleFilter& filter : kFilters) {
+    if (filter.mode == mode) return &filter;
+  }
+  return nullptr;
+}
+
+void BuildContributions(ContributionList* lists, int64_t count, double scale, int64_t sourceCount,
+                        const ScaleFilter& filter, EnlargeBounds bounds, YieldData* yield) {
+  const double radius = filter.radius;
+  const bool enlarging = scale >= 1;
+  const double halfWidth = enlarging ? radius : radius / scale;
+  const auto room =
+      static_cast<int64_t>(enlarging ? 2 * radius + 2 : 2 * std::trunc(halfWidth) + 2);
+  for (int64_t x = 0; x < count; ++x) {
+    ContributionList& list = lists[x];
+    list.count = 0;
+    list.weightSum = 0;
+    list.contributions = static_cast<Contribution*>(std::calloc(room, sizeof(Contribution)));
+    double center = (x + 0.5) / scale;
+    double low, high;
+    if (enlarging && bounds == EnlargeBounds::kFloorCeil) {
+      low = std::floor(center - radius);
+      high = std::ceil(center + radius);
+    } else {
+      low = std::trunc(center - halfWidth);
+      high = std::trunc(center + halfWidth);
+    }
+    if (list.contributions) {
+      int64_t left = low > 0 ? static_cast<int64_t>(low) : 0;
+      int64_t right = high < static_cast<double>(sourceCount - 1) ? static_cast<int64_t>(high)
+                                                                  : sourceCount - 1;
+      double sum = 0;
+      for (int64_t j = left; j <= right; ++j) {
+        double distance = enlarging ? center - j - 0.5 : (center - j - 0.5) * scale;
+        double weight = filter.kernel(std::fabs(distance));
+        if (weight == 0) continue;
+        // The window never holds more than `room` non-zero weights; the guard keeps a rounding
+        // accident inside the block.
+        if (list.count == room) break;
+        auto stored = static_cast<float>(weight);
+        list.contributions[list.count].weight = stored;
+        list.contributions[list.count].pixel = j;
+        ++list.count;
+        sum += stored;
+      }
+      list.weightSum = static_cast<float>(sum);
+    }
+    if (yield && yield->YieldTicks != 0) YieldData::DoYield(yield);
+  }
+}
+
+void FreeContributions(ContributionList* lists, int64_t count) {
+  for (int64_t i = 0; i < count; ++i) {
+    std::free(lists[i].contributions);
+    lists[i].contributions = nullptr;
+    lists[i].count = 0;
+  }
+}
+
+PaddedContributions::~PaddedContributions() {
+  std::free(first);
+  std::free(weights);
+  std::free(weightSum);
+}
+
+bool PaddedContributions::Build(const ContributionList* lists, int64_t listCount) {
+  int64_t widest = 0;
+  for (int64_t x = 0; x < listCount; ++x) {
+    const ContributionList& list = lists[x];
+    if (list.count > 0) {
+      int64_t span = list.contributions[list.count - 1].pixel - list.contributions[0].pixel + 1;
+      if (span > widest) widest = span;
+    }
+  }
+  // A multiple of 4 lets the loops over one list run in whole vectors.
+  stride = (widest + 3) / 4 * 4;
+  count = listCount;
+  size_t lists64 = static_cast<size_t>(listCount > 0 ? listCount : 1);
+  first = static_cast<int64_t*>(std::calloc(lists64, sizeof(int64_t)));
+  weightSum = static_cast<double*>(std::calloc(lists64, sizeof(double)));
+  weights = static_cast<double*>(
+      std::calloc(lists64 * static_cast<size_t>(stride > 0 ? stride : 1), sizeof(double)));
+  if (!first || !weightSum || !weights) return false;
+  for (int64_t x = 0; x < listCount; ++x) {
+    const ContributionList& list = lists[x];
+    weightSum[x] = list.weightSum;
+    if (list.count == 0) continue;
+    first[x] = list.contributions[0].pixel;
+    double* row = weights + x * stride;
+    for (int64_t i = 0; i < list.count; ++i) {
+      row[list.contributions[i].pixel - first[x]] = list.contributions[i].weight;
+    }
+  }
+  return true;
+}

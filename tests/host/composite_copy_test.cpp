@@ -1,0 +1,438 @@
+// CopyPixels through the host: every format pair against a plain reference written from the
+// copy tables, the rectangle rule's edge cases, 16-bit gray, refused pairs, copies within one
+// image and file-mapped images that span several bands.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/composite_support.h"
+#include "support/plugin_fixture.h"
+
+namespace {
+
+using namespace composite_test;
+
+constexpr int64_t kRGB = 1, kRGBA = 2, kRGBX = 3, kARGB = 4, kXRGB = 5, kBGRA = 7, kG = 11,
+                  kGA = 12, kAG = 13, kBuffer = 22, kCMYK = 23, kCMYKA = 24, kKYMC = 28,
+                  kScaling3 = 35, kGray16 = 41;
+
+// The destination pixel after one source pixel is copied into it, straight from the two tables;
+// false for a pair that copies nothing.
+bool ReferencePixel(const Layout& d, const Layout& s, const uint8_t* sp, uint8_t* dp) {
+  if (d.family == Family::kNone || s.family == Family::kNone) return false;
+  if (d.hasAlpha && s.hasAlpha) {
+    switch (d.family) {
+      case Family::kRGB:
+        if (s.family == Family::kRGB) {
+          dp[d.red] = sp[s.red];
+          dp[d.green] = sp[s.green];
+          dp[d.blue] = sp[s.blue];
+        } else if (s.family == Family::kGray) {
+          dp[d.red] = dp[d.green] = dp[d.blue] = sp[s.gray];
+        } else {
+          return false;
+        }
+        break;
+      case Family::kCMYK:
+        if (s.family == Family::kCMYK) {
+          dp[d.cyan] = sp[s.cyan];
+          dp[d.magenta] = sp[s.magenta];
+          dp[d.yellow] = sp[s.yellow];
+          dp[d.black] = sp[s.black];
+        } else if (s.family == Family::kGray) {
+          dp[d.cyan] = dp[d.magenta] = dp[d.yellow] = 0;
+          dp[d.black] = sp[s.gray];
+        } else {
+          return false;
+        }
+        break;
+      default:  // gray
+        if (s.family == Family::kGray) {
+          dp[d.gray] = sp[s.gray];
+        } else {
+          // For a CMYK source these are whatever its red, green and blue offsets hold.
+          dp[d.gray] = Gray(sp[s.red], sp[s.green], sp[s.blue]);
+        }
+        break;
+    }
+    dp[d.alpha] = sp[s.alpha];
+    return true;
+  }
+  switch (d.family) {
+    case Family::kGray:
+      if (s.family == Family::kCMYK) {
+        dp[d.gray] = sp[s.black];
+      } else if (s.family == Family::kRGB) {
+        dp[d.gray] = Gray(sp[s.red], sp[s.green], sp[s.blue]);
+      } else if (d.bits == 16 && s.bits == 16) {
+        dp[d.gray] = sp[s.gray];
+        dp[d.gray + 1] = sp[s.gray + 1];
+      } else if (d.bits == 16) {
+        uint16_t wide = static_cast<uint16_t>(sp[s.gray] * 257);
+        std::memcpy(dp + d.gray, &wide, 2);
+      } else {
+        dp[d.gray] = sp[s.gray];
+      }
+      return true;
+    case Family::kRGB:
+      if (s.family == Family::kRGB) {
+        dp[d.red] = sp[s.red];
+        dp[d.green] = sp[s.green];
+        dp[d.blue] = sp[s.blue];
+      } else if (s.family == Family::kGray) {
+        dp[d.red] = dp[d.green] = dp[d.blue] = sp[s.gray];
+      } else {
+        return false;
+      }
+      return true;
+    default:  // CMYK
+      if (s.family == Family::kCMYK) {
+        dp[d.cyan] = sp[s.cyan];
+        dp[d.magenta] = sp[s.magenta];
+        dp[d.yellow] = sp[s.yellow];
+        dp[d.black] = sp[s.black];
+      } else if (s.family == Family::kGray) {
+        dp[d.cyan] = dp[d.magenta] = dp[d.yellow] = 0;
+        dp[d.black] = sp[s.gray];
+      } else {
+        return false;
+      }
+      return true;
+  }
+}
+
+struct Rect {
+  int64_t x, y, width, height, sourceX, sourceY;
+};
+
+// The destination's rows after copying the (already fixed) rectangle by the reference.
+Rows ReferenceCopy(const Layout& d, const Rows& destRows, const Layout& s, const Rows& sourceRows,
+                   const Rect& r, bool* copied) {
+  Rows out = destRows;
+  *copied = true;
+  for (int64_t row = 0; row < r.height; ++row) {
+    for (int64_t i = 0; i < r.width; ++i) {
+      uint8_t* dp = out[r.y + row].data() + (r.x + i) * d.pixelSize;
+      const uint8_t* sp = sourceRows[r.sourceY + row].data() + (r.sourceX + i) * s.pixelSize;
+      if (!ReferencePixel(d, s, sp, dp)) {
+        *copied = false;
+        return destRows;
+      }
+    }
+  }
+  return out;
+}
+
+std::vector<Participant> Participants() {
+  std::vector<Participant> all;
+  for (int64_t code = 1; code <= 48; ++code) {
+    if (code == 14 || (code > 33 && code <= 40)) continue;  // one Scaling format is enough
+    all.push_back(Format(code));
+  }
+  // Gray views whose pixels are several bytes apart, a 16-bit one among them.
+  all.push_back(View(kRGBA, "RedChannel"));
+  all.push_back(View(kARGB, "AlphaChannel"));
+  all.push_back(View(kXRGB, "BlueChannel"));
+  all.push_back(View(kCMYKA, "BlackChannel"));
+  all.push_back(View(kGray16, "GrayChannel"));
+  all.push_back(View(kRGBA, "RGBChannels"));
+  all.push_back(View(kBGRA, "MirroredView"));
+  // Clips, whose offsets reach past PixelSize.
+  for (int64_t code : {kBGRA, kRGB, kGA, kG, kKYMC, kCMYKA, kGray16}) all.push_back(Clip(code));
+  all.push_back(Mapped(kXRGB));
+  all.push_back(Mapped(kGray16));
+  all.push_back(Mapped(kRGBA));
+  return all;
+}
+
+int64_t OddSize(std::mt19937& rng) { return 1 + 2 * static_cast<int64_t>(rng() % 9); }
+
+int64_t Between(std::mt19937& rng, int64_t low, int64_t high) {
+  return low + static_cast<int64_t>(rng() % static_cast<uint64_t>(high - low + 1));
+}
+
+class CopyPixelsTest : public PluginTest {
+ protected:
+  Ref Gray(int64_t width, int64_t height, std::vector<uint8_t> values) {
+    Ref image = NewImage(width, height, kG);
+    for (int64_t y = 0; y < height; ++y) {
+      std::memcpy(RowOf(image, y), values.data() + y * width, static_cast<size_t>(width));
+    }
+    return image;
+  }
+  std::vector<uint8_t> GrayRow(const Ref& image, int64_t y) {
+    const uint8_t* row = RowOf(image, y);
+    return {row, row + image.Get<int64_t>("Width")};
+  }
+};
+
+TEST_F(CopyPixelsTest, EveryPairMatchesTheReference) {
+  std::mt19937 rng(20240531);
+  std::vector<Participant> all = Participants();
+  for (const Participant& to : all) {
+    for (const Participant& from : all) {
+      SCOPED_TRACE(from.name + " into " + to.name);
+      Ref dest = to.make(host_, OddSize(rng), OddSize(rng));
+      Ref source = from.make(host_, OddSize(rng), OddSize(rng));
+      ASSERT_TRUE(dest && source);
+      FillRandom(dest, rng);
+      FillRandom(source, rng);
+      Layout d = LayoutOf(dest), s = LayoutOf(source);
+      Rect r;
+      r.x = Between(rng, 0, d.width - 1);
+      r.sourceX = Between(rng, 0, s.width - 1);
+      r.width = Between(rng, 1, std::min(d.width - r.x, s.width - r.sourceX));
+      r.y = Between(rng, 0, d.height - 1);
+      r.sourceY = Between(rng, 0, s.height - 1);
+      r.height = Between(rng, 1, std::min(d.height - r.y, s.height - r.sourceY));
+
+      Rows before = Snapshot(dest), sourceRows = Snapshot(source);
+      bool copied = false;
+      Rows expected = ReferenceCopy(d, before, s, sourceRows, r, &copied);
+      EXPECT_EQ(
+          dest.Call<bool>("CopyPixels", source, r.x, r.y, r.width, r.height, r.sourceX, r.sourceY),
+          copied);
+      ASSERT_EQ(Snapshot(dest), expected);
+      ASSERT_EQ(Snapshot(source), sourceRows);
+    }
+  }
+}
+
+TEST_F(CopyPixelsTest, ShortFormsCopyFromTheTopLeftCorner) {
+  Ref source = Gray(4, 3, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
+  // The whole-image form: the overlapping top-left 3 x 2.
+  Ref small = Gray(3, 2, {0, 0, 0, 0, 0, 0});
+  EXPECT_TRUE(small.Call<bool>("CopyPixels", source));
+  EXPECT_EQ(GrayRow(small, 0), (std::vector<uint8_t>{1, 2, 3}));
+  EXPECT_EQ(GrayRow(small, 1), (std::vector<uint8_t>{5, 6, 7}));
+  // A larger destination keeps what the source does not cover.
+  Ref large = Gray(5, 4, std::vector<uint8_t>(20, 0xEE));
+  EXPECT_TRUE(large.Call<bool>("CopyPixels", source));
+  EXPECT_EQ(GrayRow(large, 2), (std::vector<uint8_t>{9, 10, 11, 12, 0xEE}));
+  EXPECT_EQ(GrayRow(large, 3), (std::vector<uint8_t>(5, 0xEE)));
+  // The five-argument form reads from the source's origin.
+  Ref placed = Gray(5, 4, std::vector<uint8_t>(20, 0));
+  EXPECT_TRUE(placed.Call<bool>("CopyPixels", source, 2, 1, 2, 2));
+  EXPECT_EQ(GrayRow(placed, 1), (std::vector<uint8_t>{0, 0, 1, 2, 0}));
+  EXPECT_EQ(GrayRow(placed, 2), (std::vector<uint8_t>{0, 0, 5, 6, 0}));
+}
+
+TEST_F(CopyPixelsTest, RectangleRuleThroughTheHost) {
+  std::vector<uint8_t> columns(40);
+  for (int i = 0; i < 40; ++i) columns[i] = static_cast<uint8_t>(i + 1);
+  Ref source = Gray(40, 1, columns);
+  auto fresh = [&] { return Gray(40, 1, std::vector<uint8_t>(40, 0xEE)); };
+  auto expect = [&](int64_t from, int64_t to, int64_t sourceStart) {
+    std::vector<uint8_t> want(40, 0xEE);
+    for (int64_t x = from; x <= to; ++x) want[x] = static_cast<uint8_t>(sourceStart + x - from + 1);
+    return want;
+  };
+
+  // SourceX -5 with DestX 10, width 20: 15 columns, source 0 into destination 5.
+  Ref moved = fresh();
+  EXPECT_TRUE(moved.Call<bool>("CopyPixels", source, 10, 0, 20, 1, -5, 0));
+  EXPECT_EQ(GrayRow(moved, 0), expect(5, 19, 0));
+  // DestWidth -10 with DestX 20: destination columns 10 to 19.
+  Ref flipped = fresh();
+  EXPECT_TRUE(flipped.Call<bool>("CopyPixels", source, 20, 0, -10, 1, 0, 0));
+  EXPECT_EQ(GrayRow(flipped, 0), expect(10, 19, 0));
+  // DestX -3: the first three columns are cut and the source starts three columns later.
+  Ref cut = fresh();
+  EXPECT_TRUE(cut.Call<bool>("CopyPixels", source, -3, 0, 8, 1, 4, 0));
+  EXPECT_EQ(GrayRow(cut, 0), expect(0, 4, 7));
+
+  // Rectangles right of or below self, or a source start past the source: nothing happens.
+  Ref untouched = fresh();
+  EXPECT_FALSE(untouched.Call<bool>("CopyPixels", source, 40, 0, 5, 1, 0, 0));
+  EXPECT_FALSE(untouched.Call<bool>("CopyPixels", source, 0, 1, 5, 1, 0, 0));
+  EXPECT_FALSE(untouched.Call<bool>("CopyPixels", source, 0, 0, 5, 1, 40, 0));
+  EXPECT_FALSE(untouched.Call<bool>("CopyPixels", source, 0, 0, 0, 1, 0, 0));
+  EXPECT_FALSE(untouched.Call<bool>("CopyPixels", source, INT64_MIN, INT64_MIN, INT64_MIN,
+                                    INT64_MIN, INT64_MAX, INT64_MAX));
+  EXPECT_EQ(GrayRow(untouched, 0), std::vector<uint8_t>(40, 0xEE));
+  // A nil source.
+  EXPECT_FALSE(untouched.Call<bool>("CopyPixels", nullptr));
+}
+
+TEST_F(CopyPixelsTest, GrayWeightsAndGrayIntoCMYK) {
+  Ref rgb = NewImage(5, 1, kRGB);
+  const uint8_t colours[5][3] = {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {255, 255, 255}, {1, 1, 1}};
+  std::memcpy(RowOf(rgb, 0), colours, sizeof colours);
+  Ref gray = NewImage(5, 1, kG);
+  EXPECT_TRUE(gray.Call<bool>("CopyPixels", rgb));
+  EXPECT_EQ(GrayRow(gray, 0), (std::vector<uint8_t>{76, 150, 27, 255, 1}));
+
+  // The same weights with alpha on both sides, alpha taken over.
+  Ref argb = NewImage(2, 1, kARGB);
+  const uint8_t argbPixels[8] = {9, 255, 0, 0, 200, 0, 0, 255};
+  std::memcpy(RowOf(argb, 0), argbPixels, sizeof argbPixels);
+  Ref ag = NewImage(2, 1, kAG);
+  EXPECT_TRUE(ag.Call<bool>("CopyPixels", argb));
+  const uint8_t* agRow = RowOf(ag, 0);
+  EXPECT_EQ(std::vector<uint8_t>(agRow, agRow + 4), (std::vector<uint8_t>{9, 76, 200, 27}));
+
+  // Gray into CMYK: no colour, gray as black, not inverted.
+  Ref cmyk = NewImage(2, 1, kCMYK);
+  Ref grays = Gray(2, 1, {255, 0x40});
+  EXPECT_TRUE(cmyk.Call<bool>("CopyPixels", grays));
+  const uint8_t* cmykRow = RowOf(cmyk, 0);
+  EXPECT_EQ(std::vector<uint8_t>(cmykRow, cmykRow + 8),
+            (std::vector<uint8_t>{0, 0, 0, 255, 0, 0, 0, 0x40}));
+}
+
+TEST_F(CopyPixelsTest, SixteenBitGray) {
+  Ref gray = Gray(2, 1, {0x12, 0xFF});
+  Ref wide = NewImage(2, 1, kGray16);
+  EXPECT_TRUE(wide.Call<bool>("CopyPixels", gray));
+  uint16_t samples[2];
+  std::memcpy(samples, RowOf(wide, 0), sizeof samples);
+  EXPECT_EQ(samples[0], 0x1212);
+  EXPECT_EQ(samples[1], 0xFFFF);
+
+  // Back to 8 bits: the first byte of the sample in memory.
+  samples[0] = 0x3456;
+  std::memcpy(RowOf(wide, 0), samples, sizeof samples);
+  uint8_t firstByte;
+  std::memcpy(&firstByte, &samples[0], 1);
+  Ref narrow = NewImage(2, 1, kG);
+  EXPECT_TRUE(narrow.Call<bool>("CopyPixels", wide));
+  EXPECT_EQ(GrayRow(narrow, 0)[0], firstByte);
+
+  // 16 to 16 keeps the whole sample; RGB into 16-bit gray writes one byte at the gray offset.
+  Ref copy = NewImage(2, 1, kGray16);
+  EXPECT_TRUE(copy.Call<bool>("CopyPixels", wide));
+  EXPECT_EQ(std::memcmp(RowOf(copy, 0), samples, sizeof samples), 0);
+  Ref white = NewImage(1, 1, kRGB);
+  std::memset(RowOf(white, 0), 255, 3);
+  RowOf(copy, 0)[1] = 0x77;
+  EXPECT_TRUE(copy.Call<bool>("CopyPixels", white));
+  EXPECT_EQ(RowOf(copy, 0)[0], 255);
+  EXPECT_EQ(RowOf(copy, 0)[1], 0x77);
+}
+
+TEST_F(CopyPixelsTest, RefusedPairsChangeNothing) {
+  std::mt19937 rng(7);
+  for (auto [to, from] : {std::pair{kRGB, kCMYK}, std::pair{kCMYK, kRGB}, std::pair{kRGBA, kCMYKA},
+                          std::pair{kCMYKA, kRGBA}, std::pair{kRGBX, kKYMC},
+                          std::pair{kBuffer, kRGB}, std::pair{kRGB, kScaling3}}) {
+    SCOPED_TRACE(std::to_string(from) + " into " + std::to_string(to));
+    Ref dest = NewImage(5, 3, to), source = NewImage(5, 3, from);
+    FillRandom(dest, rng);
+    FillRandom(source, rng);
+    Rows before = Snapshot(dest);
+    EXPECT_FALSE(dest.Call<bool>("CopyPixels", source));
+    EXPECT_EQ(Snapshot(dest), before);
+  }
+}
+
+TEST_F(CopyPixelsTest, CopyWithinOneImageReadsTheSourceFirst) {
+  // Rows overlapping themselves, on the block path (RGBA) and per pixel (RGBX), to the right and
+  // to the left: the result is that of copying from an untouched original.
+  std::mt19937 rng(11);
+  for (int64_t code : {kRGBA, kRGBX, kG, kGA}) {
+    for (auto [dx, sx] : {std::pair<int64_t, int64_t>{3, 0}, std::pair<int64_t, int64_t>{0, 3}}) {
+      SCOPED_TRACE(std::to_string(code) + " " + std::to_string(dx));
+      Ref image = NewImage(17, 5, code);
+      FillRandom(image, rng);
+      Ref original = image.Call<Ref>("Clone");
+      Layout l = LayoutOf(image);
+      bool copied = false;
+      Rows expected = ReferenceCopy(l, Snapshot(image), LayoutOf(original), Snapshot(original),
+                                    {dx, 1, 14, 3, sx, 2}, &copied);
+      EXPECT_TRUE(image.Call<bool>("CopyPixels", image, dx, 1, 14, 3, sx, 2));
+      EXPECT_EQ(Snapshot(image), expected);
+    }
+  }
+  // Between a clip and its parent, which share rows.
+  Ref parent = NewImage(20, 4, kXRGB);
+  FillRandom(parent, rng);
+  Ref original = parent.Call<Ref>("Clone");
+  Ref clip = parent.Call<Ref>("ClipImage", int64_t{2}, int64_t{0}, int64_t{15}, int64_t{4});
+  EXPECT_TRUE(parent.Call<bool>("CopyPixels", clip, 4, 0, 15, 4, 0, 0));
+  bool copied = false;
+  Rows expected = ReferenceCopy(LayoutOf(parent), Snapshot(original), LayoutOf(original),
+                                Snapshot(original), {4, 0, 15, 4, 2, 0}, &copied);
+  EXPECT_EQ(Snapshot(parent), expected);
+}
+
+// File-mapped images of 9000 rows: with 4096-byte rows the band holds 4096 rows, so these copies
+// cross bands on both sides.
+class CopyPixelsMapped : public CopyPixelsTest {
+ protected:
+  static constexpr int64_t kHeight = 9000;
+  Ref NewMapped(int64_t width, int64_t format, int64_t height = kHeight) {
+    return host_.New("PictureXQT", width, height, format, int64_t{0}, nullptr);
+  }
+  // Row y's pixel bytes, read at once: the address is good only until the next band is mapped.
+  std::vector<uint8_t> PixelBytes(const Ref& image, int64_t y) {
+    const uint8_t* row = RowOf(image, y);
+    return {row, row + image.Get<int64_t>("Width") * image.Get<int64_t>("PixelSize")};
+  }
+  void Mark(const Ref& image) {
+    int64_t bytes = image.Get<int64_t>("Width") * image.Get<int64_t>("PixelSize");
+    for (int64_t y = 0; y < kHeight; ++y) {
+      uint8_t* row = RowOf(image, y);
+      for (int64_t i = 0; i < bytes; ++i) row[i] = static_cast<uint8_t>(y * 7 + i * 31 + 1);
+    }
+  }
+};
+
+TEST_F(CopyPixelsMapped, AcrossBands) {
+  Ref source = NewMapped(3, kRGBA);
+  Ref dest = NewMapped(3, kRGBA);
+  ASSERT_TRUE(source.Get<bool>("Valid") && dest.Get<bool>("Valid"));
+  ASSERT_LT(source.Get<int64_t>("MappingRows"), kHeight / 2);
+  Mark(source);
+  // Source rows 0 ... 7999 into destination rows 1000 ... 8999.
+  EXPECT_TRUE(dest.Call<bool>("CopyPixels", source, 0, 1000, 3, 8000, 0, 0));
+  for (int64_t y = 0; y < 8000; y += 1) {
+    ASSERT_EQ(PixelBytes(dest, y + 1000), PixelBytes(source, y)) << y;
+  }
+
+  // Within one file-mapped image, rows of different bands.
+  Ref image = NewMapped(2, kXRGB);
+  Mark(image);
+  std::vector<std::vector<uint8_t>> top;
+  for (int64_t y = 0; y < 100; ++y) top.push_back(PixelBytes(image, y));
+  EXPECT_TRUE(image.Call<bool>("CopyPixels", image, 0, 8800, 2, 100, 0, 0));
+  for (int64_t y = 0; y < 100; ++y) {
+    std::vector<uint8_t> got = PixelBytes(image, 8800 + y);
+    for (int64_t x = 0; x < 2; ++x) {
+      // XRGB copies red, green and blue; the padding byte keeps its mark.
+      for (int64_t c = 1; c < 4; ++c) ASSERT_EQ(got[x * 4 + c], top[y][x * 4 + c]) << y;
+      ASSERT_EQ(got[x * 4], static_cast<uint8_t>((8800 + y) * 7 + x * 4 * 31 + 1));
+    }
+  }
+
+  // In-memory gray into a file-mapped CMYK image, and a mapped image into memory.
+  Ref cmyk = NewMapped(1, kCMYK);
+  Ref gray = NewImage(1, kHeight, kG);
+  for (int64_t y = 0; y < kHeight; ++y) RowOf(gray, y)[0] = static_cast<uint8_t>(y);
+  EXPECT_TRUE(cmyk.Call<bool>("CopyPixels", gray));
+  for (int64_t y = 0; y < kHeight; y += 97) {
+    ASSERT_EQ(PixelBytes(cmyk, y), (std::vector<uint8_t>{0, 0, 0, static_cast<uint8_t>(y)}));
+  }
+  Ref back = NewImage(1, kHeight, kG);
+  EXPECT_TRUE(back.Call<bool>("CopyPixels", cmyk));
+  for (int64_t y = 0; y < kHeight; ++y) ASSERT_EQ(RowOf(back, y)[0], static_cast<uint8_t>(y));
+}
+
+TEST_F(CopyPixelsMapped, RefusedPairStillMapsTheFirstRows) {
+  Ref source = NewMapped(1, kCMYK, 20000);
+  Ref dest = NewMapped(1, kRGB, 20000);
+  ASSERT_EQ(source.Get<int64_t>("MappingLastRow"), 4095);
+  Rows before = Snapshot(dest);
+  EXPECT_FALSE(dest.Call<bool>("CopyPixels", source, 0, 7000, 1, 10, 0, 6000));
+  // Each image was asked for the first row of the rectangle: the bands start two rows earlier.
+  EXPECT_EQ(source.Get<int64_t>("MappingFirstRow"), 5998);
+  EXPECT_EQ(dest.Get<int64_t>("MappingFirstRow"), 6998);
+  EXPECT_EQ(Snapshot(dest), before);
+}
+
+}  // namespace

@@ -1,0 +1,148 @@
+// Scale, ScaleMT and ScaleFast as an application calls them.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "support/plugin_fixture.h"
+
+namespace {
+
+using xqt::host::Ref;
+
+constexpr int64_t kRGB = 1, kRGBA = 2, kBGRA = 7, kG = 11, kGA = 12, kCMYK = 23, kCMYKA = 24,
+                  kGray16 = 41;
+
+class ScaleMembers : public PluginTest {
+ protected:
+  uint8_t* Pixel(const Ref& image, int64_t x, int64_t y) {
+    auto* row = static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
+    return row + x * image.Get<int64_t>("PixelSize");
+  }
+  void Fill(const Ref& image, uint8_t (*value)(int64_t x, int64_t y, int64_t byte)) {
+    int64_t ps = image.Get<int64_t>("PixelSize");
+    for (int64_t y = 0; y < image.Get<int64_t>("Height"); ++y) {
+      for (int64_t x = 0; x < image.Get<int64_t>("Width"); ++x) {
+        for (int64_t b = 0; b < ps; ++b) Pixel(image, x, y)[b] = value(x, y, b);
+      }
+    }
+  }
+};
+
+TEST_F(ScaleMembers, BoxToTheSameSizeCopies) {
+  Ref source = NewImage(7, 5, kRGBA), dest = NewImage(7, 5, kRGBA);
+  Fill(source, [](int64_t x, int64_t y, int64_t b) { return uint8_t(x * 31 + y * 7 + b * 50); });
+  EXPECT_TRUE(dest.Call<bool>("Scale", source, nullptr, int64_t{2}, int64_t{7}, int64_t{5}));
+  for (int64_t y = 0; y < 5; ++y)
+    EXPECT_EQ(std::memcmp(Pixel(source, 0, y), Pixel(dest, 0, y), 28), 0);
+  Ref threaded = NewImage(7, 5, kRGBA);
+  EXPECT_TRUE(threaded.Call<bool>("ScaleMT", int64_t{3}, source, nullptr, int64_t{2}, int64_t{7},
+                                  int64_t{5}));
+  for (int64_t y = 0; y < 5; ++y) {
+    EXPECT_EQ(std::memcmp(Pixel(source, 0, y), Pixel(threaded, 0, y), 28), 0);
+  }
+}
+
+TEST_F(ScaleMembers, ASinglePixelEnlargesToItself) {
+  Ref source = NewImage(1, 1, kCMYK), dest = NewImage(9, 6, kCMYK);
+  std::memcpy(Pixel(source, 0, 0), "\x0a\x80\xf0\x33", 4);
+  for (int64_t mode = 1; mode <= 7; ++mode) {
+    ASSERT_TRUE(dest.Call<bool>("Scale", source, nullptr, mode, int64_t{9}, int64_t{6}));
+    for (int64_t y = 0; y < 6; ++y) {
+      for (int64_t x = 0; x < 9; ++x)
+        ASSERT_EQ(std::memcmp(Pixel(dest, x, y), "\x0a\x80\xf0\x33", 4), 0);
+    }
+  }
+}
+
+TEST_F(ScaleMembers, OvershootIsClampedAndAlphaFollowsTheDestination) {
+  // A hard edge makes Lanczos ring past both ends; the clamps keep 0 and 255.
+  Ref source = NewImage(8, 1, kRGBA), dest = NewImage(24, 1, kRGB), keep = NewImage(24, 1, kRGBA);
+  Fill(source, [](int64_t x, int64_t, int64_t) { return uint8_t(x < 4 ? 0 : 255); });
+  ASSERT_TRUE(dest.Call<bool>("Scale", source, nullptr, int64_t{3}, int64_t{24}, int64_t{1}));
+  EXPECT_EQ(Pixel(dest, 0, 0)[0], 0);
+  EXPECT_EQ(Pixel(dest, 23, 0)[0], 255);
+  // RGB source, RGBA destination: the destination's alpha stays as it was.
+  Ref rgb = NewImage(8, 1, kRGB);
+  Fill(keep, [](int64_t, int64_t, int64_t) { return uint8_t(77); });
+  ASSERT_TRUE(keep.Call<bool>("Scale", rgb, nullptr, int64_t{1}, int64_t{24}, int64_t{1}));
+  EXPECT_EQ(Pixel(keep, 5, 0)[keep.Get<int64_t>("AlphaOffset")], 77);
+}
+
+TEST_F(ScaleMembers, RefusalsAreFalse) {
+  Ref rgb = NewImage(4, 4, kRGB), cmyk = NewImage(4, 4, kCMYK), g16 = NewImage(4, 4, kGray16);
+  Ref g = NewImage(4, 4, kG);
+  EXPECT_FALSE(rgb.Call<bool>("Scale", cmyk, nullptr, int64_t{1}, int64_t{4}, int64_t{4}));
+  EXPECT_FALSE(g.Call<bool>("Scale", g16, nullptr, int64_t{1}, int64_t{4}, int64_t{4}));
+  EXPECT_FALSE(g.Call<bool>("Scale", g, nullptr, int64_t{8}, int64_t{4}, int64_t{4}));
+  EXPECT_FALSE(g.Call<bool>("ScaleMT", int64_t{2}, g, nullptr, int64_t{1}, int64_t{0}, int64_t{4}));
+  EXPECT_FALSE(g.Call<bool>("ScaleFast", g16, int64_t{4}, int64_t{4}));
+  EXPECT_FALSE(rgb.Call<bool>("ScaleFast", cmyk, int64_t{4}, int64_t{4}));
+  EXPECT_FALSE(rgb.Call<bool>("ScaleFast", nullptr, int64_t{4}, int64_t{4}));
+}
+
+TEST_F(ScaleMembers, ScaleFastFitsTheWholeSourceIntoTheDestination) {
+  Ref source = NewImage(8, 6, kBGRA), dest = NewImage(4, 3, kRGBA);
+  Fill(source, [](int64_t x, int64_t y, int64_t b) { return uint8_t(x * 16 + y + b * 64); });
+  // Asked for 16 x 12, the destination holds 4 x 3: every other pixel of every other row.
+  ASSERT_TRUE(dest.Call<bool>("ScaleFast", source, int64_t{16}, int64_t{12}));
+  for (int64_t y = 0; y < 3; ++y) {
+    for (int64_t x = 0; x < 4; ++x) {
+      const uint8_t* s = Pixel(source, 2 * x, 2 * y);
+      const uint8_t* d = Pixel(dest, x, y);
+      EXPECT_EQ(d[0], s[2]);  // red
+      EXPECT_EQ(d[1], s[1]);
+      EXPECT_EQ(d[2], s[0]);
+      EXPECT_EQ(d[3], s[3]);  // alpha copied
+    }
+  }
+  // One column wide: every pixel of a row takes column 0.
+  Ref column = NewImage(5, 2, kRGBA);
+  ASSERT_TRUE(column.Call<bool>("ScaleFast", source, int64_t{1}, int64_t{2}));
+  EXPECT_EQ(Pixel(column, 0, 1)[0], Pixel(source, 0, 3)[2]);
+}
+
+TEST_F(ScaleMembers, ScaleFastConversions) {
+  Ref rgb = NewImage(2, 1, kRGB), gray = NewImage(2, 1, kG), cmyk = NewImage(2, 1, kCMYKA);
+  std::memcpy(Pixel(rgb, 0, 0), "\xc8\x64\x32\x00\xff\x00", 6);
+  ASSERT_TRUE(gray.Call<bool>("ScaleFast", rgb, int64_t{2}, int64_t{1}));
+  EXPECT_EQ(Pixel(gray, 0, 0)[0], (77 * 200 + 151 * 100 + 28 * 50) >> 8);
+  EXPECT_EQ(Pixel(gray, 1, 0)[0], (151 * 255) >> 8);
+  Fill(cmyk, [](int64_t, int64_t, int64_t) { return uint8_t(9); });
+  ASSERT_TRUE(cmyk.Call<bool>("ScaleFast", gray, int64_t{2}, int64_t{1}));
+  // Gray goes into the black ink; the other inks are cleared and the alpha is left alone.
+  EXPECT_EQ(std::memcmp(Pixel(cmyk, 0, 0), "\x00\x00\x00\x7c\x09", 5), 0);
+  Ref ga = NewImage(2, 1, kGA);
+  ASSERT_TRUE(ga.Call<bool>("ScaleFast", cmyk, int64_t{2}, int64_t{1}));
+  EXPECT_EQ(Pixel(ga, 0, 0)[0], 0x7c);  // black, not inverted
+  EXPECT_EQ(Pixel(ga, 0, 0)[1], 9);
+}
+
+TEST_F(ScaleMembers, TheHostGetsTurnsWhileScaling) {
+  Ref source = NewImage(300, 300, kRGB), dest = NewImage(200, 200, kRGB);
+  dest.Set("YieldTicks", int64_t{-1});
+  int64_t before = host_.YieldCount();
+  ASSERT_TRUE(dest.Call<bool>("Scale", source, nullptr, int64_t{4}, int64_t{200}, int64_t{200}));
+  EXPECT_GT(host_.YieldCount(), before);
+  before = host_.YieldCount();
+  ASSERT_TRUE(dest.Call<bool>("ScaleMT", int64_t{2}, source, nullptr, int64_t{4}, int64_t{200},
+                              int64_t{200}));
+  EXPECT_GE(host_.YieldCount() - before, 2);  // one before each pass's wait at least
+}
+
+TEST_F(ScaleMembers, FileMappedImagesScaleLikeInMemoryOnes) {
+  Ref mapped = host_.New("PictureXQT", int64_t{40}, int64_t{30}, kRGB, int64_t{0}, nullptr);
+  Ref memory = NewImage(40, 30, kRGB);
+  ASSERT_TRUE(mapped.Get<bool>("IsMapping"));
+  auto pattern = [](int64_t x, int64_t y, int64_t b) { return uint8_t((x * 13) ^ (y * 29) ^ b); };
+  Fill(mapped, pattern);
+  Fill(memory, pattern);
+  Ref a = NewImage(17, 61, kGA), b = NewImage(17, 61, kGA);
+  ASSERT_TRUE(
+      a.Call<bool>("ScaleMT", int64_t{2}, mapped, nullptr, int64_t{5}, int64_t{17}, int64_t{61}));
+  ASSERT_TRUE(
+      b.Call<bool>("ScaleMT", int64_t{2}, memory, nullptr, int64_t{5}, int64_t{17}, int64_t{61}));
+  for (int64_t y = 0; y < 61; ++y) ASSERT_EQ(std::memcmp(Pixel(a, 0, y), Pixel(b, 0, y), 34), 0);
+}
+
+}  // namespace

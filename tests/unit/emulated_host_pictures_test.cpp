@@ -1,0 +1,176 @@
+// The emulated host's pictures: pixel layouts, gd images, masks, kinds, drawing and locks.
+#include <gd.h>
+#include <gtest/gtest.h>
+
+#include "host/emulated_host.h"
+
+namespace {
+
+using xqt::host::AppKind;
+using xqt::host::Host;
+using xqt::host::HostOptions;
+using xqt::host::Ref;
+
+REALResolverProc gResolver = nullptr;
+void CaptureResolver(REALResolverProc resolver) { gResolver = resolver; }
+
+template <class Proc>
+Proc Resolve(const char* name) {
+  return reinterpret_cast<Proc>(gResolver(name));
+}
+
+class HostPictures : public ::testing::Test {
+ protected:
+  explicit HostPictures(HostOptions options = {}) : host_(options) {
+    host_.Attach(&CaptureResolver);
+  }
+  void TearDown() override {
+    EXPECT_EQ(host_.OpenPictureLocks(), 0);
+    EXPECT_EQ(host_.LiveObjects(), 0) << host_.LiveReport();
+    for (const auto& error : host_.ProtocolErrors()) ADD_FAILURE() << error;
+  }
+  Host host_;
+};
+
+TEST_F(HostPictures, DesktopBytesFollowTheAlphaInfo) {
+  struct Case {
+    uint32_t alphaInfo;
+    uint32_t word;      // the four bytes as stored, first byte in the top bits
+    uint32_t readBack;  // what reading gives: skip layouts report opaque
+  } cases[] = {
+      {kBitmapAlphaPremultipliedLast, 0x11223344, 0x44112233},
+      {kBitmapAlphaLast, 0x11223344, 0x44112233},
+      {kBitmapAlphaNoneSkipLast, 0x112233FF, 0xFF112233},
+      {kBitmapAlphaPremultipliedFirst, 0x44112233, 0x44112233},
+      {kBitmapAlphaFirst, 0x44112233, 0x44112233},
+      {kBitmapAlphaNoneSkipFirst, 0xFF112233, 0xFF112233},
+  };
+  for (const Case& c : cases) {
+    Ref picture = host_.NewDesktopPicture(3, 2, c.alphaInfo, false);
+    host_.SetPictureARGB(picture, 2, 1, 0x44112233);
+    EXPECT_EQ(host_.PictureWord(picture, 2, 1), c.word) << c.alphaInfo;
+    EXPECT_EQ(host_.PictureARGB(picture, 2, 1), c.readBack) << c.alphaInfo;
+  }
+}
+
+TEST_F(HostPictures, ConsolePicturesAreGdImages) {
+  Ref picture = host_.NewConsolePicture(4, 3);
+  host_.SetPictureARGB(picture, 1, 2, 0xFF102030);
+  EXPECT_EQ(host_.PictureWord(picture, 1, 2), 0x00102030u);  // gd: 0 is opaque
+  host_.SetPictureARGB(picture, 0, 0, 0x00102030);
+  EXPECT_EQ(host_.PictureWord(picture, 0, 0), 0x7F102030u);
+  EXPECT_EQ(host_.PictureARGB(picture, 0, 0), 0x00102030u);
+
+  REALpictureDescription description{};
+  auto lock = Resolve<REALLockPictureDescriptionProc>("REALLockPictureDescription");
+  auto unlock = Resolve<unlockPictureDescriptionProc>("unlockPictureDescription");
+  EXPECT_FALSE(lock(picture.get(), &description, pictureCGBitmapContext));
+  ASSERT_TRUE(lock(picture.get(), &description, pictureGDImagePtr));
+  auto* gd = static_cast<gdImagePtr>(description.pictureData);
+  EXPECT_EQ(gdImageSX(gd), 4);
+  EXPECT_TRUE(gdImageTrueColor(gd));
+  EXPECT_EQ(gd->tpixels[2][1], 0x00102030);
+  unlock(picture.get());
+
+  Ref palette = host_.NewConsolePicture(4, 3, false);
+  ASSERT_TRUE(lock(palette.get(), &description, pictureGDImagePtr));
+  EXPECT_FALSE(gdImageTrueColor(static_cast<gdImagePtr>(description.pictureData)));
+  unlock(palette.get());
+}
+
+TEST_F(HostPictures, OnlyPlainBitmapsLock) {
+  Ref bitmap = host_.NewDesktopPicture(8, 8, kBitmapAlphaPremultipliedFirst, true);
+  Ref hidpi = host_.NewPictureOfType(kPictureTypeImage, bitmap);
+  auto getType = Resolve<PluginPictureGetTypeProc>("PluginPictureGetType");
+  EXPECT_EQ(getType(hidpi.get()), kPictureTypeImage);
+  EXPECT_EQ(getType(bitmap.get()), kPictureTypeMutable);
+  REALpictureDescription description{};
+  auto lock = Resolve<REALLockPictureDescriptionProc>("REALLockPictureDescription");
+  EXPECT_FALSE(lock(hidpi.get(), &description, pictureCGBitmapContext));
+  Ref best = hidpi.Call<Ref>("BestRepresentation", 8, 8, 4.0);
+  EXPECT_EQ(best.get(), bitmap.get());
+
+  auto native = Resolve<lockPictureDescriptionProc>("lockPictureDescription");
+  ASSERT_TRUE(native(bitmap.get(), &description));
+  EXPECT_EQ(description.pictureType, pictureCGBitmapContext);
+  auto* context = static_cast<REALbitmapContext*>(description.pictureData);
+  EXPECT_EQ(context->bytesPerRow, 32);
+  EXPECT_EQ(context->bitmapInfo & kBitmapAlphaInfoMask, kBitmapAlphaPremultipliedFirst);
+  Resolve<unlockPictureDescriptionProc>("unlockPictureDescription")(bitmap.get());
+  EXPECT_TRUE(bitmap.Get<bool>("HasAlphaChannel"));
+}
+
+TEST_F(HostPictures, MasksAreAssignedAndFetched) {
+  Ref picture = host_.NewDesktopPicture(5, 5, kBitmapAlphaNoneSkipFirst, false);
+  EXPECT_FALSE(host_.PictureMask(picture));
+  auto getMask = Resolve<REALGetPictureMaskProc>("REALGetPictureMask");
+  EXPECT_EQ(getMask(picture.get(), false), nullptr);
+  Ref mask = host_.NewDesktopPicture(5, 5, kBitmapAlphaNoneSkipFirst, false);
+  host_.SetPictureMask(picture, mask);
+  EXPECT_EQ(picture.Call<Ref>("Mask", false).get(), mask.get());
+  auto assign =
+      reinterpret_cast<void (*)(REALobject, REALobject)>(Resolve<REALLoadObjectMethodProc>(
+          "REALLoadObjectMethod")(picture.get(), "Mask(assigns newMask As Picture)"));
+  ASSERT_NE(assign, nullptr);
+  assign(picture.get(), nullptr);
+  EXPECT_FALSE(host_.PictureMask(picture));
+  REALobject created = getMask(picture.get(), true);
+  EXPECT_NE(created, nullptr);
+  host_.SetPictureMask(picture, Ref::Adopt(created));
+}
+
+TEST_F(HostPictures, GraphicsDrawScaledAndClipped) {
+  Ref source = host_.NewDesktopPicture(2, 2, kBitmapAlphaNoneSkipLast, false);
+  host_.SetPictureARGB(source, 0, 0, 0xFF0000FF);
+  host_.SetPictureARGB(source, 1, 1, 0xFFFF0000);
+  Ref dest = host_.NewConsolePicture(5, 5);
+  Ref graphics = dest.Get<Ref>("Graphics");
+  graphics.Call("DrawPicture", source, 1.0, 1.0, 4.0, 4.0, 0.0, 0.0, -10000.0, -10000.0);
+  EXPECT_EQ(host_.PictureARGB(dest, 1, 1), 0xFF0000FFu);
+  EXPECT_EQ(host_.PictureARGB(dest, 2, 2), 0xFF0000FFu);
+  EXPECT_EQ(host_.PictureARGB(dest, 4, 4), 0xFFFF0000u);
+  EXPECT_EQ(host_.PictureARGB(dest, 0, 0), 0xFFFFFFFFu);
+  graphics.Call("DrawPicture", source, int64_t{-1}, int64_t{-1}, int64_t{2}, int64_t{2}, int64_t{1},
+                int64_t{1}, int64_t{1}, int64_t{1});
+  EXPECT_EQ(host_.PictureARGB(dest, 0, 0), 0xFFFF0000u);
+}
+
+TEST_F(HostPictures, PluginMadePicturesAndTheirFailures) {
+  auto newPicture = Resolve<newPictureProc>("newPicture");
+  REALobject made = newPicture(3, 4, 32);
+  ASSERT_NE(made, nullptr);
+  Ref picture = Ref::Adopt(made);
+  EXPECT_EQ(picture.Get<int64_t>("Height"), 4);
+  EXPECT_FALSE(picture.Get<bool>("HasAlphaChannel"));
+  host_.FailNextPictures(1);
+  EXPECT_EQ(newPicture(3, 4, 32), nullptr);
+
+  const uint8_t argb[] = {0xFF, 1, 2, 3, 0x80, 4, 5, 6};
+  auto build = Resolve<REALBuildPictureFromBufferProc>("REALBuildPictureFromBuffer");
+  Ref built = Ref::Adopt(build(2, 1, 1, argb, 8));
+  EXPECT_EQ(host_.PictureARGB(built, 0, 0), 0xFF010203u);
+  EXPECT_EQ(host_.PictureARGB(built, 1, 0), 0xFF040506u);  // a plain picture is opaque
+
+  Ref alpha = host_.New("Picture", 6, 7);
+  EXPECT_TRUE(alpha.Get<bool>("HasAlphaChannel"));
+  EXPECT_EQ(alpha.Get<int64_t>("Width"), 6);
+}
+
+class ConsoleHostPictures : public HostPictures {
+ protected:
+  ConsoleHostPictures() : HostPictures({.appKind = AppKind::Console}) {}
+};
+
+TEST_F(ConsoleHostPictures, ApplicationKindAndNewPictures) {
+  auto objectType = Resolve<PluginObjectTypeProc>("pluginObjectType");
+  EXPECT_EQ(objectType("Application"), nullptr);
+  EXPECT_NE(objectType("ConsoleApplication"), nullptr);
+  EXPECT_NE(objectType("MemoryBlock"), nullptr);
+  Ref picture = Ref::Adopt(Resolve<newPictureProc>("newPicture")(2, 2, 32));
+  REALpictureDescription description{};
+  auto lock = Resolve<REALLockPictureDescriptionProc>("REALLockPictureDescription");
+  EXPECT_TRUE(lock(picture.get(), &description, pictureGDImagePtr));
+  Resolve<unlockPictureDescriptionProc>("unlockPictureDescription")(picture.get());
+}
+
+}  // namespace

@@ -1,0 +1,327 @@
+// The filters' tables and the transfer overloads (whose host arrays the typed calls of the
+// emulated host cannot pass), with the plug-in linked in and started by the emulated host.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "filters/dither.h"
+#include "filters/filter_frame.h"
+#include "filters/point_filters.h"
+#include "filters/unsharp.h"
+#include "host/emulated_host.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using xqt::host::Host;
+using xqt::host::Ref;
+
+constexpr int64_t kRGB = 1, kRGBA = 2, kGA = 12, kCMYK = 23;
+
+class FilterUnits : public ::testing::Test {
+ protected:
+  FilterUnits() { host_.Attach(&REALPluginMain); }
+  ~FilterUnits() override { EXPECT_EQ(host_.LiveObjects(), 0) << host_.LiveReport(); }
+
+  // An image whose every byte holds its pixel's index (x + 16 y), so 16 x 16 covers all values.
+  Ref Ramp(int64_t format) {
+    Ref image = host_.New("PictureXQT", int64_t{16}, int64_t{16}, format);
+    ImageClassData* data = ImageData(image.get());
+    for (int64_t y = 0; y < 16; ++y) {
+      uint8_t* row = data->GetRow(data, y);
+      for (int64_t i = 0; i < 16 * data->PixelSize; ++i) {
+        row[i] = static_cast<uint8_t>(i / data->PixelSize + 16 * y);
+      }
+    }
+    return image;
+  }
+  static uint8_t At(const Ref& image, int value, int64_t offset) {
+    ImageClassData* data = ImageData(image.get());
+    return data->GetRow(data, value / 16)[(value % 16) * data->PixelSize + offset];
+  }
+
+  // The captured lines without their line ends.
+  static std::vector<std::string> Lines(const LogCapture& log) {
+    std::vector<std::string> lines;
+    for (std::string line : log.lines()) {
+      if (!line.empty() && line.back() == '\n') line.pop_back();
+      lines.push_back(line);
+    }
+    return lines;
+  }
+
+  Host host_;
+};
+
+TEST(FilterTables, TruncationSaturatesAndDropsNaN) {
+  EXPECT_EQ(TruncateToInteger(2.99), 2);
+  EXPECT_EQ(TruncateToInteger(-2.99), -2);
+  EXPECT_EQ(TruncateToInteger(std::numeric_limits<double>::infinity()), INT64_MAX);
+  EXPECT_EQ(TruncateToInteger(-std::numeric_limits<double>::infinity()), INT64_MIN);
+  EXPECT_EQ(TruncateToInteger(1e300), INT64_MAX);
+  EXPECT_EQ(TruncateToInteger(std::nan("")), 0);
+}
+
+TEST(FilterTables, GammaEntries) {
+  ByteTable table;
+  BuildGammaTable(2.0, table);
+  EXPECT_EQ(table[64], 128);  // sqrt(64 / 255) * 255 = 127.75
+  EXPECT_EQ(table[0], 0);
+  EXPECT_EQ(table[255], 255);
+  BuildGammaTable(1.0, table);
+  for (int i = 0; i < 256; ++i) EXPECT_EQ(table[i], i);
+  // Gamma 0: an infinite exponent keeps 255 only; negative gammas send 0 to +inf, which clamps.
+  BuildGammaTable(0.0, table);
+  EXPECT_EQ(table[254], 0);
+  EXPECT_EQ(table[255], 255);
+  BuildGammaTable(-1.0, table);
+  EXPECT_EQ(table[0], 255);  // 1 / 0 -> +inf -> 255
+  EXPECT_EQ(table[255], 255);
+  EXPECT_EQ(table[1], 255);  // 255 * 255 = 65025 -> 255
+}
+
+TEST(FilterTables, CombinedGrayGammaTruncatesEachGammaAndTheSum) {
+  EXPECT_EQ(CombinedGrayGamma(2.2, 2.2, 2.2), 2.0);
+  EXPECT_EQ(CombinedGrayGamma(0.99, 0.5, 0.1), 0.0);
+  EXPECT_EQ(CombinedGrayGamma(1.0, 1.0, 1.0), 1.0);
+  EXPECT_EQ(CombinedGrayGamma(4.0, 0.0, 0.0), 1.0);  // 308 / 256
+  EXPECT_EQ(CombinedGrayGamma(3.0, 0.0, 0.0), 0.0);  // 231 / 256
+  EXPECT_EQ(CombinedGrayGamma(-4.0, 0.0, 0.0), -1.0);
+  EXPECT_EQ(CombinedGrayGamma(1e300, 1e300, 1e300), static_cast<double>(INT64_MAX));
+}
+
+TEST(FilterTables, GainEnds) {
+  ByteTable table;
+  for (double gain : {0.1, 0.5, 0.9}) {
+    for (double bias : {0.1, 0.5, 0.9}) {
+      BuildGainTable(gain, bias, table);
+      EXPECT_EQ(table[0], 0);
+      EXPECT_EQ(table[255], 255);
+      for (int i = 1; i < 256; ++i) EXPECT_GE(table[i], table[i - 1]) << gain << " " << bias;
+    }
+  }
+  // Gain 1 makes a step at the middle; above 1 the curve is undefined and gives 0.
+  BuildGainTable(1.0, 0.5, table);
+  EXPECT_EQ(table[127], 0);
+  EXPECT_EQ(table[128], 255);
+  BuildGainTable(1.5, 0.5, table);
+  EXPECT_EQ(table[100], 0);
+  EXPECT_EQ(table[255], 255);
+}
+
+TEST(FilterTables, SolarizeShape) {
+  EXPECT_EQ(kSolarizeTable[0], 255);
+  EXPECT_EQ(kSolarizeTable[127], 0);
+  EXPECT_EQ(kSolarizeTable[128], 0);
+  EXPECT_EQ(kSolarizeTable[255], 255);
+  for (int i = 1; i < 128; ++i) EXPECT_LE(kSolarizeTable[i], kSolarizeTable[i - 1]);
+  for (int i = 129; i < 256; ++i) EXPECT_GE(kSolarizeTable[i], kSolarizeTable[i - 1]);
+  // The printed table is not symmetric; spot values from its rows.
+  EXPECT_EQ(kSolarizeTable[37], 180);
+  EXPECT_EQ(kSolarizeTable[66], 122);
+  EXPECT_EQ(kSolarizeTable[132], 9);
+  EXPECT_EQ(kSolarizeTable[250], 244);
+}
+
+// Sums of the n x n entries read, and of entry index times entry, added up from the printed tables.
+TEST(FilterTables, DitherMatricesAsPrinted) {
+  struct Expect {
+    int64_t side, sum, weighted, largest;
+  };
+  const Expect expected[11] = {
+      {0, 0, 0, 0},       {2, 6, 11, 3},       {4, 120, 900, 15},        {4, 120, 996, 15},
+      {4, 120, 1240, 15}, {6, 635, 12146, 36}, {6, 1134, 20074, 63},     {8, 8160, 258736, 251},
+      {6, 306, 5355, 17}, {8, 992, 31248, 31}, {16, 16256, 2072640, 127}};
+  for (int64_t code = 1; code <= 10; ++code) {
+    int64_t n = DitherMatrixSide(code);
+    ASSERT_EQ(n, expected[code].side) << code;
+    const int64_t* m = DitherMatrix(code);
+    int64_t sum = 0, weighted = 0, largest = 0;
+    for (int64_t i = 0; i < n * n; ++i) {
+      sum += m[i];
+      weighted += i * m[i];
+      largest = std::max(largest, m[i]);
+    }
+    EXPECT_EQ(sum, expected[code].sum) << code;
+    EXPECT_EQ(weighted, expected[code].weighted) << code;
+    EXPECT_EQ(largest, expected[code].largest) << code;
+  }
+  EXPECT_EQ(DitherMatrix(0), nullptr);
+  EXPECT_EQ(DitherMatrix(11), nullptr);
+  EXPECT_EQ(DitherMatrixSide(11), 0);
+}
+
+TEST(FilterTables, UnsharpTable) {
+  static uint8_t table[65536];
+  BuildUnsharpTable(1.0, 0, table);
+  EXPECT_EQ(table[200 * 256 + 100], 255);
+  EXPECT_EQ(table[100 * 256 + 200], 0);
+  EXPECT_EQ(table[101 * 256 + 100], 105);  // 100 + 1 * 5
+  EXPECT_EQ(table[99 * 256 + 100], 95);
+  // Truncation toward zero before clamping: 3 - 1 * 2.5 = 0.5 -> 0; 2 + 1 * 2.5 = 4.5 -> 4.
+  BuildUnsharpTable(0.375, 0, table);
+  EXPECT_EQ(table[2 * 256 + 3], 0);
+  EXPECT_EQ(table[3 * 256 + 2], 4);
+  BuildUnsharpTable(0.0, 256, table);
+  for (int i = 0; i < 65536; ++i) ASSERT_EQ(table[i], i >> 8);
+  // A NaN amount maps every difference at or above the threshold to 0.
+  BuildUnsharpTable(std::nan(""), 1, table);
+  EXPECT_EQ(table[5 * 256 + 5], 5);
+  EXPECT_EQ(table[6 * 256 + 5], 0);
+}
+
+TEST_F(FilterUnits, TransferReadsTheArraysLowByteAndZeroPastTheEnd) {
+  std::vector<int64_t> ten(10);
+  for (int i = 0; i < 10; ++i) ten[i] = 250 - i;
+  Ref tenArray = host_.NewIntegerArray(ten);
+  Ref wrap = host_.NewIntegerArray({300, -1, 256, 511});
+  Ref empty = host_.NewIntegerArray({});
+  ByteTable table;
+  ReadTransferTable(tenArray.get(), table);
+  for (int i = 0; i < 10; ++i) EXPECT_EQ(table[i], 250 - i);
+  for (int i = 10; i < 256; ++i) EXPECT_EQ(table[i], 0);
+  ReadTransferTable(wrap.get(), table);
+  EXPECT_EQ(table[0], 44);
+  EXPECT_EQ(table[1], 255);
+  EXPECT_EQ(table[2], 0);
+  EXPECT_EQ(table[3], 255);
+  ReadTransferTable(empty.get(), table);
+  ReadTransferTable(nullptr, table);
+  for (int i = 0; i < 256; ++i) EXPECT_EQ(table[i], 0);
+  // Longer arrays: only the first 256 entries count, and no index error is raised.
+  std::vector<int64_t> long_(300, 7);
+  Ref longArray = host_.NewIntegerArray(long_);
+  host_.RunAsPluginCall([&] { ReadTransferTable(longArray.get(), table); });
+  EXPECT_EQ(table[255], 7);
+}
+
+TEST_F(FilterUnits, TransferOverloadsByFamily) {
+  std::vector<int64_t> up(256), down(256), third(256), alpha(256);
+  for (int i = 0; i < 256; ++i) {
+    up[i] = i + 1;  // 255 + 1 wraps to 0
+    down[i] = 255 - i;
+    third[i] = i / 3;
+    alpha[i] = i ^ 0x55;
+  }
+  Ref r = host_.NewIntegerArray(up), g = host_.NewIntegerArray(down);
+  Ref b = host_.NewIntegerArray(third), a = host_.NewIntegerArray(alpha);
+  auto check = [&](const Ref& result, Channel channel, const std::vector<int64_t>& curve) {
+    ASSERT_TRUE(result);
+    int64_t to = ChannelOffset(*ImageData(result.get()), channel);
+    for (int v = 0; v < 256; ++v) {
+      ASSERT_EQ(At(result, v, to), static_cast<uint8_t>(curve[v])) << v;
+    }
+  };
+
+  Ref rgba = Ramp(kRGBA);
+  check(Ref::Adopt(TransferFilterG(rgba.get(), nullptr, r.get())), Channel::kBlue, up);
+  Ref two = Ref::Adopt(TransferFilterGA(rgba.get(), nullptr, g.get(), a.get()));
+  check(two, Channel::kRed, down);
+  check(two, Channel::kAlpha, alpha);
+  Ref three = Ref::Adopt(TransferFilterRGB(rgba.get(), nullptr, r.get(), g.get(), b.get()));
+  check(three, Channel::kRed, up);
+  check(three, Channel::kGreen, down);
+  check(three, Channel::kBlue, third);
+  Ref four =
+      Ref::Adopt(TransferFilterRGBA(rgba.get(), nullptr, r.get(), g.get(), b.get(), a.get()));
+  check(four, Channel::kAlpha, alpha);
+
+  // Gray images take the green curve from the colour overloads.
+  Ref ga = Ramp(kGA);
+  Ref grayThree = Ref::Adopt(TransferFilterRGB(ga.get(), nullptr, r.get(), g.get(), b.get()));
+  check(grayThree, Channel::kGray, down);
+  Ref grayFour =
+      Ref::Adopt(TransferFilterRGBA(ga.get(), nullptr, r.get(), g.get(), b.get(), a.get()));
+  check(grayFour, Channel::kGray, down);
+  check(grayFour, Channel::kAlpha, alpha);
+  // A nil array is an all-zero curve.
+  Ref zero = Ref::Adopt(TransferFilterG(ga.get(), nullptr, nullptr));
+  check(zero, Channel::kGray, std::vector<int64_t>(256, 0));
+
+  // The alpha-less overloads leave the dest's alpha; CMYK is left alone.
+  Ref dest = host_.New("PictureXQT", int64_t{16}, int64_t{16}, kGA);
+  ImageClassData* d = ImageData(dest.get());
+  for (int64_t y = 0; y < 16; ++y) {
+    for (int64_t x = 0; x < 16; ++x) d->GetRow(d, y)[x * 2 + d->AlphaOffset] = 77;
+  }
+  Ref same = Ref::Adopt(TransferFilterG(ga.get(), dest.get(), r.get()));
+  EXPECT_EQ(same.get(), dest.get());
+  EXPECT_EQ(At(dest, 200, d->AlphaOffset), 77);
+  Ref cmyk = Ramp(kCMYK);
+  Ref cmykDest = host_.New("PictureXQT", int64_t{16}, int64_t{16}, kCMYK);
+  uint8_t before = At(cmykDest, 100, 0);
+  Ref cmykResult = Ref::Adopt(
+      TransferFilterRGBA(cmyk.get(), cmykDest.get(), r.get(), g.get(), b.get(), a.get()));
+  EXPECT_EQ(cmykResult.get(), cmykDest.get());
+  EXPECT_EQ(At(cmykDest, 100, 0), before);
+}
+
+TEST_F(FilterUnits, FrameLogsInOrder) {
+  Ref source = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kRGB);
+  Ref dest = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kRGB);
+  Ref wide = host_.New("PictureXQT", int64_t{4}, int64_t{2}, int64_t{41});
+  Ref small = host_.New("PictureXQT", int64_t{3}, int64_t{2}, kRGB);
+  Ref other = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kRGB);
+  {
+    LogCapture log;
+    Ref result = Ref::Adopt(SolarizeFilter(source.get(), dest.get()));
+    std::vector<std::string> want = {"XQT Debug: SolarizeFilter", "XQT Debug: StartImage ok",
+                                     "XQT Debug: dest", "XQT Debug: SolarizeFilterRGB"};
+    EXPECT_EQ(Lines(log), want);
+  }
+  {
+    LogCapture log;
+    EXPECT_EQ(GainFilter(wide.get(), nullptr, 0.25, 0.5), nullptr);
+    std::vector<std::string> want = {"XQT Debug: GainFilter 250.000000, 500.000000",
+                                     "XQT Debug: BitsPerComponent > 8 not supported."};
+    EXPECT_EQ(Lines(log), want);
+  }
+  {
+    LogCapture log;
+    EXPECT_EQ(DitherFilter(source.get(), small.get(), 1, 2), nullptr);
+    EXPECT_EQ(DitherFilter(source.get(), dest.get(), 1, 1), nullptr);
+    std::vector<std::string> want = {"XQT Debug: DitherFilter",
+                                     "XQT Debug: StartImage ok",
+                                     "XQT Debug: dest",
+                                     "XQT Debug: DitherFilterRGB",
+                                     "XQT Debug: dest smaller than source",
+                                     "XQT Debug: DitherFilter",
+                                     "XQT Debug: StartImage ok",
+                                     "XQT Debug: dest",
+                                     "XQT Debug: DitherFilterRGB",
+                                     "XQT Debug: Levels below 2 not supported. 1"};
+    EXPECT_EQ(Lines(log), want);
+  }
+  {
+    LogCapture log;
+    EXPECT_TRUE(UnsharpFilter(source.get(), other.get(), 0.5, 3));
+    std::vector<std::string> want = {"XQT Debug: unsharpFilter", "XQT Debug: pAmount 0.500000",
+                                     "XQT Debug: pThreshold 3",  "XQT Debug: StartImage ok",
+                                     "XQT Debug: StartImage ok", "XQT Debug: unsharpFilterRGB"};
+    EXPECT_EQ(Lines(log), want);
+  }
+  EXPECT_EQ(host_.LiveObjects("PictureXQT"), 5);
+}
+
+TEST_F(FilterUnits, DitherAlphaLikeTheColours) {
+  Ref ga = host_.New("PictureXQT", int64_t{4}, int64_t{4}, kGA);
+  ImageClassData* data = ImageData(ga.get());
+  for (int64_t y = 0; y < 4; ++y) {
+    for (int64_t x = 0; x < 4; ++x) {
+      data->GetRow(data, y)[x * 2 + data->GrayOffset] = 128;
+      data->GetRow(data, y)[x * 2 + data->AlphaOffset] = 128;
+    }
+  }
+  Ref result = Ref::Adopt(DitherFilter(ga.get(), nullptr, 1, 2));
+  ImageClassData* out = ImageData(result.get());
+  for (int64_t y = 0; y < 4; ++y) {
+    for (int64_t x = 0; x < 4; ++x) {
+      uint8_t* pixel = out->GetRow(out, y) + x * 2;
+      EXPECT_EQ(pixel[out->GrayOffset], pixel[out->AlphaOffset]);
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,170 @@
+// The scalers' refusals and their debug lines, the temp from the factory and its fallbacks, and
+// the host's turns during an inline scale.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "host/emulated_host.h"
+#include "image/image_class_data.h"
+#include "plugin/plugin_main.h"
+#include "scale/picture_scale.h"
+#include "scale/scale_fast.h"
+#include "support/log_capture.h"
+
+namespace {
+
+bool Logged(const LogCapture& log, const std::string& line) { return log.Contains(line + "\n"); }
+
+using xqt::host::Host;
+using xqt::host::Ref;
+
+constexpr int64_t kRGB = 1, kRGBA = 2, kG = 11, kCMYK = 23, kScaling1 = 33, kScaling4 = 36,
+                  kGray16 = 41;
+
+class ScaleChecks : public ::testing::Test {
+ protected:
+  ScaleChecks() { host_.Attach(&REALPluginMain); }
+  ImageClassData* Image(const Ref& ref) { return ImageData(ref.get()); }
+  Ref New(int64_t w, int64_t h, int64_t format) { return host_.New("PictureXQT", w, h, format); }
+  Host host_;
+};
+
+TEST_F(ScaleChecks, ArgumentsInOrderWithTheirMessages) {
+  Ref dest = New(4, 4, kRGB), source = New(4, 4, kRGB);
+  struct Case {
+    ImageClassData *d, *s;
+    int64_t mode, width, height;
+    const char* line;
+  } cases[] = {
+      {nullptr, nullptr, 9, 0, 0, "XQT Debug: dest is nil"},
+      {Image(dest), nullptr, 9, 0, 0, "XQT Debug: source is nil"},
+      {Image(dest), Image(source), 9, 0, 0, "XQT Debug: pDestHeight < 1"},
+      {Image(dest), Image(source), 9, 0, 1, "XQT Debug: pDestWidth < 1"},
+      {Image(dest), Image(source), 8, 1, 1, "XQT Debug: Invalid mode 8"},
+      {Image(dest), Image(source), 0, 1, 1, "XQT Debug: Invalid mode 0"},
+  };
+  for (const Case& c : cases) {
+    LogCapture log;
+    EXPECT_FALSE(PictureScaleXQT(c.d, c.s, nullptr, c.mode, c.width, c.height)) << c.line;
+    ASSERT_FALSE(log.lines().empty());
+    EXPECT_EQ(log.lines().front(), std::string(c.line) + "\n");
+  }
+  // The threaded form is silent about everything but the mode.
+  LogCapture log;
+  EXPECT_FALSE(PictureScaleXQTMT(Image(dest), 2, Image(source), nullptr, 3, 0, 4));
+  EXPECT_TRUE(log.lines().empty());
+  EXPECT_FALSE(PictureScaleXQTMT(Image(dest), 2, Image(source), nullptr, 8, 4, 4));
+  EXPECT_TRUE(Logged(log, "XQT Debug: Invalid mode 8"));
+}
+
+TEST_F(ScaleChecks, PairsThatDoNotExistAreRefusedSilently) {
+  Ref rgb = New(4, 4, kRGB), cmyk = New(4, 4, kCMYK), g = New(4, 4, kG), g16 = New(4, 4, kGray16);
+  LogCapture log;
+  EXPECT_FALSE(PictureScaleXQT(Image(rgb), Image(cmyk), nullptr, 1, 4, 4));
+  EXPECT_FALSE(PictureScaleXQT(Image(cmyk), Image(rgb), nullptr, 1, 4, 4));
+  EXPECT_FALSE(PictureScaleXQT(Image(g), Image(g16), nullptr, 1, 4, 4));
+  EXPECT_FALSE(PictureScaleXQT(Image(g16), Image(g), nullptr, 1, 4, 4));
+  EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(ScaleChecks, NothingIsWrittenOutsideTheImages) {
+  LogCapture log;
+  Ref source = New(8, 8, kRGB), shortTemp = New(4, 7, kScaling4), narrowTemp = New(4, 8, kScaling1);
+  const int64_t live = host_.LiveObjects();
+  EXPECT_FALSE(PictureScaleXQT(Image(New(4, 4, kRGB)), Image(source), nullptr, 1, 5, 4));
+  EXPECT_TRUE(Logged(log, "XQT Debug: Destination smaller than the scaled size"));
+  // A caller's temp must hold the pair's pixels for every source row.
+  EXPECT_FALSE(PictureScaleXQT(Image(New(4, 4, kRGB)), Image(source), shortTemp.get(), 1, 4, 4));
+  EXPECT_FALSE(PictureScaleXQT(Image(New(4, 4, kRGB)), Image(source), narrowTemp.get(), 1, 4, 4));
+  EXPECT_TRUE(Logged(log, "XQT Debug: Temp picture too small"));
+  EXPECT_EQ(host_.LiveObjects(), live);  // nothing made is left behind
+}
+
+TEST_F(ScaleChecks, TheTempComesFromTheFactoryAndIsReleased) {
+  LogCapture log;
+  Ref dest = New(6, 6, kRGBA), source = New(3, 3, kRGBA);
+  int64_t live = host_.LiveObjects();
+  EXPECT_TRUE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 6, 6));
+  EXPECT_EQ(host_.LiveObjects(), live);
+  for (const char* line : {"XQT Debug: RGBA_to_RGBA_Scale 6, 6", "XQT Debug: sizeof(MyPixel) 4",
+                           "XQT Debug: Create temp picture", "XQT Debug: RGBA_to_RGBA_Scale7",
+                           "XQT Debug: RGBA_to_RGBA_Scale2", "XQT Debug: RGBA_to_RGBA_Scale5",
+                           "XQT Debug: wdth*1000 1000.000000", "XQT Debug: function 6 done"}) {
+    EXPECT_TRUE(Logged(log, line)) << line;
+  }
+  host_.FailNextInstances(1);
+  EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 6, 6));
+  EXPECT_TRUE(Logged(log, "XQT Debug: CreatePicture returned nil"));
+}
+
+// A factory that answers with a format of its own choosing.
+int64_t gFactoryFormat = 0;
+REALobject FixedFormatFactory(REALobject, int64_t width, int64_t height, int64_t) {
+  return Host::Current().New("PictureXQT", width, height, gFactoryFormat).release();
+}
+
+TEST_F(ScaleChecks, ATempOfTheWrongFormat) {
+  host_.DefineSubclass("FixedFactory", "PictureFactoryXQT",
+                       {{"NewPictureXQT", reinterpret_cast<void*>(&FixedFormatFactory)}});
+  Ref dest = New(5, 5, kG), source = New(10, 10, kG);
+  Image(dest)->Factory = nullptr;
+  Ref factory = host_.New("FixedFactory");
+  Ref settable = source;
+  settable.Set("Factory", factory);
+  int64_t live = host_.LiveObjects();
+  {
+    // The inline form refuses it.
+    gFactoryFormat = kRGBA;
+    LogCapture log;
+    EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 2, 5, 5));
+    EXPECT_TRUE(Logged(log, "XQT Debug: CreatePicture gave invalid format"));
+    EXPECT_EQ(host_.LiveObjects(), live);
+  }
+  {
+    // The threaded form falls back to the inline one with that temp, which serves when its
+    // pixels are wide enough.
+    LogCapture log;
+    EXPECT_TRUE(PictureScaleXQTMT(Image(dest), 2, Image(source), nullptr, 2, 5, 5));
+    EXPECT_TRUE(Logged(log, "XQT Debug: CreatePicture gave invalid format"));
+    EXPECT_FALSE(Logged(log, "XQT Debug: RunThreads 2, 10"));
+    EXPECT_EQ(host_.LiveObjects(), live);
+  }
+  {
+    gFactoryFormat = kScaling1;
+    LogCapture log;
+    EXPECT_TRUE(PictureScaleXQTMT(Image(dest), 2, Image(source), nullptr, 2, 5, 5));
+    EXPECT_TRUE(Logged(log, "XQT Debug: RunThreads 2, 10"));
+  }
+}
+
+TEST_F(ScaleChecks, InvalidImagesAreRefusedWithTheirLines) {
+  Ref dest = New(4, 4, kRGB), source = New(4, 4, kRGB);
+  LogCapture log;
+  Image(source)->Valid = false;
+  EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 4, 4));
+  EXPECT_TRUE(Logged(log, "XQT Debug: Picture not valid."));
+  Image(source)->Valid = true;
+  auto getRow = Image(dest)->GetRow;
+  Image(dest)->GetRow = nullptr;
+  EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 4, 4));
+  EXPECT_FALSE(ScalePictureFast(Image(dest), Image(source), 4, 4));
+  EXPECT_TRUE(Logged(log, "XQT Debug: GetRow is nil"));
+  Image(dest)->GetRow = getRow;
+}
+
+// A clock that moves on by 2 ms each time it is read, so every chance to yield is taken.
+int64_t gTicking = 0;
+int64_t TickingClock() { return gTicking += 2000000; }
+
+TEST_F(ScaleChecks, InlineScaleGivesTheHostTurns) {
+  Ref dest = New(40, 40, kRGB), source = New(20, 20, kRGB);
+  Image(dest)->YieldTicks = -1;  // every millisecond
+  platform::ClockProc previous = platform::SetMonotonicClock(&TickingClock);
+  int64_t before = host_.YieldCount();
+  ASSERT_TRUE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 40, 40));
+  platform::SetMonotonicClock(previous);
+  // The destination's start, then after each of 40 + 40 lists and 20 + 40 rows.
+  EXPECT_EQ(host_.YieldCount() - before, 1 + 80 + 60);
+}
+
+}  // namespace
