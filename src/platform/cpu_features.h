@@ -1,0 +1,24 @@
+// Which vector instructions the processor offers, and a process-wide cap on what the optimised
+// kernels may use, so that tests run every image test on the plain path too. The plug-in itself
+// never lowers the cap; it reads no environment variables.
+#pragma once
+
+namespace platform {
+
+enum class SimdLevel : int {
+  kScalar = 0,    // the plain per-sample code, written from the formulas
+  kBaseline = 1,  // vectorised for baseline x86-64 (SSE2)
+  kAVX2 = 2,      // AVX2 with FMA
+  kAVX512 = 3,    // AVX-512 F, VL, DQ, BW with FMA
+};
+
+// The best level this processor runs.
+SimdLevel ProcessorSimdLevel();
+
+// The level kernels use: the processor's, capped by SetSimdLimit.
+SimdLevel ActiveSimdLevel();
+
+// Caps the level (static library and tests); returns the previous cap.
+SimdLevel SetSimdLimit(SimdLevel limit);
+
+}  // namespace platform
