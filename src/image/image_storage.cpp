@@ -40,6 +40,31 @@ uint8_t* GetRowLinearMirrored(ImageClassData* image, int64_t y) {
   return image->RowBuffer + (image->Height - 1 - y + image->RowOffset) * image->RowSize;
 }
 
+uint8_t* GetRowGDImage(ImageClassData* image, int64_t y) {
+  int64_t r = y + image->RowOffset;
+  if (r < 0) {
+    DebugLog("Error: index<0 in GetRowGDImage!");
+    return nullptr;
+  }
+  if (r >= image->UnclippedHeight) {
+    DebugLog("Error: index>=Height in GetRowGDImage!");
+    DebugLog("index", static_cast<long long>(y));
+    DebugLog("OffsetRow", static_cast<long long>(image->RowOffset));
+    DebugLog("Height", static_cast<long long>(image->Height));
+    DebugLog("TotalHeight", static_cast<long long>(image->UnclippedHeight));
+    return nullptr;
+  }
+  if (!image->tpixels) {
+    DebugLog("Error: tpixels is nil in GetRowGDImage!");
+    return nullptr;
+  }
+  return image->tpixels[r];
+}
+
+uint8_t* GetRowGDImageMirrored(ImageClassData* image, int64_t y) {
+  return GetRowGDImage(image, image->Height - 1 - y);
+}
+
 int64_t InMemoryRowSize(const ImageClassData& image) {
   int64_t bytes = 0;
   if (__builtin_mul_overflow(image.PixelSize, image.Width, &bytes) ||

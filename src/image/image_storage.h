@@ -11,6 +11,11 @@
 uint8_t* GetRowLinear(ImageClassData* image, int64_t y);
 uint8_t* GetRowLinearMirrored(ImageClassData* image, int64_t y);
 
+// Row y of an image over a table of row addresses (a gd picture's rows); null, with a debug
+// line, outside the table.
+uint8_t* GetRowGDImage(ImageClassData* image, int64_t y);
+uint8_t* GetRowGDImageMirrored(ImageClassData* image, int64_t y);
+
 // Bytes per row of an in-memory image: PixelSize x Width rounded up to 64; -1 on overflow.
 int64_t InMemoryRowSize(const ImageClassData& image);
 

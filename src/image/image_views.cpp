@@ -200,6 +200,10 @@ REALobject GetMirroredView(REALobject instance) {
     view->GetRow = &GetRowMappingMirrored;
   } else if (view->GetRow == &GetRowMappingMirrored) {
     view->GetRow = &GetRowMapping;
+  } else if (view->GetRow == &GetRowGDImage) {
+    view->GetRow = &GetRowGDImageMirrored;
+  } else if (view->GetRow == &GetRowGDImageMirrored) {
+    view->GetRow = &GetRowGDImage;
   }
   if (view->GetRow) view->GetRow(view, 0);
   return clip;
