@@ -22,8 +22,11 @@ void FixSpan(int64_t extent, int64_t& origin, int64_t& length) {
     length = SaturatingAdd(length, origin);
     origin = 0;
   }
-  if (origin >= extent) length = 0;
-  if (length > extent - origin) length = extent - origin;
+  if (origin >= extent) {
+    length = 0;
+  } else if (length > extent - origin) {
+    length = extent - origin;
+  }
 }
 
 }  // namespace

@@ -1,0 +1,350 @@
+#include "filters/pixel_ops.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "filters/pixel_channels.h"
+#include "image/image_checks.h"
+#include "image/image_class_data.h"
+#include "plugin/debug_log.h"
+
+uint8_t* MultiplyTable = nullptr;
+uint8_t* UnmultiplyTable = nullptr;
+uint8_t InitedMultiplyTable = 0;
+
+namespace {
+
+constexpr size_t kTableSize = 256 * 256;
+
+struct Rect {
+  int64_t x, y, width, height;
+};
+
+bool CheckValid(const ImageClassData* image) {
+  if (image->Valid) return true;
+  DebugLog("Picture not valid.");
+  return false;
+}
+
+bool FixRect(const ImageClassData* image, Rect& r) {
+  FixImageRectangle(image->Width, image->Height, r.x, r.y, r.width, r.height);
+  return r.width >= 1 && r.height >= 1;
+}
+
+void ComplementBytes(uint8_t* bytes, int64_t count) {
+  for (int64_t i = 0; i < count; ++i) bytes[i] = static_cast<uint8_t>(~bytes[i]);
+}
+
+}  // namespace
+
+void Invert5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height) {
+  ImageClassData* image = ImageData(instance);
+  if (!image || !CheckValid(image)) return;
+  Rect r{x, y, width, height};
+  if (!FixRect(image, r) || !StartImage(image)) return;
+  PixelFamily family = FamilyOf(*image);
+  if (family == PixelFamily::kNone) return;
+  static constexpr FamilyLabels kLabels = {"Invert G",    "Invert GA",   "Invert RGB",
+                                           "Invert RGBA", "Invert CMYK", "Invert CMYKA"};
+  DebugLog(LabelOf(kLabels, family));
+  const int64_t pixelSize = image->PixelSize;
+
+  if (family == PixelFamily::kGray && image->BitsPerComponent == 16) {
+    DebugLog("HasGray16", 1);
+    const int64_t offset = image->GrayOffset;
+    ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
+      uint8_t* pixel = row + r.x * pixelSize + offset;
+      for (int64_t i = 0; i < r.width; ++i, pixel += pixelSize) {
+        uint16_t sample;
+        std::memcpy(&sample, pixel, sizeof sample);
+        sample = static_cast<uint16_t>(~sample);
+        std::memcpy(pixel, &sample, sizeof sample);
+      }
+    });
+    return;
+  }
+  if (family == PixelFamily::kGray) DebugLog("HasGray", 1);
+
+  ChannelSet channels = FamilyChannels(*image, family);
+  int64_t base;
+  if (CoversWholePixel(*image, channels, &base)) {
+    // Every byte of the span is a channel: complement the span as one run.
+    ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
+      ComplementBytes(row + base + r.x * pixelSize, r.width * pixelSize);
+    });
+    return;
+  }
+  WithChannelCount(channels.count, [&](auto n) {
+    constexpr int N = decltype(n)::value;
+    ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
+      uint8_t* pixel = row + r.x * pixelSize;
+      for (int64_t i = 0; i < r.width; ++i, pixel += pixelSize) {
+        for (int c = 0; c < N; ++c) {
+          uint8_t& v = pixel[channels.offsets[c]];
+          v = static_cast<uint8_t>(~v);
+        }
+      }
+    });
+  });
+}
+
+void Invert1(REALobject instance) {
+  const ImageClassData* image = ImageData(instance);
+  if (!image) return;
+  Invert5(instance, 0, 0, image->Width, image->Height);
+}
+
+void InitMultiplyTable() {
+  if (InitedMultiplyTable != 0) return;
+  InitedMultiplyTable = 1;
+  auto* multiply = static_cast<uint8_t*>(std::calloc(kTableSize, 1));
+  auto* unmultiply = static_cast<uint8_t*>(std::calloc(kTableSize, 1));
+  if (!multiply || !unmultiply) {
+    DebugLog("Failed to allocate the multiply tables.");
+    std::free(multiply);
+    std::free(unmultiply);
+    return;
+  }
+  for (int a = 0; a < 256; ++a) {
+    for (int v = 0; v < 256; ++v) unmultiply[a * 256 + v] = static_cast<uint8_t>(v);
+  }
+  // Ascending colours: for each premultiplied value the largest colour that gives it wins the
+  // inverse entry, and values no colour gives keep the identity.
+  for (int a = 0; a < 256; ++a) {
+    float f = static_cast<float>(a) / 255.0f;
+    for (int c = 0; c < 256; ++c) {
+      auto m = static_cast<int>(static_cast<float>(c) * f + 0.5f);
+      multiply[a * 256 + c] = static_cast<uint8_t>(m);
+      unmultiply[a * 256 + m] = static_cast<uint8_t>(c);
+    }
+  }
+  MultiplyTable = multiply;
+  UnmultiplyTable = unmultiply;
+  InitedMultiplyTable = 2;
+}
+
+uint8_t MultiplyValue(uint8_t color, uint8_t alpha) {
+  return static_cast<uint8_t>(
+      static_cast<int>(static_cast<float>(color) * (static_cast<float>(alpha) / 255.0f) + 0.5f));
+}
+
+uint8_t UnmultiplyValue(uint8_t color, uint8_t alpha) {
+  // Alpha 0 makes the factor infinite and the product infinite or undefined; an x86 conversion
+  // of either gives the integer whose low byte is 0, so 0 is written without the conversion.
+  if (alpha == 0) return 0;
+  return static_cast<uint8_t>(
+      static_cast<int>(static_cast<float>(color) * (255.0f / static_cast<float>(alpha)) + 0.5f));
+}
+
+namespace {
+
+// Applies the table (or, when the tables are missing, the formula) to each colour channel with
+// the pixel's alpha; alpha stays as it is.
+void PremultiplyRect(REALobject instance, const Rect& rect, bool multiply) {
+  ImageClassData* image = ImageData(instance);
+  if (!image || !CheckValid(image) || !image->HasAlpha) return;
+  InitMultiplyTable();
+  Rect r = rect;
+  if (!FixRect(image, r) || !StartImage(image)) return;
+  PixelFamily family = FamilyOf(*image);
+  static constexpr FamilyLabels kMultiplyLabels = {
+      nullptr, "Multiply5GA", nullptr, "Multiply5RGBA", nullptr, "Multiply5CMYKA"};
+  static constexpr FamilyLabels kUnmultiplyLabels = {
+      nullptr, "Unmultiply5GA", nullptr, "Unmultiply5RGBA", nullptr, "Unmultiply5CMYKA"};
+  const char* label = LabelOf(multiply ? kMultiplyLabels : kUnmultiplyLabels, family);
+  if (!label) return;
+  DebugLog(label);
+
+  ChannelSet channels = FamilyChannels(*image, family);
+  const int64_t pixelSize = image->PixelSize;
+  const uint8_t* table =
+      InitedMultiplyTable == 2 ? (multiply ? MultiplyTable : UnmultiplyTable) : nullptr;
+  uint8_t (*formula)(uint8_t, uint8_t) = multiply ? &MultiplyValue : &UnmultiplyValue;
+  // Alpha is the last channel of the set, the colour channels come before it.
+  WithChannelCount(channels.count, [&](auto n) {
+    constexpr int N = decltype(n)::value;
+    if constexpr (N >= 2) {
+      const int64_t alphaOffset = channels.offsets[N - 1];
+      ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
+        uint8_t* pixel = row + r.x * pixelSize;
+        for (int64_t i = 0; i < r.width; ++i, pixel += pixelSize) {
+          uint8_t a = pixel[alphaOffset];
+          for (int c = 0; c < N - 1; ++c) {
+            uint8_t& v = pixel[channels.offsets[c]];
+            v = table ? table[a * 256 + v] : formula(v, a);
+          }
+        }
+      });
+    }
+  });
+}
+
+}  // namespace
+
+void Multiply5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height) {
+  PremultiplyRect(instance, {x, y, width, height}, true);
+}
+
+void Multiply1(REALobject instance) {
+  const ImageClassData* image = ImageData(instance);
+  if (!image) return;
+  Multiply5(instance, 0, 0, image->Width, image->Height);
+}
+
+void Unmultiply5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height) {
+  PremultiplyRect(instance, {x, y, width, height}, false);
+}
+
+void Unmultiply1(REALobject instance) {
+  const ImageClassData* image = ImageData(instance);
+  if (!image) return;
+  Unmultiply5(instance, 0, 0, image->Width, image->Height);
+}
+
+bool AutoLevel5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height) {
+  ImageClassData* image = ImageData(instance);
+  if (!image) return false;
+  if (image->BitsPerComponent > 8) {
+    DebugLog("BitsPerComponent > 8 not supported.");
+    return false;
+  }
+  if (!CheckValid(image) || !image->IsRGB) return false;
+  Rect r{x, y, width, height};
+  if (!FixRect(image, r) || !StartImage(image)) return false;
+  DebugLog("AutoLevel5_RGB");
+
+  const int64_t pixelSize = image->PixelSize;
+  const int64_t red = image->RedOffset, green = image->GreenOffset, blue = image->BlueOffset;
+  // 32-bit counters, as the histogram has always had; they wrap only past 4G pixels.
+  uint32_t counts[256] = {};
+  ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
+    const uint8_t* pixel = row + r.x * pixelSize;
+    for (int64_t i = 0; i < r.width; ++i, pixel += pixelSize) {
+      auto luminance =
+          static_cast<int>(pixel[red] * 0.177 + pixel[green] * 0.813 + pixel[blue] * 0.01);
+      // The weights sum to 1 and white gives exactly 255; the bound only guards the table.
+      if (luminance > 255) luminance = 255;
+      ++counts[luminance];
+    }
+  });
+
+  uint32_t cumulative[256];
+  uint32_t sum = 0;
+  for (int i = 0; i < 256; ++i) cumulative[i] = sum += counts[i];
+  const uint32_t total = cumulative[255];
+  const auto lowLimit = static_cast<int64_t>(0.005f * static_cast<float>(total));
+  const auto highLimit = static_cast<int64_t>(static_cast<float>(total) * 0.995f);
+  int lo = 0, hi = 0;
+  for (int i = 0; i < 256; ++i) {
+    if (cumulative[i] <= lowLimit) lo = i;
+    if (cumulative[i] <= highLimit) hi = i;
+  }
+  DebugLog("lo", lo);
+  DebugLog("hi", hi);
+  const double scale = 255.0 / static_cast<double>(hi - lo);
+
+  // Values below lo become 0 and above hi 255. When hi = lo the scale is infinite and the
+  // stretch becomes a threshold: lo itself becomes 0, as an x86 conversion of 0 x infinity did.
+  uint8_t map[256];
+  for (int v = 0; v < 256; ++v) {
+    if (v < lo) {
+      map[v] = 0;
+    } else if (v > hi) {
+      map[v] = 255;
+    } else if (hi == lo) {
+      map[v] = 0;
+    } else {
+      map[v] = static_cast<uint8_t>(static_cast<int>((v - lo) * scale));
+    }
+  }
+  ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
+    uint8_t* pixel = row + r.x * pixelSize;
+    for (int64_t i = 0; i < r.width; ++i, pixel += pixelSize) {
+      pixel[red] = map[pixel[red]];
+      pixel[green] = map[pixel[green]];
+      pixel[blue] = map[pixel[blue]];
+    }
+  });
+  return true;
+}
+
+bool AutoLevel1(REALobject instance) {
+  const ImageClassData* image = ImageData(instance);
+  if (!image) return false;
+  return AutoLevel5(instance, 0, 0, image->Width, image->Height);
+}
+
+bool RGBToGray(REALobject instance, int64_t mode) {
+  ImageClassData* image = ImageData(instance);
+  if (!image || !image->IsRGB || !CheckValid(image)) return false;
+  // Compared unsigned, so negative modes are refused too.
+  if (static_cast<uint64_t>(mode) > 4) {
+    DebugLog("RGBToGray mode", static_cast<long long>(mode));
+    return false;
+  }
+  if (!image->GetRow) {
+    DebugLog("GetRow is nil");
+    return false;
+  }
+  const int64_t pixelSize = image->PixelSize, width = image->Width;
+  const int64_t red = image->RedOffset, green = image->GreenOffset, blue = image->BlueOffset;
+  ForEachRow(image, 0, image->Height, [&](uint8_t* row) {
+    uint8_t* pixel = row;
+    for (int64_t i = 0; i < width; ++i, pixel += pixelSize) {
+      int r = pixel[red], g = pixel[green], b = pixel[blue];
+      int gray = 0;
+      switch (mode) {
+        case 0:
+          gray = (2 * r + 3 * g + b) / 6;
+          break;
+        case 1:
+          gray = (3 * r + 4 * g + b) >> 3;
+          break;
+        case 2:
+          gray = static_cast<int>(r * 0.2126 + g * 0.7152 + b * 0.0722);
+          break;
+        case 3:
+          gray = static_cast<int>(r * 0.299 + g * 0.587 + b * 0.114);
+          break;
+        default:
+          // Blue weighs 29 here, one more than in the blending gray rule.
+          gray = (77 * r + 151 * g + 29 * b) >> 8;
+          break;
+      }
+      pixel[red] = pixel[green] = pixel[blue] = static_cast<uint8_t>(gray);
+    }
+  });
+  return true;
+}
+
+int64_t CompareImages(REALobject instance, REALobject other) {
+  ImageClassData* self = ImageData(instance);
+  ImageClassData* that = ImageData(other);
+  if (!self || !that) return -1;
+  if (!self->Valid || !that->Valid) {
+    DebugLog("Picture not valid.");
+    return 0;
+  }
+  if (self->Width != that->Width || self->BitsPerComponent != that->BitsPerComponent ||
+      self->Height != that->Height || bool(self->HasAlpha) != bool(that->HasAlpha) ||
+      bool(self->IsRGB) != bool(that->IsRGB) || bool(self->IsCMYK) != bool(that->IsCMYK) ||
+      bool(self->IsGray) != bool(that->IsGray)) {
+    return -1;
+  }
+  if (!StartImage(self) || !StartImage(that)) return -1;
+  PixelFamily family = FamilyOf(*self);
+  if (family == PixelFamily::kNone) return -1;
+  if (self->Width != 0) {
+    static constexpr FamilyLabels kLabels = {"CompareImagesG",    "CompareImagesGA",
+                                             "CompareImagesRGB",  "CompareImagesRGBA",
+                                             "CompareImagesCMYK", "CompareImagesCMYKA"};
+    DebugLog(LabelOf(kLabels, family));
+  }
+  for (int64_t y = 0; y < self->Height; ++y) {
+    that->GetRow(that, y);
+    self->GetRow(self, y);
+    YieldRow(self);
+  }
+  // The count of pixels compared; the pixel bytes themselves are not read.
+  return self->Width * self->Height;
+}

@@ -1,0 +1,591 @@
+// Fills and pixel operations through the host: every format against plain references written
+// from the formulas, the rectangle rule, and the edge cases (values worked out by hand or in a
+// separate script from the formulas).
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "support/plugin_fixture.h"
+
+namespace {
+
+using xqt::host::Color;
+using xqt::host::Ref;
+
+constexpr int64_t kRGB = 1, kRGBA = 2, kRGBX = 3, kARGB = 4, kBGR = 6, kBGRA = 7, kG = 11, kGA = 12,
+                  kAG = 13, kCMYK = 23, kCMYKA = 24, kKYMC = 28, kScaling4 = 36, kGray16 = 41,
+                  kG3 = 43;
+
+// Every format code.
+std::vector<int64_t> AllFormats() {
+  std::vector<int64_t> codes;
+  for (int64_t code = 1; code <= 48; ++code) {
+    if (code != 14) codes.push_back(code);
+  }
+  return codes;
+}
+
+// What a test needs to know of an image, read through its properties.
+struct Layout {
+  int64_t width, height, pixelSize, rowSize, bits;
+  bool gray, rgb, cmyk, alpha;
+  int64_t red, green, blue, grayOffset, alphaOffset;
+  // The family's channels in the order the paths visit them, alpha last.
+  std::vector<int64_t> channels;
+};
+
+Layout LayoutOf(const Ref& image) {
+  Layout l{};
+  l.width = image.Get<int64_t>("Width");
+  l.height = image.Get<int64_t>("Height");
+  l.pixelSize = image.Get<int64_t>("PixelSize");
+  l.rowSize = image.Get<int64_t>("RowSize");
+  l.bits = image.Get<int64_t>("BitsPerComponent");
+  l.gray = image.Get<bool>("IsGray");
+  l.rgb = image.Get<bool>("IsRGB");
+  l.cmyk = image.Get<bool>("IsCMYK");
+  l.alpha = image.Get<bool>("HasAlpha");
+  l.red = image.Get<int64_t>("RedOffset");
+  l.green = image.Get<int64_t>("GreenOffset");
+  l.blue = image.Get<int64_t>("BlueOffset");
+  l.grayOffset = image.Get<int64_t>("GrayOffset");
+  l.alphaOffset = image.Get<int64_t>("AlphaOffset");
+  if (l.gray) {
+    l.channels = {l.grayOffset};
+  } else if (l.rgb) {
+    l.channels = {l.red, l.green, l.blue};
+  } else if (l.cmyk) {
+    l.channels = {image.Get<int64_t>("CyanOffset"), image.Get<int64_t>("MagentaOffset"),
+                  image.Get<int64_t>("YellowOffset"), image.Get<int64_t>("BlackOffset")};
+  }
+  if (!l.channels.empty() && l.alpha) l.channels.push_back(l.alphaOffset);
+  return l;
+}
+
+// All bytes of all rows (RowSize each, padding included) as the row accessor gives them.
+class Bytes {
+ public:
+  explicit Bytes(const Ref& image) : layout(LayoutOf(image)) {
+    data.resize(static_cast<size_t>(layout.rowSize * layout.height));
+    for (int64_t y = 0; y < layout.height; ++y) {
+      std::memcpy(Row(y), RowOf(image, y), static_cast<size_t>(layout.rowSize));
+    }
+  }
+  static uint8_t* RowOf(const Ref& image, int64_t y) {
+    return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
+  }
+  uint8_t* Row(int64_t y) { return data.data() + y * layout.rowSize; }
+  uint8_t* Pixel(int64_t x, int64_t y) { return Row(y) + x * layout.pixelSize; }
+
+  Layout layout;
+  std::vector<uint8_t> data;
+};
+
+void Randomize(const Ref& image, uint32_t seed) {
+  std::mt19937 random(seed);
+  Layout l = LayoutOf(image);
+  for (int64_t y = 0; y < l.height; ++y) {
+    uint8_t* row = Bytes::RowOf(image, y);
+    for (int64_t i = 0; i < l.rowSize; ++i) row[i] = static_cast<uint8_t>(random());
+  }
+}
+
+// Sets the channel bytes of one pixel: values in the family's channel order.
+void SetPixel(const Ref& image, int64_t x, int64_t y, const std::vector<int>& values) {
+  Layout l = LayoutOf(image);
+  uint8_t* pixel = Bytes::RowOf(image, y) + x * l.pixelSize;
+  for (size_t c = 0; c < values.size(); ++c) pixel[l.channels[c]] = static_cast<uint8_t>(values[c]);
+}
+
+std::vector<int> GetPixel(const Ref& image, int64_t x, int64_t y) {
+  Layout l = LayoutOf(image);
+  const uint8_t* pixel = Bytes::RowOf(image, y) + x * l.pixelSize;
+  std::vector<int> values;
+  for (int64_t offset : l.channels) values.push_back(pixel[offset]);
+  return values;
+}
+
+void ExpectSameBytes(const Bytes& expected, const Ref& image, const std::string& what) {
+  Bytes actual(image);
+  ASSERT_EQ(expected.data.size(), actual.data.size()) << what;
+  for (size_t i = 0; i < expected.data.size(); ++i) {
+    if (expected.data[i] != actual.data[i]) {
+      ADD_FAILURE() << what << ": first difference at row "
+                    << static_cast<int64_t>(i) / expected.layout.rowSize << ", byte "
+                    << static_cast<int64_t>(i) % expected.layout.rowSize << ": expected "
+                    << int{expected.data[i]} << ", got " << int{actual.data[i]};
+      return;
+    }
+  }
+}
+
+// Applies `change(pixel, layout)` to every pixel of an in-bounds rectangle of a snapshot.
+template <class Change>
+void ForRect(Bytes& bytes, int64_t x, int64_t y, int64_t w, int64_t h, Change change) {
+  for (int64_t j = y; j < y + h; ++j) {
+    for (int64_t i = x; i < x + w; ++i) change(bytes.Pixel(i, j), bytes.layout);
+  }
+}
+
+class Fills : public PluginTest {};
+
+TEST_F(Fills, ValueFillsEveryFormatAgainstTheReference) {
+  for (int64_t code : AllFormats()) {
+    SCOPED_TRACE("format " + std::to_string(code));
+    Ref image = NewImage(23, 9, code);
+    Randomize(image, static_cast<uint32_t>(code));
+    Bytes expected(image);
+    ForRect(expected, 3, 2, 17, 5, [](uint8_t* p, const Layout& l) {
+      for (int64_t offset : l.channels) p[offset] = 0xA7;
+    });
+    image.Call("FillRect", 3, 2, 17, 5, 0x1A7);  // the low byte is stored
+    ExpectSameBytes(expected, image, "FillRect");
+
+    // With a separate alpha: the colour channels get the value, alpha the alpha.
+    ForRect(expected, 0, 4, 23, 5, [](uint8_t* p, const Layout& l) {
+      for (int64_t offset : l.channels) p[offset] = 0x31;
+      if (l.alpha && !l.channels.empty()) p[l.alphaOffset] = 0xC4;
+    });
+    image.Call("FillRect", 0, 4, 23, 5, 0x31, 0xC4);
+    ExpectSameBytes(expected, image, "FillRect with alpha");
+
+    // The whole-image forms.
+    image.Call("FillRect", 9);
+    ForRect(expected, 0, 0, 23, 9, [](uint8_t* p, const Layout& l) {
+      for (int64_t offset : l.channels) p[offset] = 9;
+    });
+    ExpectSameBytes(expected, image, "FillRect whole");
+    image.Call("FillRect", 5, 6);
+    ForRect(expected, 0, 0, 23, 9, [](uint8_t* p, const Layout& l) {
+      for (int64_t offset : l.channels) p[offset] = 5;
+      if (l.alpha && !l.channels.empty()) p[l.alphaOffset] = 6;
+    });
+    ExpectSameBytes(expected, image, "FillRect with alpha whole");
+  }
+}
+
+TEST_F(Fills, RectanglesAreFlippedAndCut) {
+  Ref image = NewImage(20, 20, kG);
+  image.Call("FillRect", 0);
+  // A negative size is the mirrored rectangle: columns 5-9 of rows 5-9.
+  image.Call("FillRect", 10, 10, -5, -5, 200);
+  for (int64_t y = 0; y < 20; ++y) {
+    for (int64_t x = 0; x < 20; ++x) {
+      bool inside = x >= 5 && x <= 9 && y >= 5 && y <= 9;
+      ASSERT_EQ(GetPixel(image, x, y)[0], inside ? 200 : 0) << x << ", " << y;
+    }
+  }
+  // Partly outside: cut to columns 0-2 of rows 17-19.
+  image.Call("FillRect", 0);
+  image.Call("FillRect", -4, 17, 7, 10, 50);
+  int filled = 0;
+  for (int64_t y = 0; y < 20; ++y) {
+    for (int64_t x = 0; x < 20; ++x) filled += GetPixel(image, x, y)[0] == 50;
+  }
+  EXPECT_EQ(filled, 9);
+  EXPECT_EQ(GetPixel(image, 2, 19)[0], 50);
+  // Entirely outside, or absurd: nothing changes and nothing breaks.
+  Bytes before(image);
+  image.Call("FillRect", 20, 0, 5, 5, 1);
+  image.Call("FillRect", 0, -10, 5, 10, 1);
+  image.Call("FillRect", INT64_MIN, INT64_MIN, INT64_MIN, INT64_MIN, 1);
+  image.Call("FillRect", INT64_MAX, INT64_MAX, INT64_MAX, INT64_MAX, 1);
+  image.Call("ClearRect", -30, 0, 10, 20);
+  image.Call("Invert", 0, 20, 20, 1);
+  ExpectSameBytes(before, image, "outside");
+  image.Call("FillRect", INT64_MIN, INT64_MIN, INT64_MAX, INT64_MAX, 3);
+  EXPECT_EQ(GetPixel(image, 0, 0)[0], 0);
+}
+
+TEST_F(Fills, ClipsAndChannelViewsFillTheirOwnPixels) {
+  Ref image = NewImage(30, 20, kRGBA);
+  Randomize(image, 7);
+  Bytes expected(image);
+  Ref clip = image.Call<Ref>("ClipImage", 10, 5, 12, 8);
+  clip.Call("FillRect", 2, 1, 4, 3, 0x55);
+  ForRect(expected, 12, 6, 4, 3, [](uint8_t* p, const Layout&) { std::memset(p, 0x55, 4); });
+  ExpectSameBytes(expected, image, "clip FillRect");
+  clip.Call("Invert");
+  ForRect(expected, 10, 5, 12, 8, [](uint8_t* p, const Layout&) {
+    for (int i = 0; i < 4; ++i) p[i] = static_cast<uint8_t>(~p[i]);
+  });
+  ExpectSameBytes(expected, image, "clip Invert");
+  // ClearRect of a rectangle counts from the row's start, not from the clip's first channel.
+  clip.Call("ClearRect", 0, 0, 3, 2);
+  ForRect(expected, 0, 5, 3, 2, [](uint8_t* p, const Layout&) { std::memset(p, 0, 4); });
+  ExpectSameBytes(expected, image, "clip ClearRect");
+
+  Ref green = image.Call<Ref>("GreenChannel");
+  green.Call("FillRect", 1, 1, 3, 1, 0xEE);
+  ForRect(expected, 1, 1, 3, 1, [](uint8_t* p, const Layout&) { p[1] = 0xEE; });
+  ExpectSameBytes(expected, image, "channel view FillRect");
+}
+
+TEST_F(Fills, ColourFills) {
+  for (int64_t code : {kRGB, kRGBA, kRGBX, kARGB, kBGR}) {
+    SCOPED_TRACE("format " + std::to_string(code));
+    Ref image = NewImage(7, 5, code);
+    Randomize(image, 3);
+    Bytes expected(image);
+    const Layout& l = expected.layout;
+    auto rgb = [&](int r, int g, int b) {
+      return [=](uint8_t* p, const Layout& layout) {
+        p[layout.red] = static_cast<uint8_t>(r);
+        p[layout.green] = static_cast<uint8_t>(g);
+        p[layout.blue] = static_cast<uint8_t>(b);
+      };
+    };
+    image.Call("FillRectRGB", 1, 1, 3, 2, 10, 20, 30);
+    ForRect(expected, 1, 1, 3, 2, rgb(10, 20, 30));
+    ExpectSameBytes(expected, image, "integers");
+    // With alpha: an image without alpha gets red, green and blue only.
+    image.Call("FillRectRGB", 0, 0, 2, 2, 40, 50, 300, 70);
+    ForRect(expected, 0, 0, 2, 2, [&](uint8_t* p, const Layout& layout) {
+      rgb(40, 50, 300 & 0xFF)(p, layout);
+      if (l.alpha) p[layout.alphaOffset] = 70;
+    });
+    ExpectSameBytes(expected, image, "integers with alpha");
+    // Colours: red in bits 16-23; the top byte is ignored.
+    image.Call("FillRectRGB", 2, 3, 5, 2, Color{0xFF112233});
+    ForRect(expected, 2, 3, 5, 2, rgb(0x11, 0x22, 0x33));
+    ExpectSameBytes(expected, image, "colour");
+    image.Call("FillRectRGB", 4, 0, 3, 1, Color{0x00445566}, 0x77);
+    ForRect(expected, 4, 0, 3, 1, [&](uint8_t* p, const Layout& layout) {
+      rgb(0x44, 0x55, 0x66)(p, layout);
+      if (l.alpha) p[layout.alphaOffset] = 0x77;
+    });
+    ExpectSameBytes(expected, image, "colour with alpha");
+    image.Call("FillRectRGB", 1, 2, 3);
+    ForRect(expected, 0, 0, 7, 5, rgb(1, 2, 3));
+    image.Call("FillRectRGB", Color{0x0A0B0C});
+    ForRect(expected, 0, 0, 7, 5, rgb(10, 11, 12));
+    ExpectSameBytes(expected, image, "whole image");
+  }
+  // Gray and CMYK images are left alone.
+  for (int64_t code : {kG, kGA, kCMYK, kCMYKA}) {
+    Ref image = NewImage(4, 3, code);
+    Randomize(image, 4);
+    Bytes before(image);
+    image.Call("FillRectRGB", 1, 2, 3);
+    image.Call("FillRectRGB", 1, 2, 3, 4);
+    image.Call("FillRectRGB", Color{0x123456}, 9);
+    ExpectSameBytes(before, image, "not RGB");
+  }
+}
+
+// The generator is the C library's, shared with the plug-in in this process: seeding it here
+// predicts every byte, in the order the bytes are drawn.
+TEST_F(Fills, RandomBytesInDrawingOrder) {
+  // Block path of an in-memory RGBA image: bytes x*4 up to width*4 of each row, in memory order.
+  Ref image = NewImage(12, 4, kRGBA);
+  image.Call("FillRect", 0);
+  std::srand(1234);
+  std::vector<uint8_t> draws(1000);
+  for (auto& d : draws) d = static_cast<uint8_t>(std::rand());
+  std::srand(1234);
+  image.Call("FillRectRandom", 2, 1, 7, 2);
+  Bytes expected(image);
+  std::fill(expected.data.begin(), expected.data.end(), 0);
+  size_t next = 0;
+  for (int64_t y = 1; y < 3; ++y) {
+    for (int64_t i = 2 * 4; i < 7 * 4; ++i) expected.Row(y)[i] = draws[next++];
+  }
+  ExpectSameBytes(expected, image, "block path: pixels x ... width - 1");
+  // x at or past the width: nothing.
+  image.Call("FillRect", 0);
+  image.Call("FillRectRandom", 6, 0, 5, 4);
+  EXPECT_EQ(Bytes(image).data, std::vector<uint8_t>(expected.data.size(), 0));
+
+  // Per-pixel path of KYMC: cyan, magenta, yellow, black are bytes 3, 2, 1, 0.
+  Ref kymc = NewImage(5, 3, kKYMC);
+  kymc.Call("FillRect", 0);
+  std::srand(99);
+  for (auto& d : draws) d = static_cast<uint8_t>(std::rand());
+  std::srand(99);
+  kymc.Call("FillRectRandom", 1, 1, 3, 1);
+  next = 0;
+  for (int64_t x = 1; x < 4; ++x) {
+    EXPECT_EQ(GetPixel(kymc, x, 1),
+              (std::vector<int>{draws[next], draws[next + 1], draws[next + 2], draws[next + 3]}));
+    next += 4;
+  }
+  EXPECT_EQ(GetPixel(kymc, 0, 1), (std::vector<int>{0, 0, 0, 0}));
+  EXPECT_EQ(GetPixel(kymc, 4, 1), (std::vector<int>{0, 0, 0, 0}));
+  // The whole-image form reaches every pixel of an image whose rows start at x = 0.
+  std::srand(5);
+  Ref rgb = NewImage(3, 2, kRGB);
+  rgb.Call("FillRectRandom");
+  std::srand(5);
+  for (int64_t y = 0; y < 2; ++y) {
+    for (int64_t x = 0; x < 3; ++x) {
+      std::vector<int> want;
+      for (int c = 0; c < 3; ++c) want.push_back(static_cast<uint8_t>(std::rand()));
+      EXPECT_EQ(GetPixel(rgb, x, y), want);
+    }
+  }
+}
+
+TEST_F(Fills, BlendLosesOneAtBothEnds) {
+  Ref image = NewImage(4, 2, kRGBA);
+  SetPixel(image, 0, 0, {0, 1, 255, 77});
+  SetPixel(image, 1, 0, {128, 200, 10, 5});
+  // Alpha 255: colour - 1 for colours of at least 1; alpha untouched.
+  EXPECT_TRUE(image.Call<bool>("FillRectApply", 0, 0, 2, 1, 0, 1, 255, 255));
+  EXPECT_EQ(GetPixel(image, 0, 0), (std::vector<int>{0, 0, 254, 77}));
+  EXPECT_EQ(GetPixel(image, 1, 0), (std::vector<int>{0, 0, 254, 5}));
+  // Alpha 0: every value of at least 1 drops by one, whatever the colour.
+  SetPixel(image, 0, 0, {0, 1, 255, 77});
+  EXPECT_TRUE(image.Call<bool>("FillRectApply", 0, 0, 1, 1, 255, 255, 255, 0));
+  EXPECT_EQ(GetPixel(image, 0, 0), (std::vector<int>{0, 0, 254, 77}));
+  // Alpha 128 over 0, 1, 100, 255 with colour 200 gives 100, 100, 150, 227.
+  SetPixel(image, 0, 1, {0, 1, 100, 9});
+  SetPixel(image, 1, 1, {255, 255, 255, 9});
+  EXPECT_TRUE(image.Call<bool>("FillRectApply", 0, 1, 2, 1, Color{0xC8C8C8}, 128));
+  EXPECT_EQ(GetPixel(image, 0, 1), (std::vector<int>{100, 100, 150, 9}));
+  EXPECT_EQ(GetPixel(image, 1, 1), (std::vector<int>{227, 227, 227, 9}));
+
+  // Gray: (77 x 200 + 151 x 100 + 28 x 50) / 256 = 124, then blended: 62, 62, 112, 189.
+  Ref gray = NewImage(4, 1, kG);
+  for (int64_t x = 0; x < 4; ++x) SetPixel(gray, x, 0, {std::vector<int>{0, 1, 100, 255}[x]});
+  EXPECT_TRUE(gray.Call<bool>("FillRectApply", Color{0xC86432}, 128));
+  for (int64_t x = 0; x < 4; ++x) {
+    EXPECT_EQ(GetPixel(gray, x, 0)[0], (std::vector<int>{62, 62, 112, 189}[x]));
+  }
+
+  // True for an empty rectangle; false for CMYK and for an image that is not valid.
+  Bytes before(image);
+  EXPECT_TRUE(image.Call<bool>("FillRectApply", 2, 0, 0, 2, 1, 2, 3, 4));
+  EXPECT_TRUE(image.Call<bool>("FillRectApply", 9, 9, 2, 2, 1, 2, 3, 4));
+  ExpectSameBytes(before, image, "empty rectangle");
+  EXPECT_FALSE(NewImage(2, 2, kCMYK).Call<bool>("FillRectApply", 1, 2, 3, 4));
+  EXPECT_FALSE(NewImage(2, 2, kScaling4).Call<bool>("FillRectApply", Color{1}, 4));
+  EXPECT_FALSE(NewImage(0, 2, kRGB).Call<bool>("FillRectApply", 1, 2, 3, 4));
+}
+
+TEST_F(Fills, BlendAgainstTheReference) {
+  std::mt19937 random(11);
+  for (int64_t code : {kRGB, kRGBA, kRGBX, kARGB, kBGR, kG, kGA, kAG, kG3}) {
+    SCOPED_TRACE("format " + std::to_string(code));
+    Ref image = NewImage(13, 7, code);
+    Randomize(image, static_cast<uint32_t>(code));
+    for (int round = 0; round < 4; ++round) {
+      int red = static_cast<int>(random() % 256), green = static_cast<int>(random() % 256);
+      int blue = static_cast<int>(random() % 256), alpha = static_cast<int>(random() % 256);
+      Bytes expected(image);
+      const uint32_t wa = static_cast<uint32_t>(alpha) * 257u;
+      const uint32_t wo = static_cast<uint32_t>(255 - alpha) * 257u;
+      auto blend = [&](uint8_t& v, uint32_t color) {
+        v = static_cast<uint8_t>((v * wo + color * wa) >> 16);
+      };
+      ForRect(expected, 2, 1, 9, 5, [&](uint8_t* p, const Layout& l) {
+        if (l.rgb) {
+          blend(p[l.red], static_cast<uint32_t>(red));
+          blend(p[l.green], static_cast<uint32_t>(green));
+          blend(p[l.blue], static_cast<uint32_t>(blue));
+        } else {
+          blend(p[l.grayOffset], static_cast<uint32_t>((77 * red + 151 * green + 28 * blue) / 256));
+        }
+      });
+      EXPECT_TRUE(image.Call<bool>("FillRectApply", 2, 1, 9, 5, red, green, blue, alpha));
+      ExpectSameBytes(expected, image, "blend");
+    }
+  }
+}
+
+TEST_F(Fills, ClearZeroesRowsOrPixels) {
+  Ref image = NewImage(5, 3, kRGB);  // 15 bytes of pixels in rows of 64
+  Randomize(image, 8);
+  Bytes expected(image);
+  ASSERT_EQ(expected.layout.rowSize, 64);
+  ForRect(expected, 1, 1, 3, 2, [](uint8_t* p, const Layout&) { std::memset(p, 0, 3); });
+  image.Call("ClearRect", 1, 1, 3, 5);
+  ExpectSameBytes(expected, image, "rectangle");
+  // The whole form clears the padding too.
+  image.Call("ClearRect");
+  EXPECT_EQ(Bytes(image).data, std::vector<uint8_t>(64 * 3, 0));
+
+  // A padding byte of the pixel (RGBX) is cleared by the rectangle form as well.
+  Ref padded = NewImage(3, 1, kRGBX);
+  Randomize(padded, 9);
+  padded.Call("ClearRect", 0, 0, 3, 1);
+  std::vector<uint8_t> row(Bytes::RowOf(padded, 0), Bytes::RowOf(padded, 0) + 12);
+  EXPECT_EQ(row, std::vector<uint8_t>(12, 0));
+}
+
+TEST_F(Fills, InvertEveryFormatAgainstTheReference) {
+  for (int64_t code : AllFormats()) {
+    SCOPED_TRACE("format " + std::to_string(code));
+    Ref image = NewImage(21, 5, code);
+    Randomize(image, static_cast<uint32_t>(code) + 100);
+    Bytes expected(image);
+    ForRect(expected, 1, 1, 19, 3, [](uint8_t* p, const Layout& l) {
+      if (l.gray && l.bits == 16) {
+        // The whole 16-bit sample.
+        uint16_t sample;
+        std::memcpy(&sample, p + l.grayOffset, 2);
+        sample = static_cast<uint16_t>(0xFFFF - sample);
+        std::memcpy(p + l.grayOffset, &sample, 2);
+        return;
+      }
+      for (int64_t offset : l.channels) p[offset] = static_cast<uint8_t>(255 - p[offset]);
+    });
+    image.Call("Invert", 1, 1, 19, 3);
+    ExpectSameBytes(expected, image, "Invert");
+    image.Call("Invert");
+    image.Call("Invert");
+    ExpectSameBytes(expected, image, "Invert twice");
+  }
+  Ref sixteen = NewImage(1, 1, kGray16);
+  uint16_t sample = 0x1234;
+  std::memcpy(Bytes::RowOf(sixteen, 0), &sample, 2);
+  sixteen.Call("Invert");
+  std::memcpy(&sample, Bytes::RowOf(sixteen, 0), 2);
+  EXPECT_EQ(sample, 0xEDCB);
+}
+
+TEST_F(Fills, PremultiplicationRoundTrip) {
+  Ref image = NewImage(4, 1, kRGBA);
+  SetPixel(image, 0, 0, {0, 0, 0, 0});        // alpha 0: colour 0 comes back as 255
+  SetPixel(image, 1, 0, {0, 128, 255, 255});  // alpha 255: unchanged
+  SetPixel(image, 2, 0, {200, 201, 1, 128});  // 200 -> 100 -> 200; 201 -> 101 -> 202; 1 -> 1 -> 2
+  SetPixel(image, 3, 0, {77, 0, 255, 1});     // alpha 1: 77 -> 0 -> 127, 255 -> 1 -> 255
+  image.Call("Multiply");
+  EXPECT_EQ(GetPixel(image, 0, 0), (std::vector<int>{0, 0, 0, 0}));
+  EXPECT_EQ(GetPixel(image, 1, 0), (std::vector<int>{0, 128, 255, 255}));
+  EXPECT_EQ(GetPixel(image, 2, 0), (std::vector<int>{100, 101, 1, 128}));
+  EXPECT_EQ(GetPixel(image, 3, 0), (std::vector<int>{0, 0, 1, 1}));
+  image.Call("Unmultiply");
+  EXPECT_EQ(GetPixel(image, 0, 0), (std::vector<int>{255, 255, 255, 0}));
+  EXPECT_EQ(GetPixel(image, 1, 0), (std::vector<int>{0, 128, 255, 255}));
+  EXPECT_EQ(GetPixel(image, 2, 0), (std::vector<int>{200, 202, 2, 128}));
+  EXPECT_EQ(GetPixel(image, 3, 0), (std::vector<int>{127, 127, 255, 1}));
+
+  // Gray and CMYK with alpha in their byte orders; images without alpha are left alone.
+  for (int64_t code : {kGA, kAG, kCMYKA}) {
+    Ref other = NewImage(2, 2, code);
+    std::vector<int> values(LayoutOf(other).channels.size(), 200);
+    values.back() = 128;
+    SetPixel(other, 1, 1, values);
+    other.Call("Multiply", 1, 1, 1, 1);
+    std::vector<int> want(values.size(), 100);
+    want.back() = 128;
+    EXPECT_EQ(GetPixel(other, 1, 1), want) << code;
+  }
+  Ref opaque = NewImage(3, 2, kRGB);
+  Randomize(opaque, 1);
+  Bytes before(opaque);
+  opaque.Call("Multiply");
+  opaque.Call("Unmultiply", 0, 0, 3, 2);
+  ExpectSameBytes(before, opaque, "no alpha");
+}
+
+TEST_F(Fills, AutoLevelStretch) {
+  // 200 gray pixels: one of 10, one of 20, 196 of 100, one of 200, one of 250. The limits are 1
+  // and 199, so lo = 18 (20 has luminance 19) and hi = 249; the scale is 255 / 231.
+  Ref image = NewImage(10, 20, kRGBA);
+  image.Call("FillRectRGB", 100, 100, 100, 33);
+  SetPixel(image, 0, 0, {10, 10, 10, 33});
+  SetPixel(image, 1, 0, {20, 20, 20, 33});
+  SetPixel(image, 2, 0, {200, 200, 200, 33});
+  SetPixel(image, 3, 0, {250, 250, 250, 33});
+  EXPECT_TRUE(image.Call<bool>("AutoLevel"));
+  EXPECT_EQ(GetPixel(image, 0, 0), (std::vector<int>{0, 0, 0, 33}));
+  EXPECT_EQ(GetPixel(image, 1, 0), (std::vector<int>{2, 2, 2, 33}));
+  EXPECT_EQ(GetPixel(image, 2, 0), (std::vector<int>{200, 200, 200, 33}));
+  EXPECT_EQ(GetPixel(image, 3, 0), (std::vector<int>{255, 255, 255, 33}));
+  EXPECT_EQ(GetPixel(image, 9, 19), (std::vector<int>{90, 90, 90, 33}));
+
+  // One colour: hi = lo = luminance - 1 and the scale is infinite. Values above become 255,
+  // values below 0, and lo itself 0.
+  Ref flat = NewImage(3, 3, kRGB);
+  flat.Call("FillRectRGB", 10, 200, 30);  // luminance 164
+  EXPECT_TRUE(flat.Call<bool>("AutoLevel", 0, 0, 3, 3));
+  EXPECT_EQ(GetPixel(flat, 1, 1), (std::vector<int>{0, 255, 0}));
+  flat.Call("FillRectRGB", 196, 200, 0);  // luminance 197, so red is lo
+  EXPECT_TRUE(flat.Call<bool>("AutoLevel"));
+  EXPECT_EQ(GetPixel(flat, 2, 2), (std::vector<int>{0, 255, 0}));
+
+  EXPECT_FALSE(NewImage(3, 3, kG).Call<bool>("AutoLevel"));
+  EXPECT_FALSE(NewImage(3, 3, kCMYK).Call<bool>("AutoLevel"));
+  EXPECT_FALSE(NewImage(3, 3, kGray16).Call<bool>("AutoLevel"));
+  EXPECT_FALSE(flat.Call<bool>("AutoLevel", 3, 0, 2, 2));
+}
+
+TEST_F(Fills, GrayConversionModes) {
+  Ref image = NewImage(5, 1, kARGB);
+  const std::vector<std::vector<int>> colours = {
+      {255, 255, 255, 1}, {255, 0, 0, 2}, {0, 255, 0, 3}, {0, 0, 255, 4}, {10, 200, 30, 5}};
+  // Gray per colour and mode, worked out from the five formulas.
+  const int expected[5][5] = {{255, 85, 127, 42, 108},
+                              {255, 95, 127, 31, 107},
+                              {254, 54, 182, 18, 147},
+                              {255, 76, 149, 29, 123},
+                              {255, 76, 150, 28, 124}};
+  for (int64_t mode = 0; mode <= 4; ++mode) {
+    for (int64_t x = 0; x < 5; ++x) SetPixel(image, x, 0, colours[x]);
+    EXPECT_TRUE(image.Call<bool>("RGBToGray", mode));
+    for (int64_t x = 0; x < 5; ++x) {
+      int g = expected[mode][x];
+      EXPECT_EQ(GetPixel(image, x, 0), (std::vector<int>{g, g, g, colours[x][3]}))
+          << "mode " << mode << ", pixel " << x;
+    }
+  }
+  Bytes before(image);
+  EXPECT_FALSE(image.Call<bool>("RGBToGray", 5));
+  EXPECT_FALSE(image.Call<bool>("RGBToGray", -1));
+  ExpectSameBytes(before, image, "bad mode");
+  EXPECT_FALSE(NewImage(2, 2, kGA).Call<bool>("RGBToGray", 0));
+  EXPECT_FALSE(NewImage(2, 2, kCMYK).Call<bool>("RGBToGray", 0));
+}
+
+TEST_F(Fills, CompareImagesCountsPixels) {
+  Ref a = NewImage(7, 5, kRGBA);
+  Ref b = NewImage(7, 5, kBGRA);
+  Randomize(a, 1);
+  Randomize(b, 2);
+  EXPECT_EQ(a.Call<int64_t>("CompareImages", b), 35);
+  EXPECT_EQ(a.Call<int64_t>("CompareImages", a), 35);
+  EXPECT_EQ(a.Call<int64_t>("CompareImages", nullptr), -1);
+  EXPECT_EQ(a.Call<int64_t>("CompareImages", NewImage(7, 5, kRGB)), -1);   // alpha differs
+  EXPECT_EQ(a.Call<int64_t>("CompareImages", NewImage(7, 6, kRGBA)), -1);  // height
+  EXPECT_EQ(a.Call<int64_t>("CompareImages", NewImage(7, 5, kCMYKA)), -1);
+  EXPECT_EQ(NewImage(3, 3, kG).Call<int64_t>("CompareImages", NewImage(3, 3, kGray16)), -1);
+  EXPECT_EQ(NewImage(3, 3, kScaling4).Call<int64_t>("CompareImages", NewImage(3, 3, kScaling4)),
+            -1);
+  Ref invalid = NewImage(7, 5, 14);
+  ASSERT_FALSE(invalid.Get<bool>("Valid"));
+  EXPECT_EQ(a.Call<int64_t>("CompareImages", invalid), 0);
+  EXPECT_EQ(invalid.Call<int64_t>("CompareImages", a), 0);
+  // A clip of no width compares as 0 pixels.
+  Ref empty = a.Call<Ref>("ClipImage", 7, 0, 1, 5);
+  ASSERT_EQ(empty.Get<int64_t>("Width"), 0);
+  EXPECT_EQ(empty.Call<int64_t>("CompareImages", b.Call<Ref>("ClipImage", 7, 0, 1, 5)), 0);
+}
+
+// An image whose storage is gone keeps Valid but has no row accessor: every operation refuses.
+TEST_F(Fills, ClosedImagesAreRefused) {
+  Ref image = NewImage(4, 4, kRGBA);
+  Ref other = NewImage(4, 4, kRGBA);
+  image.Call("Close");
+  image.Call("FillRect", 1);
+  image.Call("FillRect", 1, 2);
+  image.Call("FillRectRGB", 1, 2, 3);
+  image.Call("FillRectRandom");
+  image.Call("ClearRect");
+  image.Call("ClearRect", 0, 0, 2, 2);
+  image.Call("Invert");
+  image.Call("Multiply");
+  image.Call("Unmultiply");
+  EXPECT_FALSE(image.Call<bool>("FillRectApply", 1, 2, 3, 4));
+  EXPECT_FALSE(image.Call<bool>("AutoLevel"));
+  EXPECT_FALSE(image.Call<bool>("RGBToGray", 0));
+  EXPECT_EQ(image.Call<int64_t>("CompareImages", other), -1);
+  EXPECT_EQ(other.Call<int64_t>("CompareImages", image), -1);
+}
+
+}  // namespace

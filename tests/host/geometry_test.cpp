@@ -1,0 +1,539 @@
+// Quarter turns, half turns and mirrors through the host: every format and odd sizes against a
+// plain mapping of pixel positions, round trips, destinations, refusals, and file-mapped images
+// that span several bands.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "support/plugin_fixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using xqt::host::Host;
+using xqt::host::Ref;
+
+constexpr int64_t kRGB = 1, kRGBA = 2, kRGBX = 3, kBGR = 6, kBGRA = 7, kG = 11, kGA = 12,
+                  kCMYK = 23, kCMYKA = 24, kCMYKX = 26, kKYMCA = 29, kScaling3 = 35, kGray16 = 41,
+                  kG5 = 45;
+
+// Every format with 8-bit samples.
+std::vector<int64_t> EightBitFormats() {
+  std::vector<int64_t> codes;
+  for (int64_t code = 1; code <= 48; ++code) {
+    if (code != 14 && code != kGray16) codes.push_back(code);
+  }
+  return codes;
+}
+
+struct Layout {
+  int64_t width, height, pixelSize, rowSize, format;
+  std::vector<int64_t> channels;  // the family's channels, alpha last
+};
+
+Layout LayoutOf(const Ref& image) {
+  Layout l{};
+  l.width = image.Get<int64_t>("Width");
+  l.height = image.Get<int64_t>("Height");
+  l.pixelSize = image.Get<int64_t>("PixelSize");
+  l.rowSize = image.Get<int64_t>("RowSize");
+  l.format = image.Get<int64_t>("ImageFormat");
+  if (image.Get<bool>("IsGray")) {
+    l.channels = {image.Get<int64_t>("GrayOffset")};
+  } else if (image.Get<bool>("IsRGB")) {
+    l.channels = {image.Get<int64_t>("RedOffset"), image.Get<int64_t>("GreenOffset"),
+                  image.Get<int64_t>("BlueOffset")};
+  } else if (image.Get<bool>("IsCMYK")) {
+    l.channels = {image.Get<int64_t>("CyanOffset"), image.Get<int64_t>("MagentaOffset"),
+                  image.Get<int64_t>("YellowOffset"), image.Get<int64_t>("BlackOffset")};
+  }
+  if (!l.channels.empty() && image.Get<bool>("HasAlpha")) {
+    l.channels.push_back(image.Get<int64_t>("AlphaOffset"));
+  }
+  return l;
+}
+
+uint8_t* RowOf(const Ref& image, int64_t y) {
+  return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
+}
+
+// All bytes of all rows, padding included, one row fetched at a time (file-mapped rows move).
+struct Bytes {
+  explicit Bytes(const Ref& image) : layout(LayoutOf(image)) {
+    data.resize(static_cast<size_t>(layout.rowSize * layout.height));
+    for (int64_t y = 0; y < layout.height; ++y) {
+      std::memcpy(data.data() + y * layout.rowSize, RowOf(image, y),
+                  static_cast<size_t>(layout.rowSize));
+    }
+  }
+  uint8_t* Pixel(int64_t x, int64_t y) {
+    return data.data() + y * layout.rowSize + x * layout.pixelSize;
+  }
+  Layout layout;
+  std::vector<uint8_t> data;
+};
+
+void Randomize(const Ref& image, uint32_t seed) {
+  std::mt19937 random(seed);
+  Layout l = LayoutOf(image);
+  for (int64_t y = 0; y < l.height; ++y) {
+    uint8_t* row = RowOf(image, y);
+    for (int64_t i = 0; i < l.rowSize; ++i) row[i] = static_cast<uint8_t>(random());
+  }
+}
+
+void ExpectSameBytes(const Bytes& expected, const Ref& image, const std::string& what) {
+  Bytes actual(image);
+  ASSERT_EQ(expected.data.size(), actual.data.size()) << what;
+  for (size_t i = 0; i < expected.data.size(); ++i) {
+    if (expected.data[i] != actual.data[i]) {
+      ADD_FAILURE() << what << ": first difference at row "
+                    << static_cast<int64_t>(i) / expected.layout.rowSize << ", byte "
+                    << static_cast<int64_t>(i) % expected.layout.rowSize;
+      return;
+    }
+  }
+}
+
+enum class Op { k90, k270, k180 };
+
+// Where source pixel (x, y) of a width x height image goes.
+void Map(Op op, int64_t width, int64_t height, int64_t x, int64_t y, int64_t* dx, int64_t* dy) {
+  switch (op) {
+    case Op::k90:  // counter-clockwise
+      *dx = y;
+      *dy = width - 1 - x;
+      break;
+    case Op::k270:  // clockwise
+      *dx = height - 1 - y;
+      *dy = x;
+      break;
+    case Op::k180:
+      *dx = width - 1 - x;
+      *dy = height - 1 - y;
+      break;
+  }
+}
+
+// The destination as it must be after the turn: its old bytes, with the family's channels of
+// every source pixel written at the mapped position.
+Bytes Expected(const Ref& source, const Ref& dest, Op op) {
+  Bytes from(source);
+  Bytes to(dest);
+  for (int64_t y = 0; y < from.layout.height; ++y) {
+    for (int64_t x = 0; x < from.layout.width; ++x) {
+      int64_t dx = 0, dy = 0;
+      Map(op, from.layout.width, from.layout.height, x, y, &dx, &dy);
+      for (size_t c = 0; c < from.layout.channels.size(); ++c) {
+        to.Pixel(dx, dy)[to.layout.channels[c]] = from.Pixel(x, y)[from.layout.channels[c]];
+      }
+    }
+  }
+  return to;
+}
+
+// The in-place forms: the image against a copy of itself.
+Bytes ExpectedInPlace(const Ref& image, bool horizontal, bool vertical) {
+  Bytes from(image);
+  Bytes to = from;
+  const Layout& l = from.layout;
+  for (int64_t y = 0; y < l.height; ++y) {
+    for (int64_t x = 0; x < l.width; ++x) {
+      int64_t dx = horizontal ? l.width - 1 - x : x, dy = vertical ? l.height - 1 - y : y;
+      for (int64_t offset : l.channels) to.Pixel(dx, dy)[offset] = from.Pixel(x, y)[offset];
+    }
+  }
+  return to;
+}
+
+struct TurnCase {
+  const char* name;
+  Op op;
+};
+constexpr TurnCase kTurns[] = {{"Rotate90", Op::k90},
+                               {"Rotate270", Op::k270},
+                               {"Rotate90slow", Op::k90},
+                               {"Rotate270slow", Op::k270},
+                               {"Rotate180", Op::k180}};
+
+class Geometry : public PluginTest {
+ protected:
+  // Turns `source` into a given destination and into a new one, both checked against the mapping.
+  void CheckTurn(const Ref& source, const TurnCase& turn, int64_t destFormat, uint32_t seed) {
+    SCOPED_TRACE(turn.name);
+    int64_t width = source.Get<int64_t>("Width"), height = source.Get<int64_t>("Height");
+    bool quarter = turn.op != Op::k180;
+    Ref dest = NewImage(quarter ? height : width, quarter ? width : height, destFormat);
+    Randomize(dest, seed);
+    Bytes expected = Expected(source, dest, turn.op);
+    Ref result = source.Call<Ref>(turn.name, dest);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result.get(), dest.get());
+    ExpectSameBytes(expected, dest, "given destination");
+
+    Ref made = source.Call<Ref>(turn.name, nullptr);
+    ASSERT_TRUE(made);
+    EXPECT_EQ(made.Get<int64_t>("ImageFormat"), source.Get<int64_t>("ImageFormat"));
+    EXPECT_EQ(made.Get<int64_t>("Width"), dest.Get<int64_t>("Width"));
+    EXPECT_EQ(made.Get<int64_t>("Height"), dest.Get<int64_t>("Height"));
+    if (destFormat == source.Get<int64_t>("ImageFormat")) {
+      // The new image's channel bytes are the destination's; its other bytes are not looked at.
+      Bytes mine(made);
+      Bytes theirs(dest);
+      for (int64_t y = 0; y < mine.layout.height; ++y) {
+        for (int64_t x = 0; x < mine.layout.width; ++x) {
+          for (int64_t offset : mine.layout.channels) {
+            ASSERT_EQ(mine.Pixel(x, y)[offset], theirs.Pixel(x, y)[offset]) << x << ", " << y;
+          }
+        }
+      }
+    }
+  }
+};
+
+TEST_F(Geometry, ThreeByTwoByHand) {
+  Ref image = NewImage(3, 2, kRGB);
+  for (int64_t y = 0; y < 2; ++y) {
+    for (int64_t x = 0; x < 3; ++x) std::memset(RowOf(image, y) + x * 3, int(10 * y + x), 3);
+  }
+  Ref left = image.Call<Ref>("Rotate90", nullptr);
+  EXPECT_EQ(left.Get<int64_t>("Width"), 2);
+  EXPECT_EQ(left.Get<int64_t>("Height"), 3);
+  EXPECT_EQ(RowOf(left, 0)[0], 2);   // the source's top-right pixel
+  EXPECT_EQ(RowOf(left, 0)[3], 12);  // below it
+  EXPECT_EQ(RowOf(left, 2)[0], 0);   // the source's top-left
+  Ref right = image.Call<Ref>("Rotate270", nullptr);
+  EXPECT_EQ(RowOf(right, 0)[0], 10);  // the source's bottom-left pixel
+  EXPECT_EQ(RowOf(right, 0)[3], 0);
+  EXPECT_EQ(RowOf(right, 2)[3], 2);
+}
+
+TEST_F(Geometry, EveryFormatAndTurnAgainstTheMapping) {
+  const int64_t sizes[][2] = {{13, 7}, {1, 1}, {1, 6}, {5, 1}, {2, 3}};
+  uint32_t seed = 1;
+  for (int64_t code : EightBitFormats()) {
+    for (const auto& size : sizes) {
+      SCOPED_TRACE("format " + std::to_string(code) + ", " + std::to_string(size[0]) + " x " +
+                   std::to_string(size[1]));
+      Ref source = NewImage(size[0], size[1], code);
+      Randomize(source, ++seed);
+      for (const TurnCase& turn : kTurns) CheckTurn(source, turn, code, ++seed);
+    }
+  }
+}
+
+TEST_F(Geometry, LargerThanOneBlock) {
+  // Blocks of the tiled turns end inside the image in both directions.
+  for (int64_t code : {kRGBA, kBGRA, kCMYK, kRGB, kG, kGA, kCMYKA}) {
+    SCOPED_TRACE("format " + std::to_string(code));
+    Ref source = NewImage(261, 133, code);
+    Randomize(source, static_cast<uint32_t>(code));
+    for (const TurnCase& turn : kTurns) CheckTurn(source, turn, code, 77);
+  }
+}
+
+TEST_F(Geometry, InPlaceMirrorsAndHalfTurn) {
+  const int64_t sizes[][2] = {{13, 7}, {1, 1}, {1, 6}, {6, 1}, {4, 4}, {130, 3}};
+  uint32_t seed = 100;
+  for (int64_t code : EightBitFormats()) {
+    for (const auto& size : sizes) {
+      SCOPED_TRACE("format " + std::to_string(code) + ", " + std::to_string(size[0]) + " x " +
+                   std::to_string(size[1]));
+      Ref image = NewImage(size[0], size[1], code);
+      Randomize(image, ++seed);
+      Bytes expected = ExpectedInPlace(image, true, false);
+      image.Call("HMirror");
+      ExpectSameBytes(expected, image, "HMirror");
+      expected = ExpectedInPlace(image, false, true);
+      image.Call("VMirror");
+      ExpectSameBytes(expected, image, "VMirror");
+      expected = ExpectedInPlace(image, true, true);
+      image.Call("Rotate180");
+      ExpectSameBytes(expected, image, "Rotate180");
+    }
+  }
+}
+
+TEST_F(Geometry, RoundTrips) {
+  for (int64_t code : {kRGBA, kRGBX, kG, kCMYKA, kG5}) {
+    Ref source = NewImage(37, 23, code);
+    Randomize(source, 5);
+    Bytes original(source);
+    Ref back = source.Call<Ref>("Rotate90", nullptr).Call<Ref>("Rotate270", nullptr);
+    Ref slowBack = source.Call<Ref>("Rotate270slow", nullptr).Call<Ref>("Rotate90slow", nullptr);
+    Ref half = source.Call<Ref>("Rotate180", nullptr).Call<Ref>("Rotate180", nullptr);
+    for (const Ref* result : {&back, &slowBack, &half}) {
+      Bytes got(*result);
+      for (int64_t y = 0; y < 23; ++y) {
+        for (int64_t x = 0; x < 37; ++x) {
+          for (int64_t offset : original.layout.channels) {
+            ASSERT_EQ(got.Pixel(x, y)[offset], original.Pixel(x, y)[offset]) << code;
+          }
+        }
+      }
+    }
+    // HMirror then VMirror equals the half turn, in place and into a destination.
+    Ref turned = source.Call<Ref>("Rotate180", nullptr);
+    source.Call("HMirror");
+    source.Call("VMirror");
+    Bytes mirrored(source);
+    source.Call("Rotate180");
+    source.Call("Rotate180");
+    ExpectSameBytes(mirrored, source, "in-place half turn twice");
+    Bytes viaTurn(turned);
+    for (int64_t y = 0; y < 23; ++y) {
+      for (int64_t x = 0; x < 37; ++x) {
+        for (int64_t offset : original.layout.channels) {
+          ASSERT_EQ(viaTurn.Pixel(x, y)[offset], mirrored.Pixel(x, y)[offset]) << code;
+        }
+      }
+    }
+  }
+}
+
+TEST_F(Geometry, MirrorsKeepWhatDoesNotMove) {
+  Ref image = NewImage(5, 5, kRGB);
+  Randomize(image, 3);
+  std::vector<uint8_t> middle(RowOf(image, 2), RowOf(image, 2) + 15);
+  image.Call("VMirror");
+  EXPECT_EQ(std::vector<uint8_t>(RowOf(image, 2), RowOf(image, 2) + 15), middle);
+  image.Call("Rotate180");
+  std::vector<uint8_t> reversed;
+  for (int64_t x = 4; x >= 0; --x)
+    reversed.insert(reversed.end(), &middle[x * 3], &middle[x * 3 + 3]);
+  EXPECT_EQ(std::vector<uint8_t>(RowOf(image, 2), RowOf(image, 2) + 15), reversed);
+
+  Ref narrow = NewImage(1, 4, kRGBA);
+  Randomize(narrow, 4);
+  Bytes before(narrow);
+  narrow.Call("HMirror");
+  ExpectSameBytes(before, narrow, "one pixel wide");
+  Ref flat = NewImage(4, 1, kRGBA);
+  Randomize(flat, 4);
+  Bytes flatBefore(flat);
+  flat.Call("VMirror");
+  ExpectSameBytes(flatBefore, flat, "one row high");
+}
+
+TEST_F(Geometry, DestinationsOfOtherByteOrders) {
+  Ref source = NewImage(9, 4, kBGR);
+  Randomize(source, 6);
+  // An RGBA destination has the source's channels; its alpha stays as it was.
+  for (const TurnCase& turn : kTurns) CheckTurn(source, turn, kRGBA, 9);
+  Ref cmyk = NewImage(9, 4, kCMYK);
+  Randomize(cmyk, 7);
+  for (const TurnCase& turn : kTurns) CheckTurn(cmyk, turn, kCMYKX, 9);
+  for (const TurnCase& turn : kTurns) CheckTurn(cmyk, turn, kKYMCA, 9);
+  Ref gray = NewImage(9, 4, kG);
+  Randomize(gray, 8);
+  for (const TurnCase& turn : kTurns) CheckTurn(gray, turn, kGA, 9);
+}
+
+TEST_F(Geometry, LargerDestinationsTakeTheTopLeft) {
+  Ref source = NewImage(6, 4, kRGBA);
+  Randomize(source, 1);
+  Ref dest = NewImage(10, 10, kRGBA);
+  Randomize(dest, 2);
+  Bytes expected(dest);
+  Bytes from(source);
+  for (int64_t y = 0; y < 4; ++y) {
+    for (int64_t x = 0; x < 6; ++x) std::memcpy(expected.Pixel(y, 5 - x), from.Pixel(x, y), 4);
+  }
+  EXPECT_EQ(source.Call<Ref>("Rotate90", dest).get(), dest.get());
+  ExpectSameBytes(expected, dest, "larger destination");
+}
+
+TEST_F(Geometry, RefusedSourcesAndDestinations) {
+  Ref sixteen = NewImage(4, 3, kGray16);
+  Randomize(sixteen, 1);
+  Bytes before(sixteen);
+  for (const TurnCase& turn : kTurns) EXPECT_FALSE(sixteen.Call<Ref>(turn.name, nullptr));
+  sixteen.Call("HMirror");
+  sixteen.Call("VMirror");
+  sixteen.Call("Rotate180");
+  ExpectSameBytes(before, sixteen, "16-bit gray");
+
+  Ref source = NewImage(6, 4, kRGBA);
+  Randomize(source, 2);
+  struct Refusal {
+    const char* why;
+    Ref dest;
+  };
+  std::vector<Refusal> refusals = {
+      {"one column short", NewImage(3, 6, kRGBA)},
+      {"one row short", NewImage(4, 5, kRGBA)},
+      {"no alpha", NewImage(4, 6, kRGB)},
+      {"gray", NewImage(4, 6, kGA)},
+      {"CMYK", NewImage(4, 6, kCMYKA)},
+      {"not valid", NewImage(4, 6, 14)},
+  };
+  for (Refusal& refusal : refusals) {
+    SCOPED_TRACE(refusal.why);
+    bool valid = refusal.dest.Get<bool>("Valid");
+    std::vector<uint8_t> destBefore = valid ? Bytes(refusal.dest).data : std::vector<uint8_t>{};
+    for (const char* name : {"Rotate90", "Rotate270", "Rotate90slow", "Rotate270slow"}) {
+      EXPECT_FALSE(source.Call<Ref>(name, refusal.dest));
+    }
+    if (valid) {
+      EXPECT_EQ(Bytes(refusal.dest).data, destBefore);
+    }
+  }
+  EXPECT_FALSE(source.Call<Ref>("Rotate180", NewImage(5, 4, kRGBA)));
+  // The source itself is not a destination.
+  Ref square = NewImage(5, 5, kRGBA);
+  Randomize(square, 3);
+  Bytes squareBefore(square);
+  EXPECT_FALSE(square.Call<Ref>("Rotate90", square));
+  EXPECT_FALSE(square.Call<Ref>("Rotate180", square));
+  ExpectSameBytes(squareBefore, square, "source as destination");
+
+  // A source without a family still returns the destination, unchanged.
+  Ref raw = NewImage(3, 2, kScaling3);
+  Ref rawDest = NewImage(2, 3, kScaling3);
+  Randomize(rawDest, 4);
+  Bytes rawBefore(rawDest);
+  EXPECT_EQ(raw.Call<Ref>("Rotate90", rawDest).get(), rawDest.get());
+  ExpectSameBytes(rawBefore, rawDest, "no family");
+
+  // Closed images: the source and the destination.
+  Ref closed = NewImage(4, 6, kRGBA);
+  closed.Call("Close");
+  EXPECT_FALSE(source.Call<Ref>("Rotate90", closed));
+  EXPECT_FALSE(closed.Call<Ref>("Rotate90", nullptr));
+  closed.Call("HMirror");
+  closed.Call("VMirror");
+  closed.Call("Rotate180");
+}
+
+// Factories as an application writes them: one a few columns wider than asked, or none at all.
+int64_t gExtraWidth = 0;
+bool gAnswerNil = false;
+REALobject WiderFactory(REALobject, int64_t width, int64_t height, int64_t format) {
+  if (gAnswerNil) return nullptr;
+  return Host::Current().New("PictureXQT", width + gExtraWidth, height, format).release();
+}
+
+TEST_F(Geometry, NewDestinationsComeFromTheSourcesFactory) {
+  host_.DefineSubclass("WideFactory", "PictureFactoryXQT",
+                       {{"NewPictureXQT", reinterpret_cast<void*>(&WiderFactory)}});
+  Ref source = NewImage(6, 4, kRGBA);
+  Randomize(source, 9);
+  source.Set("Factory", host_.New("WideFactory"));
+  gExtraWidth = 3;
+  gAnswerNil = false;
+  Ref turned = source.Call<Ref>("Rotate270", nullptr);
+  ASSERT_TRUE(turned);
+  EXPECT_EQ(turned.Get<int64_t>("Width"), 7);
+  EXPECT_EQ(turned.Get<int64_t>("Height"), 6);
+  Bytes from(source);
+  Bytes got(turned);
+  for (int64_t y = 0; y < 4; ++y) {
+    for (int64_t x = 0; x < 6; ++x)
+      ASSERT_EQ(std::memcmp(got.Pixel(3 - y, x), from.Pixel(x, y), 4), 0);
+  }
+  gAnswerNil = true;
+  EXPECT_EQ(source.Call<Ref>("Rotate180", nullptr).Get<int64_t>("Width"), 6);
+  source.Set("Factory", nullptr);
+}
+
+// File-mapped images whose rows span several bands of the mapping (a band holds 16 MiB, 4096
+// rows of one page each here), as source, as destination, and in place.
+class MappedGeometry : public Geometry {
+ protected:
+  MappedGeometry() {
+    scratch_ = fs::temp_directory_path() /
+               ("xqt-geometry-" +
+                std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "-" +
+                std::to_string(getpid()));
+    fs::remove_all(scratch_);
+    fs::create_directories(scratch_);
+    const char* old = std::getenv("TMPDIR");
+    hadTmpdir_ = old != nullptr;
+    if (old) oldTmpdir_ = old;
+    setenv("TMPDIR", scratch_.c_str(), 1);
+  }
+  ~MappedGeometry() override {
+    EXPECT_TRUE(fs::is_empty(scratch_)) << "a backing file was left behind";
+    fs::remove_all(scratch_);
+    if (hadTmpdir_) {
+      setenv("TMPDIR", oldTmpdir_.c_str(), 1);
+    } else {
+      unsetenv("TMPDIR");
+    }
+  }
+  Ref NewMapped(int64_t width, int64_t height, int64_t format) {
+    Ref image = host_.New("PictureXQT", width, height, format, int64_t{0}, nullptr);
+    EXPECT_TRUE(image.Get<bool>("IsMapping"));
+    return image;
+  }
+
+  fs::path scratch_;
+  std::string oldTmpdir_;
+  bool hadTmpdir_ = false;
+};
+
+TEST_F(MappedGeometry, MappedSourceSpanningBands) {
+  for (int64_t code : {kRGBA, kG}) {
+    Ref source = NewMapped(37, 4200, code);
+    ASSERT_LT(source.Get<int64_t>("MappingRows"), 4200);
+    Randomize(source, 12);
+    for (const TurnCase& turn : kTurns) CheckTurn(source, turn, code, 13);
+    // A clip of the mapped image maps its own bands.
+    Ref clip = source.Call<Ref>("ClipImage", 3, 50, 30, 4100);
+    CheckTurn(clip, kTurns[0], code, 14);
+  }
+}
+
+TEST_F(MappedGeometry, MappedDestinationSpanningBands) {
+  Ref source = NewImage(4300, 5, kRGB);
+  Randomize(source, 15);
+  for (const TurnCase& turn : kTurns) {
+    if (turn.op == Op::k180) continue;
+    SCOPED_TRACE(turn.name);
+    Ref dest = NewMapped(5, 4300, kRGB);
+    ASSERT_LT(dest.Get<int64_t>("MappingRows"), 4300);
+    Randomize(dest, 16);
+    Bytes expected = Expected(source, dest, turn.op);
+    EXPECT_EQ(source.Call<Ref>(turn.name, dest).get(), dest.get());
+    ExpectSameBytes(expected, dest, "mapped destination");
+  }
+}
+
+TEST_F(MappedGeometry, BothMappedAcrossBands) {
+  Ref source = NewMapped(1100, 4200, kCMYK);  // one page per row: two bands
+  Randomize(source, 17);
+  Ref dest = NewMapped(4200, 1100, kCMYK);  // four pages per row: 1024 rows a band
+  ASSERT_LT(dest.Get<int64_t>("MappingRows"), 1100);
+  Randomize(dest, 18);
+  Bytes expected = Expected(source, dest, Op::k90);
+  EXPECT_EQ(source.Call<Ref>("Rotate90", dest).get(), dest.get());
+  ExpectSameBytes(expected, dest, "both mapped");
+}
+
+TEST_F(MappedGeometry, InPlaceAcrossBands) {
+  Ref image = NewMapped(37, 4201, kRGBA);
+  Randomize(image, 19);
+  Bytes expected = ExpectedInPlace(image, false, true);
+  image.Call("VMirror");
+  ExpectSameBytes(expected, image, "VMirror");
+  expected = ExpectedInPlace(image, true, true);
+  image.Call("Rotate180");
+  ExpectSameBytes(expected, image, "Rotate180");
+  expected = ExpectedInPlace(image, true, false);
+  image.Call("HMirror");
+  ExpectSameBytes(expected, image, "HMirror");
+  // A few rows only: the band is larger than the image.
+  Ref tiny = NewMapped(9, 2, kRGBA);
+  Randomize(tiny, 20);
+  CheckTurn(tiny, kTurns[0], kRGBA, 21);
+  CheckTurn(tiny, kTurns[1], kRGBA, 22);
+}
+
+}  // namespace

@@ -1,0 +1,175 @@
+// The premultiplication tables and their float fallback, and the debug labels of the fills,
+// through the static library.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "filters/pixel_ops.h"
+#include "host/emulated_host.h"
+#include "support/log_capture.h"
+
+namespace {
+
+// A debug line as written: the prefix, the text and the newline.
+bool Logged(const LogCapture& log, const std::string& text) {
+  return log.Contains("XQT Debug: " + text + "\n");
+}
+
+using xqt::host::Color;
+using xqt::host::Host;
+using xqt::host::Ref;
+
+constexpr int64_t kRGB = 1, kRGBA = 2, kRGBX = 3, kG = 11, kGA = 12, kCMYKA = 24, kGray16 = 41;
+
+class FillsUnit : public ::testing::Test {
+ protected:
+  FillsUnit() { host_.Attach(&REALPluginMain); }
+  ~FillsUnit() override { EXPECT_EQ(host_.LiveObjects(), 0) << host_.LiveReport(); }
+
+  static uint8_t* Row(const Ref& image, int64_t y) {
+    return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
+  }
+
+  Host host_;
+};
+
+// The float formula of the premultiplied value, as single-precision steps.
+int Premultiplied(int c, int a) {
+  float f = static_cast<float>(a) / 255.0f;
+  return static_cast<int>(static_cast<float>(c) * f + 0.5f);
+}
+
+TEST_F(FillsUnit, TablesHoldTheirDefinition) {
+  InitMultiplyTable();
+  ASSERT_EQ(InitedMultiplyTable, 2);
+  for (int a = 0; a < 256; ++a) {
+    // For each premultiplied value: the largest colour giving it, or the value itself.
+    int inverse[256];
+    for (int m = 0; m < 256; ++m) inverse[m] = m;
+    for (int c = 0; c < 256; ++c) {
+      int m = Premultiplied(c, a);
+      ASSERT_EQ(MultiplyTable[a * 256 + c], m) << a << ", " << c;
+      inverse[m] = c;
+    }
+    for (int m = 0; m < 256; ++m) ASSERT_EQ(UnmultiplyTable[a * 256 + m], inverse[m]);
+  }
+  // The corners: row 0 maps 0 to 255 and keeps the rest; row 255 is the identity both ways.
+  EXPECT_EQ(UnmultiplyTable[0], 255);
+  EXPECT_EQ(UnmultiplyTable[7], 7);
+  for (int c = 0; c < 256; ++c) {
+    EXPECT_EQ(MultiplyTable[255 * 256 + c], c);
+    EXPECT_EQ(UnmultiplyTable[255 * 256 + c], c);
+  }
+  // A second call changes nothing.
+  uint8_t* before = MultiplyTable;
+  InitMultiplyTable();
+  EXPECT_EQ(MultiplyTable, before);
+}
+
+// Values worked out from the formulas in single precision by a separate script.
+TEST_F(FillsUnit, FloatFormulas) {
+  EXPECT_EQ(MultiplyValue(200, 128), 100);
+  EXPECT_EQ(MultiplyValue(255, 1), 1);
+  EXPECT_EQ(MultiplyValue(77, 1), 0);
+  EXPECT_EQ(UnmultiplyValue(100, 128), 199);  // the table gives 200
+  EXPECT_EQ(UnmultiplyValue(200, 100), 254);  // 510 stored as a byte
+  EXPECT_EQ(UnmultiplyValue(2, 1), 254);
+  EXPECT_EQ(UnmultiplyValue(0, 0), 0);  // alpha 0 writes 0
+  EXPECT_EQ(UnmultiplyValue(9, 0), 0);
+  for (int c = 0; c < 256; ++c) {
+    for (int a = 0; a < 256; ++a) {
+      ASSERT_EQ(MultiplyValue(static_cast<uint8_t>(c), static_cast<uint8_t>(a)),
+                Premultiplied(c, a));
+    }
+  }
+}
+
+// With the tables missing (an allocation failed), the operations use the formulas.
+TEST_F(FillsUnit, FallbackWithoutTables) {
+  InitMultiplyTable();
+  ASSERT_EQ(InitedMultiplyTable, 2);
+  Ref withTables = host_.New("PictureXQT", int64_t{3}, int64_t{1}, kRGBA);
+  Ref withFormula = host_.New("PictureXQT", int64_t{3}, int64_t{1}, kRGBA);
+  const uint8_t pixels[12] = {100, 200, 0, 128, 200, 9, 255, 100, 7, 8, 9, 0};
+  std::memcpy(Row(withTables, 0), pixels, 12);
+  std::memcpy(Row(withFormula, 0), pixels, 12);
+  withTables.Call("Unmultiply");
+  InitedMultiplyTable = 1;
+  withFormula.Call("Unmultiply");
+  InitedMultiplyTable = 2;
+  // Worked out from the table's definition and from the formula by a separate script.
+  const uint8_t table[12] = {200, 200, 0, 128, 200, 24, 255, 100, 7, 8, 9, 0};
+  const uint8_t formula[12] = {199, 142, 0, 128, 254, 23, 138, 100, 0, 0, 0, 0};
+  EXPECT_EQ(std::memcmp(Row(withTables, 0), table, 12), 0);
+  EXPECT_EQ(std::memcmp(Row(withFormula, 0), formula, 12), 0);
+
+  // Premultiplying gives the same bytes either way.
+  std::memcpy(Row(withTables, 0), pixels, 12);
+  std::memcpy(Row(withFormula, 0), pixels, 12);
+  withTables.Call("Multiply");
+  InitedMultiplyTable = 1;
+  withFormula.Call("Multiply");
+  InitedMultiplyTable = 2;
+  EXPECT_EQ(std::memcmp(Row(withTables, 0), Row(withFormula, 0), 12), 0);
+}
+
+TEST_F(FillsUnit, LabelsNameThePath) {
+  Ref rgbx = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kRGBX);
+  Ref rgba = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kRGBA);
+  Ref gray16 = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kGray16);
+  Ref gray = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kG);
+  Ref ga = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kGA);
+  Ref cmyka = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kCMYKA);
+  LogCapture log;
+  rgbx.Call("FillRect", 3, 1, -2, -1, 1);
+  EXPECT_TRUE(Logged(log, "Fix 3, 1, -2, -1"));
+  EXPECT_TRUE(Logged(log, "Fixed 1, 0, 2, 1"));
+  rgbx.Call("FillRect", 1);
+  EXPECT_TRUE(Logged(log, "FillRect5RGB"));
+  EXPECT_TRUE(Logged(log, "StartImage ok"));
+  ga.Call("FillRect", 1, 2);
+  EXPECT_TRUE(Logged(log, "FillRectA5GA"));
+  cmyka.Call("FillRect", 1);
+  EXPECT_TRUE(Logged(log, "FillRect5CMYKA"));
+  rgbx.Call("FillRect", 1, 2);
+  EXPECT_TRUE(Logged(log, "FillRect5RGB"));
+  gray16.Call("Invert");
+  EXPECT_TRUE(Logged(log, "Invert G"));
+  EXPECT_TRUE(Logged(log, "HasGray16 1"));
+  gray.Call("Invert");
+  EXPECT_TRUE(Logged(log, "HasGray 1"));
+  rgba.Call("Invert");
+  EXPECT_TRUE(Logged(log, "Invert RGBA"));
+  EXPECT_TRUE(gray.Call<bool>("FillRectApply", Color{0xC86432}, 128));
+  EXPECT_TRUE(Logged(log, "FillRectApplyRGBcA1"));
+  EXPECT_TRUE(Logged(log, "FillRectApply5G"));
+  EXPECT_TRUE(Logged(log, "gray 124"));
+  EXPECT_TRUE(Logged(log, "alpha 128"));
+  EXPECT_TRUE(Logged(log, "alpha1 127"));
+  EXPECT_TRUE(Logged(log, "alpha 32896"));
+  EXPECT_TRUE(Logged(log, "alpha1 32639"));
+  rgba.Call("Multiply");
+  EXPECT_TRUE(Logged(log, "Multiply5RGBA"));
+  cmyka.Call("Unmultiply");
+  EXPECT_TRUE(Logged(log, "Unmultiply5CMYKA"));
+  EXPECT_TRUE(rgba.Call<bool>("AutoLevel"));
+  EXPECT_TRUE(Logged(log, "AutoLevel5_RGB"));
+  EXPECT_FALSE(gray16.Call<bool>("AutoLevel"));
+  EXPECT_TRUE(Logged(log, "BitsPerComponent > 8 not supported."));
+  EXPECT_EQ(rgba.Call<int64_t>("CompareImages", rgba), 8);
+  EXPECT_TRUE(Logged(log, "CompareImagesRGBA"));
+  rgbx.Call("FillRectRGB", Color{1});
+  EXPECT_TRUE(Logged(log, "FillRectRGBc1"));
+  Ref invalid = host_.New("PictureXQT", int64_t{4}, int64_t{2}, int64_t{14});
+  invalid.Call("FillRect", 1);
+  EXPECT_TRUE(Logged(log, "Picture not valid."));
+  Ref rgb = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kRGB);
+  rgb.Call("Close");
+  rgb.Call("ClearRect");
+  EXPECT_TRUE(Logged(log, "GetRow is nil"));
+}
+
+}  // namespace

@@ -1,0 +1,150 @@
+// The vector kernels of the turns against the plain per-pixel paths, bit for bit, on random
+// images of odd sizes in every format they serve; and the debug labels of the turns.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "geometry/turn_kernels.h"
+#include "host/emulated_host.h"
+#include "support/log_capture.h"
+
+namespace {
+
+// A debug line as written: the prefix, the text and the newline.
+bool Logged(const LogCapture& log, const std::string& text) {
+  return log.Contains("XQT Debug: " + text + "\n");
+}
+
+using xqt::host::Host;
+using xqt::host::Ref;
+
+// Formats whose pixels are four channel bytes: RGBA, ARGB, BGRA, ABGR, CMYK, KYMC.
+constexpr int64_t kFourByteFormats[] = {2, 4, 7, 9, 23, 28};
+constexpr int64_t kRGBA = 2, kG = 11, kGray16 = 41;
+
+std::vector<uint8_t> RandomBytes(size_t count, uint32_t seed) {
+  std::mt19937 random(seed);
+  std::vector<uint8_t> bytes(count);
+  for (auto& b : bytes) b = static_cast<uint8_t>(random());
+  return bytes;
+}
+
+TEST(TurnKernels, ReverseAndTurnAgainstPlainLoops) {
+  for (int64_t count = 0; count <= 37; ++count) {
+    std::vector<uint8_t> source = RandomBytes(static_cast<size_t>(count) * 4, 1);
+    std::vector<uint8_t> reversed(source.size()), plain(source.size());
+    for (int64_t i = 0; i < count; ++i) {
+      std::memcpy(&plain[i * 4], &source[(count - 1 - i) * 4], 4);
+    }
+    ReversePixels4(source.data(), reversed.data(), count);
+    EXPECT_EQ(reversed, plain) << count;
+    ReversePixelsInPlace4(source.data(), count);
+    EXPECT_EQ(source, plain) << count;
+  }
+  std::vector<uint8_t> block = RandomBytes(64, 2);
+  for (bool clockwise : {false, true}) {
+    const uint8_t* rows[4] = {&block[0], &block[16], &block[32], &block[48]};
+    std::vector<uint8_t> out(64);
+    uint8_t* dest[4] = {&out[0], &out[16], &out[32], &out[48]};
+    TurnBlock4(rows, dest, clockwise);
+    for (int j = 0; j < 4; ++j) {
+      for (int k = 0; k < 4; ++k) {
+        // Destination row j holds pixel j of the source rows, in reverse row order when clockwise.
+        int from = clockwise ? 3 - k : k;
+        ASSERT_EQ(std::memcmp(&out[j * 16 + k * 4], &block[from * 16 + j * 4], 4), 0)
+            << clockwise << " " << j << " " << k;
+      }
+    }
+  }
+}
+
+class TurnsUnit : public ::testing::Test {
+ protected:
+  TurnsUnit() { host_.Attach(&REALPluginMain); }
+  ~TurnsUnit() override {
+    SetVectorTurns(true);
+    EXPECT_EQ(host_.LiveObjects(), 0) << host_.LiveReport();
+  }
+
+  Ref NewRandom(int64_t width, int64_t height, int64_t format, uint32_t seed) {
+    Ref image = host_.New("PictureXQT", width, height, format);
+    int64_t rowSize = image.Get<int64_t>("RowSize");
+    for (int64_t y = 0; y < height; ++y) {
+      std::vector<uint8_t> bytes = RandomBytes(static_cast<size_t>(rowSize), seed + uint32_t(y));
+      std::memcpy(image.Call<void*>("RawRowPtr", y), bytes.data(), bytes.size());
+    }
+    return image;
+  }
+  static std::vector<uint8_t> AllBytes(const Ref& image) {
+    int64_t rowSize = image.Get<int64_t>("RowSize"), height = image.Get<int64_t>("Height");
+    std::vector<uint8_t> bytes;
+    for (int64_t y = 0; y < height; ++y) {
+      auto* row = static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
+      bytes.insert(bytes.end(), row, row + rowSize);
+    }
+    return bytes;
+  }
+
+  Host host_;
+};
+
+TEST_F(TurnsUnit, VectorAndPlainPathsGiveTheSameBytes) {
+  const int64_t sizes[][2] = {{131, 77}, {7, 5}, {3, 9}, {4, 4}, {257, 130}};
+  uint32_t seed = 10;
+  for (int64_t format : kFourByteFormats) {
+    for (const auto& size : sizes) {
+      SCOPED_TRACE("format " + std::to_string(format) + ", " + std::to_string(size[0]) + " x " +
+                   std::to_string(size[1]));
+      Ref source = NewRandom(size[0], size[1], format, seed += 100);
+      for (const char* turn : {"Rotate90", "Rotate270", "Rotate180"}) {
+        bool quarter = std::string(turn) != "Rotate180";
+        int64_t w = quarter ? size[1] : size[0], h = quarter ? size[0] : size[1];
+        Ref vectorDest = NewRandom(w, h, format, seed + 1);
+        Ref plainDest = NewRandom(w, h, format, seed + 1);
+        SetVectorTurns(true);
+        source.Call<Ref>(turn, vectorDest);
+        SetVectorTurns(false);
+        source.Call<Ref>(turn, plainDest);
+        EXPECT_EQ(AllBytes(vectorDest), AllBytes(plainDest)) << turn;
+      }
+      for (const char* mirror : {"HMirror", "Rotate180"}) {
+        Ref vectorImage = NewRandom(size[0], size[1], format, seed + 2);
+        Ref plainImage = NewRandom(size[0], size[1], format, seed + 2);
+        SetVectorTurns(true);
+        vectorImage.Call(mirror);
+        SetVectorTurns(false);
+        plainImage.Call(mirror);
+        EXPECT_EQ(AllBytes(vectorImage), AllBytes(plainImage)) << mirror;
+      }
+    }
+  }
+}
+
+TEST_F(TurnsUnit, LabelsAndRefusals) {
+  Ref rgba = NewRandom(5, 3, kRGBA, 1);
+  Ref gray = NewRandom(5, 3, kG, 2);
+  LogCapture log;
+  Ref turned = rgba.Call<Ref>("Rotate90", nullptr);
+  EXPECT_TRUE(Logged(log, "Rotate90fast"));
+  EXPECT_TRUE(Logged(log, "Rotate90RGBA"));
+  Ref slow = gray.Call<Ref>("Rotate270slow", nullptr);
+  EXPECT_TRUE(Logged(log, "Rotate270"));
+  EXPECT_TRUE(Logged(log, "Rotate270G"));
+  gray.Call("VMirror");
+  EXPECT_TRUE(Logged(log, "VMirrorSelfG"));
+  rgba.Call("Rotate180");
+  EXPECT_TRUE(Logged(log, "Rotate180SelfRGBA"));
+  EXPECT_FALSE(rgba.Call<Ref>("Rotate90", gray));
+  EXPECT_TRUE(Logged(log, "Destination too small."));
+  EXPECT_FALSE(rgba.Call<Ref>("Rotate180", gray));
+  EXPECT_TRUE(Logged(log, "Destination lacks the source's channels."));
+  EXPECT_FALSE(
+      host_.New("PictureXQT", int64_t{2}, int64_t{2}, kGray16).Call<Ref>("Rotate90", nullptr));
+  EXPECT_TRUE(Logged(log, "BitsPerComponent > 8 not supported."));
+}
+
+}  // namespace
