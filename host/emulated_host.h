@@ -199,6 +199,12 @@ class Host {
   Ref PictureMask(const Ref& picture) const;  // nil when it has none
   void SetPictureMask(const Ref& picture, const Ref& mask);
   int64_t PictureCacheClears(const Ref& picture) const;
+  // Times `picture` was the image of Graphics.DrawPicture, with the Double or Integer signature.
+  int64_t PictureDrawnAsSource(const Ref& picture, bool doubleSignature) const;
+  // The scale BestRepresentation was last called with on `picture`, 0 when never.
+  double PictureRepresentationScale(const Ref& picture) const;
+  // The bitmap context behind a desktop picture (null for gd), for tests that bend its fields.
+  REALbitmapContext* PictureBitmap(const Ref& picture);
   // Description locks taken and not yet released, over all pictures.
   int64_t OpenPictureLocks() const;
   static uint8_t* BlockData(const Ref& block);

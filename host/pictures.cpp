@@ -26,6 +26,10 @@ struct PictureData {
   REALobject representation = nullptr;  // locked: what BestRepresentation gives
   int64_t locks = 0;
   int64_t cacheClears = 0;
+  // Times this picture was drawn as the source of Graphics.DrawPicture, by signature.
+  int64_t drawnWithDoubles = 0;
+  int64_t drawnWithIntegers = 0;
+  double lastRepresentationScale = 0;  // the scale BestRepresentation was last asked for
 
   ~PictureData() {
     if (gd != nullptr) gdImageDestroy(gd);
@@ -228,10 +232,11 @@ void MaskAssign(REALobject picture, REALobject mask) {
   p->mask = mask;
 }
 
-REALobject BestRepresentation(REALobject picture, int64_t, int64_t, double) {
+REALobject BestRepresentation(REALobject picture, int64_t, int64_t, double scale) {
   Host::Impl* impl = Enter("Picture.BestRepresentation");
   PictureData* p = PictureOf(picture, "Picture.BestRepresentation");
   if (p == nullptr) return nullptr;
+  p->lastRepresentationScale = scale;
   REALobject best = p->representation ? p->representation : picture;
   impl->Lock(best);
   return best;
@@ -275,11 +280,13 @@ void Draw(REALobject graphics, REALobject image, double x, double y, double w, d
 
 void DrawDouble(REALobject graphics, REALobject image, double x, double y, double w, double h,
                 double sx, double sy, double sw, double sh) {
+  if (PictureData* p = PictureOf(image, "DrawPicture")) ++p->drawnWithDoubles;
   Draw(graphics, image, x, y, w, h, sx, sy, sw, sh);
 }
 
 void DrawInteger(REALobject graphics, REALobject image, int64_t x, int64_t y, int64_t w, int64_t h,
                  int64_t sx, int64_t sy, int64_t sw, int64_t sh) {
+  if (PictureData* p = PictureOf(image, "DrawPicture")) ++p->drawnWithIntegers;
   Draw(graphics, image, double(x), double(y), double(w), double(h), double(sx), double(sy),
        double(sw), double(sh));
 }
@@ -523,6 +530,20 @@ void Host::SetPictureMask(const Ref& picture, const Ref& mask) {
 
 int64_t Host::PictureCacheClears(const Ref& picture) const {
   return Checked(picture, "PictureCacheClears").cacheClears;
+}
+
+int64_t Host::PictureDrawnAsSource(const Ref& picture, bool doubleSignature) const {
+  PictureData& p = Checked(picture, "PictureDrawnAsSource");
+  return doubleSignature ? p.drawnWithDoubles : p.drawnWithIntegers;
+}
+
+double Host::PictureRepresentationScale(const Ref& picture) const {
+  return Checked(picture, "PictureRepresentationScale").lastRepresentationScale;
+}
+
+REALbitmapContext* Host::PictureBitmap(const Ref& picture) {
+  PictureData& p = Checked(picture, "PictureBitmap");
+  return p.desktop ? &p.context : nullptr;
 }
 
 int64_t Host::OpenPictureLocks() const {

@@ -10,6 +10,7 @@
 #include "image/picture_factory.h"
 #include "image/pixel_formats.h"
 #include "image/raw_rows.h"
+#include "picture/picture_copy.h"
 
 namespace {
 
@@ -57,6 +58,8 @@ void AddProperties(ClassMembers& members) {
       ReadOnly("RowOffset", "Integer", XQT_FIELD(RowOffset)),
       ReadWrite("DebugPictureEnabled", "Boolean", XQT_FIELD(DebugPictureEnabled),
                 kPicturePropertyFlags),
+      REALproperty{nullptr, "DebugPicture", "Picture", kPicturePropertyFlags,
+                   Entry(&GetDebugPicture), nullptr, 0},
       ReadOnly("IsGray", "Boolean", XQT_FIELD(IsGray)),
       ReadOnly("IsRGB", "Boolean", XQT_FIELD(IsRGB)),
       ReadOnly("HasGreen", "Boolean", XQT_FIELD(HasGreen)),

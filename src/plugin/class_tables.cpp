@@ -8,6 +8,7 @@
 #include "image/image_members.h"
 #include "image/image_storage.h"
 #include "image/picture_factory.h"
+#include "picture/picture_members.h"
 #include "plugin/class_registry.h"
 #include "plugin/debug_log.h"
 #include "scale/scale_members.h"
@@ -60,6 +61,7 @@ void BuildClassTables() {
   AddFillMembers(pictures);
   AddFilterMembers(pictures);
   AddGeometryMembers(pictures);
+  AddPictureMembers(pictures);
   pictures.sharedProperties.insert(
       pictures.sharedProperties.begin(),
       REALproperty{nullptr, "Attributes( Hidden ) Debugging", "Boolean", kSharedPropertyFlags,

@@ -1,0 +1,701 @@
+// Images and host pictures through the emulated host: copies into new pictures in every layout,
+// reads from pictures (with masks, HiDPI and vector pictures), images made on a picture's own
+// bitmap, desktop and console applications, and the failures that must end in nil.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "support/plugin_fixture.h"
+
+namespace {
+
+using xqt::host::AppKind;
+using xqt::host::HostOptions;
+using xqt::host::Ref;
+
+constexpr int64_t kRGB = 1, kRGBA = 2, kARGB = 4, kXRGB = 5, kBGRA = 7, kG = 11, kGA = 12,
+                  kBuffer = 22, kCMYK = 23, kCMYKA = 24, kKYMC = 28, kGray16 = 41, kG3 = 43;
+
+uint8_t* Row(const Ref& image, int64_t y) {
+  return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
+}
+
+uint8_t* Pixel(const Ref& image, int64_t x, int64_t y) {
+  return Row(image, y) + x * image.Get<int64_t>("PixelSize");
+}
+
+void FillRandom(const Ref& image, uint32_t seed) {
+  std::mt19937 random(seed);
+  int64_t bytes = image.Get<int64_t>("Width") * image.Get<int64_t>("PixelSize");
+  for (int64_t y = 0; y < image.Get<int64_t>("Height"); ++y) {
+    uint8_t* row = Row(image, y);
+    for (int64_t i = 0; i < bytes; ++i) row[i] = static_cast<uint8_t>(random());
+  }
+}
+
+void FillPictureRandom(xqt::host::Host& host, const Ref& picture, uint32_t seed) {
+  std::mt19937 random(seed);
+  for (int64_t y = 0; y < picture.Get<int64_t>("Height"); ++y) {
+    for (int64_t x = 0; x < picture.Get<int64_t>("Width"); ++x) {
+      host.SetPictureARGB(picture, x, y, static_cast<uint32_t>(random()));
+    }
+  }
+}
+
+// The stored word of a pixel in a bitmap of `alphaInfo` (first byte in the top bits).
+uint32_t DesktopWord(uint32_t alphaInfo, uint32_t r, uint32_t g, uint32_t b, uint32_t a) {
+  bool alphaLast = alphaInfo == 1 || alphaInfo == 3 || alphaInfo == 5;
+  return alphaLast ? (r << 24 | g << 16 | b << 8 | a) : (a << 24 | r << 16 | g << 8 | b);
+}
+
+uint8_t Red(uint32_t argb) { return static_cast<uint8_t>(argb >> 16); }
+uint8_t Green(uint32_t argb) { return static_cast<uint8_t>(argb >> 8); }
+uint8_t Blue(uint32_t argb) { return static_cast<uint8_t>(argb); }
+
+// Premultiplication by an alpha, rounded to nearest.
+uint8_t Scaled(uint32_t colour, uint32_t alpha) {
+  return static_cast<uint8_t>((colour * alpha + 127) / 255);
+}
+
+class PictureBridge : public PluginTest {
+ protected:
+  explicit PictureBridge(HostOptions options = {}) : PluginTest(options) {}
+  void TearDown() override {
+    EXPECT_EQ(host_.OpenPictureLocks(), 0);
+    PluginTest::TearDown();
+  }
+};
+
+// --- Copies into pictures and reads back, for every layout of desktop picture -----------------
+
+class PictureLayouts : public PictureBridge, public ::testing::WithParamInterface<uint32_t> {
+ protected:
+  PictureLayouts()
+      : PictureBridge({.plainPictureAlphaInfo = GetParam(), .alphaPictureAlphaInfo = GetParam()}) {}
+};
+
+TEST_P(PictureLayouts, CopiesWriteTheLayoutAndReadBackExactly) {
+  const uint32_t info = GetParam();
+  Ref image = NewImage(5, 3, kRGBA);
+  FillRandom(image, 7 + info);
+  Ref colour = image.Call<Ref>("CopyPicture");
+  Ref withAlpha = image.Call<Ref>("CopyPictureWithAlpha");
+  Ref mask = image.Call<Ref>("CopyMask");
+  ASSERT_TRUE(colour && withAlpha && mask);
+  EXPECT_FALSE(colour.Get<bool>("HasAlphaChannel"));
+  EXPECT_TRUE(withAlpha.Get<bool>("HasAlphaChannel"));
+  for (int64_t y = 0; y < 3; ++y) {
+    for (int64_t x = 0; x < 5; ++x) {
+      const uint8_t* p = Pixel(image, x, y);
+      EXPECT_EQ(host_.PictureWord(colour, x, y), DesktopWord(info, p[0], p[1], p[2], 255));
+      EXPECT_EQ(host_.PictureWord(withAlpha, x, y), DesktopWord(info, p[0], p[1], p[2], p[3]));
+      EXPECT_EQ(host_.PictureWord(mask, x, y), DesktopWord(info, p[3], p[3], p[3], 255));
+    }
+  }
+
+  // Reading the picture back gives the colour as stored and leaves the image's alpha alone.
+  Ref back = NewImage(5, 3, kBGRA);
+  for (int64_t y = 0; y < 3; ++y) std::memset(Row(back, y), 0x5A, 20);
+  back.Call("DrawPictureRGB", withAlpha);
+  for (int64_t y = 0; y < 3; ++y) {
+    for (int64_t x = 0; x < 5; ++x) {
+      const uint8_t* p = Pixel(image, x, y);
+      const uint8_t* q = Pixel(back, x, y);
+      EXPECT_EQ(q[2], p[0]);
+      EXPECT_EQ(q[1], p[1]);
+      EXPECT_EQ(q[0], p[2]);
+      EXPECT_EQ(q[3], 0x5A);
+    }
+  }
+  EXPECT_GE(host_.PictureCacheClears(colour), 1);
+}
+
+TEST_P(PictureLayouts, ImageOnADesktopPictureSharesItsBitmap) {
+  const uint32_t info = GetParam();
+  Ref picture = host_.NewDesktopPicture(6, 4, info, true);
+  FillPictureRandom(host_, picture, info);
+  for (bool useAlpha : {false, true}) {
+    if (info == 3 || info == 4) {
+      EXPECT_HOST_EXCEPTION("UnsupportedOperationException",
+                            "Failed to access picture. Not a bitmap?",
+                            host_.New("PictureXQT", picture, useAlpha));
+      continue;
+    }
+    Ref image = host_.New("PictureXQT", picture, useAlpha);
+    bool alphaLast = info == 1 || info == 5;
+    int64_t format = alphaLast ? (useAlpha ? kRGBA : 3) : (useAlpha ? kARGB : kXRGB);
+    int64_t channels = info == 2 ? (useAlpha ? 3 : 4) : (useAlpha ? 4 : 3);
+    EXPECT_EQ(image.Get<int64_t>("ImageFormat"), format);
+    EXPECT_EQ(image.Get<int64_t>("ChannelCount"), channels);
+    EXPECT_EQ(image.Get<bool>("HasAlpha"), useAlpha);
+    EXPECT_TRUE(image.Get<bool>("IsRGB"));
+    EXPECT_FALSE(image.Get<bool>("HasGray"));
+    EXPECT_EQ(image.Get<int64_t>("RowSize"), 24);
+    EXPECT_EQ(image.Get<Ref>("Target").get(), picture.get());
+    int64_t red = image.Get<int64_t>("RedOffset");
+    EXPECT_EQ(red, alphaLast ? 0 : 1);
+    for (int64_t y = 0; y < 4; ++y) {
+      for (int64_t x = 0; x < 6; ++x) {
+        uint32_t word = host_.PictureWord(picture, x, y);
+        const uint8_t* p = Pixel(image, x, y);
+        EXPECT_EQ(uint32_t{p[0]} << 24 | p[1] << 16 | p[2] << 8 | p[3], word);
+      }
+    }
+    Pixel(image, 5, 3)[red] = 0x12;
+    EXPECT_EQ(Red(host_.PictureARGB(picture, 5, 3)), 0x12);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(AlphaInfos, PictureLayouts, ::testing::Values(1u, 2u, 3u, 4u, 5u, 6u));
+
+// --- Copies from every family ------------------------------------------------------------------
+
+TEST_F(PictureBridge, CMYKBecomesRGBByTheInkRule) {
+  // (C, M, Y, K) -> (R, G, B), worked out by hand: k = 255 - K, c = 255 - (K + C k / 255).
+  struct Case {
+    uint8_t c, m, y, k;
+    uint32_t rgb;
+  } cases[] = {
+      {0, 0, 0, 255, 0x000000},     {255, 0, 0, 0, 0x00FFFF},       {0, 0, 0, 0, 0xFFFFFF},
+      {100, 50, 0, 51, 0x7CA4CC},   {255, 255, 255, 128, 0x000000}, {10, 20, 30, 0, 0xF5EBE1},
+      {100, 200, 7, 100, 0x5F2297},  // the divisions truncate: 60.8, 121.6 and 4.3
+  };
+  const int64_t n = std::size(cases);
+  Ref cmyk = NewImage(n, 1, kCMYK);
+  Ref kymc = NewImage(n, 1, kKYMC);
+  Ref withAlpha = NewImage(n, 1, kCMYKA);
+  for (int64_t i = 0; i < n; ++i) {
+    const Case& c = cases[i];
+    uint8_t* p = Pixel(cmyk, i, 0);
+    p[0] = c.c, p[1] = c.m, p[2] = c.y, p[3] = c.k;
+    uint8_t* q = Pixel(kymc, i, 0);
+    q[0] = c.k, q[1] = c.y, q[2] = c.m, q[3] = c.c;
+    uint8_t* r = Pixel(withAlpha, i, 0);
+    r[0] = c.c, r[1] = c.m, r[2] = c.y, r[3] = c.k, r[4] = static_cast<uint8_t>(40 * i);
+  }
+  Ref fromCMYK = cmyk.Call<Ref>("CopyPicture");
+  Ref fromKYMC = kymc.Call<Ref>("CopyPicture");
+  Ref fromCMYKA = withAlpha.Call<Ref>("CopyPictureWithAlpha");
+  for (int64_t i = 0; i < n; ++i) {
+    EXPECT_EQ(host_.PictureARGB(fromCMYK, i, 0), 0xFF000000u | cases[i].rgb) << i;
+    EXPECT_EQ(host_.PictureARGB(fromKYMC, i, 0), 0xFF000000u | cases[i].rgb) << i;
+    // Pictures with alpha are alpha-first bitmaps here; the colour is written unchanged.
+    EXPECT_EQ(host_.PictureWord(fromCMYKA, i, 0), uint32_t(40 * i) << 24 | cases[i].rgb) << i;
+  }
+}
+
+TEST_F(PictureBridge, GrayImagesAndViewsGiveGrayPictures) {
+  Ref gray = NewImage(3, 2, kG);
+  Ref grayAlpha = NewImage(3, 2, kGA);
+  Ref gray16 = NewImage(3, 2, kGray16);
+  Ref triple = NewImage(3, 2, kG3);
+  Ref rgb = NewImage(3, 2, kRGB);
+  for (const Ref* image : {&gray, &grayAlpha, &gray16, &triple, &rgb}) FillRandom(*image, 3);
+  Ref green = rgb.Call<Ref>("GreenChannel");  // code 11 with three bytes per pixel
+  ASSERT_TRUE(green);
+  Ref fromGray = gray.Call<Ref>("CopyPicture");
+  Ref fromGrayAlpha = grayAlpha.Call<Ref>("CopyPictureWithAlpha");
+  Ref fromGray16 = gray16.Call<Ref>("CopyPicture");
+  Ref fromTriple = triple.Call<Ref>("CopyPicture");
+  Ref fromGreen = green.Call<Ref>("CopyPicture");
+  auto grayARGB = [](uint32_t a, uint32_t g) { return a << 24 | g << 16 | g << 8 | g; };
+  for (int64_t y = 0; y < 2; ++y) {
+    for (int64_t x = 0; x < 3; ++x) {
+      EXPECT_EQ(host_.PictureARGB(fromGray, x, y), grayARGB(255, Pixel(gray, x, y)[0]));
+      const uint8_t* ga = Pixel(grayAlpha, x, y);
+      EXPECT_EQ(host_.PictureWord(fromGrayAlpha, x, y), grayARGB(ga[1], ga[0]));
+      uint16_t wide;
+      std::memcpy(&wide, Pixel(gray16, x, y), 2);
+      EXPECT_EQ(host_.PictureARGB(fromGray16, x, y), grayARGB(255, wide >> 8));
+      EXPECT_EQ(host_.PictureARGB(fromTriple, x, y), grayARGB(255, Pixel(triple, x, y)[0]));
+      EXPECT_EQ(host_.PictureARGB(fromGreen, x, y), grayARGB(255, Pixel(rgb, x, y)[1]));
+    }
+  }
+}
+
+TEST_F(PictureBridge, MaskOfAnImageWithoutAlphaIsWhite) {
+  Ref image = NewImage(4, 3, kRGB);
+  FillRandom(image, 11);
+  Ref mask = image.Call<Ref>("CopyMask");
+  ASSERT_TRUE(mask);
+  for (int64_t y = 0; y < 3; ++y) {
+    for (int64_t x = 0; x < 4; ++x) EXPECT_EQ(host_.PictureARGB(mask, x, y), 0xFFFFFFFFu);
+  }
+}
+
+TEST_F(PictureBridge, RectanglesAreFixedAsClipsAreAndEmptyOnesGiveNil) {
+  Ref image = NewImage(6, 4, kRGB);
+  FillRandom(image, 5);
+  EXPECT_FALSE(image.Call<Ref>("CopyPicture", 0, 0, 0, 10));
+  EXPECT_FALSE(image.Call<Ref>("CopyPictureWithAlpha", 0, 0, 10, 0));
+  EXPECT_FALSE(image.Call<Ref>("CopyMask", 6, 0, 2, 2));
+  EXPECT_FALSE(image.Call<Ref>("CopyPictureWithMask", 0, 4, 2, 2));
+
+  auto expectRegion = [&](const Ref& picture, int64_t x0, int64_t y0, int64_t w, int64_t h) {
+    ASSERT_TRUE(picture);
+    EXPECT_EQ(picture.Get<int64_t>("Width"), w);
+    EXPECT_EQ(picture.Get<int64_t>("Height"), h);
+    for (int64_t y = 0; y < h; ++y) {
+      for (int64_t x = 0; x < w; ++x) {
+        const uint8_t* p = Pixel(image, x0 + x, y0 + y);
+        EXPECT_EQ(host_.PictureARGB(picture, x, y), 0xFF000000u | p[0] << 16 | p[1] << 8 | p[2]);
+      }
+    }
+  };
+  expectRegion(image.Call<Ref>("CopyPicture", 2, 1, 3, 2), 2, 1, 3, 2);
+  expectRegion(image.Call<Ref>("CopyPicture", 5, 3, -3, -2), 2, 1, 3, 2);  // flipped
+  expectRegion(image.Call<Ref>("CopyPicture", -2, -1, 5, 3), 0, 0, 3, 2);  // cut at the origin
+  expectRegion(image.Call<Ref>("CopyPicture", 4, 2, 9, 9), 4, 2, 2, 2);    // cut at the edge
+  Ref clip = image.Call<Ref>("ClipImage", 1, 2, 4, 2);
+  Ref fromClip = clip.Call<Ref>("CopyPicture");
+  clip.reset();
+  expectRegion(fromClip, 1, 2, 4, 2);
+}
+
+TEST_F(PictureBridge, ImagesThatCannotBeShownGiveNil) {
+  Ref buffer = NewImage(4, 4, kBuffer);
+  EXPECT_FALSE(buffer.Call<Ref>("CopyPicture"));
+  Ref closed = NewImage(4, 4, kRGB);
+  closed.Call("Close");
+  EXPECT_FALSE(closed.Call<Ref>("CopyPicture"));
+  EXPECT_FALSE(closed.Call<Ref>("CopyPictureWithMask"));
+  Ref wide = NewImage(32768, 1, kG);
+  EXPECT_FALSE(wide.Call<Ref>("CopyPicture"));
+  EXPECT_FALSE(wide.Call<Ref>("CopyPictureWithAlpha"));
+  Ref widest = NewImage(32767, 1, kG);
+  Ref made = widest.Call<Ref>("CopyPicture");
+  ASSERT_TRUE(made);
+  EXPECT_EQ(made.Get<int64_t>("Width"), 32767);
+}
+
+TEST_F(PictureBridge, CopyWithMaskAttachesTheAlphaAsMask) {
+  Ref image = NewImage(4, 3, kRGBA);
+  FillRandom(image, 13);
+  Ref picture = image.Call<Ref>("CopyPictureWithMask", 1, 0, 3, 3);
+  ASSERT_TRUE(picture);
+  Ref mask = host_.PictureMask(picture);
+  ASSERT_TRUE(mask);
+  for (int64_t y = 0; y < 3; ++y) {
+    for (int64_t x = 0; x < 3; ++x) {
+      const uint8_t* p = Pixel(image, x + 1, y);
+      EXPECT_EQ(host_.PictureARGB(picture, x, y), 0xFF000000u | p[0] << 16 | p[1] << 8 | p[2]);
+      EXPECT_EQ(host_.PictureARGB(mask, x, y), 0xFF000000u | p[3] * 0x010101u);
+    }
+  }
+}
+
+TEST_F(PictureBridge, DebugPictureShowsTheTopLeftWithMaskWhenEnabled) {
+  Ref image = NewImage(600, 3, kRGBA);
+  FillRandom(image, 17);
+  EXPECT_FALSE(image.Get<Ref>("DebugPicture"));
+  image.Set("DebugPictureEnabled", true);
+  Ref picture = image.Get<Ref>("DebugPicture");
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(picture.Get<int64_t>("Width"), 512);
+  EXPECT_EQ(picture.Get<int64_t>("Height"), 3);
+  Ref mask = host_.PictureMask(picture);
+  ASSERT_TRUE(mask);
+  const uint8_t* p = Pixel(image, 511, 2);
+  EXPECT_EQ(host_.PictureARGB(picture, 511, 2), 0xFF000000u | p[0] << 16 | p[1] << 8 | p[2]);
+  EXPECT_EQ(host_.PictureARGB(mask, 511, 2), 0xFF000000u | p[3] * 0x010101u);
+}
+
+// --- Reads from pictures ---------------------------------------------------------------------
+
+TEST_F(PictureBridge, DrawRectanglesFollowTheCopyRule) {
+  Ref picture = host_.NewDesktopPicture(4, 4, kBitmapAlphaPremultipliedFirst, true);
+  FillPictureRandom(host_, picture, 19);
+  Ref image = NewImage(6, 6, kRGB);
+  for (int64_t y = 0; y < 6; ++y) std::memset(Row(image, y), 0, 18);
+  image.Call("DrawPictureRGB", picture, 3, 2, 10, 10, 1, 1);
+  for (int64_t y = 0; y < 6; ++y) {
+    for (int64_t x = 0; x < 6; ++x) {
+      const uint8_t* p = Pixel(image, x, y);
+      bool inside = x >= 3 && y >= 2 && y < 5;  // three columns and rows from source (1, 1)
+      uint32_t argb = inside ? host_.PictureARGB(picture, x - 2, y - 1) : 0;
+      EXPECT_EQ(p[0], inside ? Red(argb) : 0) << x << "," << y;
+      EXPECT_EQ(p[1], inside ? Green(argb) : 0);
+      EXPECT_EQ(p[2], inside ? Blue(argb) : 0);
+    }
+  }
+  // The three-argument form draws self's size from the offset, cut to both.
+  Ref second = NewImage(6, 6, kRGB);
+  for (int64_t y = 0; y < 6; ++y) std::memset(Row(second, y), 0, 18);
+  second.Call("DrawPictureRGB", picture, -1, 4);
+  EXPECT_EQ(Pixel(second, 0, 4)[0], Red(host_.PictureARGB(picture, 1, 0)));
+  EXPECT_EQ(Pixel(second, 2, 5)[2], Blue(host_.PictureARGB(picture, 3, 1)));
+  EXPECT_EQ(Pixel(second, 3, 4)[0], 0);
+  EXPECT_EQ(Pixel(second, 0, 3)[0], 0);
+}
+
+TEST_F(PictureBridge, MasksBecomeAlphaInBothSensesAndApplyPremultiplies) {
+  Ref picture = host_.NewDesktopPicture(5, 2, kBitmapAlphaNoneSkipFirst, false);
+  Ref mask = host_.NewDesktopPicture(5, 2, kBitmapAlphaNoneSkipFirst, false);
+  FillPictureRandom(host_, picture, 23);
+  std::mt19937 random(29);
+  for (int64_t y = 0; y < 2; ++y) {
+    for (int64_t x = 0; x < 5; ++x) {
+      host_.SetPictureARGB(mask, x, y, 0xFF000000u | (random() & 0xFF) * 0x010101u);
+    }
+  }
+  host_.SetPictureMask(picture, mask);
+  for (bool invert : {false, true}) {
+    Ref stored = NewImage(5, 2, kARGB);
+    Ref applied = NewImage(5, 2, kRGBA);
+    Ref noAlpha = NewImage(5, 2, kRGB);
+    stored.Call("DrawMaskedPictureRGB", picture, invert);
+    applied.Call("DrawMaskedPictureApplyMaskRGB", picture, 0, 0, 5, 2, 0, 0, invert);
+    noAlpha.Call("DrawMaskedPictureApplyMaskRGB", picture, invert);
+    for (int64_t y = 0; y < 2; ++y) {
+      for (int64_t x = 0; x < 5; ++x) {
+        uint32_t argb = host_.PictureARGB(picture, x, y);
+        uint8_t gray = Blue(host_.PictureARGB(mask, x, y));
+        uint8_t alpha = invert ? gray : static_cast<uint8_t>(255 - gray);
+        const uint8_t* s = Pixel(stored, x, y);
+        EXPECT_EQ(s[0], alpha);
+        EXPECT_EQ(s[1], Red(argb));
+        EXPECT_EQ(s[3], Blue(argb));
+        const uint8_t* a = Pixel(applied, x, y);
+        EXPECT_EQ(a[0], Scaled(Red(argb), alpha));
+        EXPECT_EQ(a[1], Scaled(Green(argb), alpha));
+        EXPECT_EQ(a[2], Scaled(Blue(argb), alpha));
+        EXPECT_EQ(a[3], alpha);
+        EXPECT_EQ(Pixel(noAlpha, x, y)[2], Scaled(Blue(argb), alpha));
+      }
+    }
+  }
+  // Without a mask the picture is opaque, whichever sense is asked for.
+  host_.SetPictureMask(picture, Ref());
+  Ref opaque = NewImage(5, 2, kRGBA);
+  opaque.Call("DrawMaskedPictureApplyMaskRGB", picture, 1, 1, true);
+  EXPECT_EQ(Pixel(opaque, 1, 1)[3], 255);
+  EXPECT_EQ(Pixel(opaque, 1, 1)[0], Red(host_.PictureARGB(picture, 0, 0)));
+}
+
+TEST_F(PictureBridge, OneColourIntoTheGrayChannel) {
+  Ref picture = host_.NewDesktopPicture(3, 3, kBitmapAlphaPremultipliedLast, true);
+  FillPictureRandom(host_, picture, 31);
+  Ref red = NewImage(3, 3, kG);
+  Ref green = NewImage(3, 3, kGA);
+  Ref blue = NewImage(3, 3, kGray16);
+  Ref rgb = NewImage(3, 3, kRGB);
+  for (const Ref* image : {&red, &green, &blue, &rgb}) FillRandom(*image, 37);
+  std::vector<uint8_t> before(Row(rgb, 0), Row(rgb, 0) + 9);
+  red.Call("DrawPictureRedToGrayChannel", picture, 0, 0, 3, 3);
+  green.Call("DrawPictureGreenToGrayChannel", picture, 1, 0, 3, 3, 0, 1);
+  blue.Call("DrawPictureBlueToGrayChannel", picture, 0, 0, 3, 3, 0, 0);
+  rgb.Call("DrawPictureRedToGrayChannel", picture, 0, 0, 3, 3);
+  for (int64_t y = 0; y < 3; ++y) {
+    for (int64_t x = 0; x < 3; ++x) {
+      uint32_t argb = host_.PictureARGB(picture, x, y);
+      EXPECT_EQ(Pixel(red, x, y)[0], Red(argb));
+      uint16_t wide;
+      std::memcpy(&wide, Pixel(blue, x, y), 2);
+      EXPECT_EQ(wide, Blue(argb) * 257);
+    }
+  }
+  EXPECT_EQ(Pixel(green, 1, 0)[0], Green(host_.PictureARGB(picture, 0, 1)));
+  EXPECT_EQ(Pixel(green, 2, 1)[0], Green(host_.PictureARGB(picture, 1, 2)));
+  EXPECT_EQ(std::vector<uint8_t>(Row(rgb, 0), Row(rgb, 0) + 9), before);  // no gray channel
+}
+
+TEST_F(PictureBridge, HiDPIPicturesReadTheirBestRepresentation) {
+  Ref bitmap = host_.NewDesktopPicture(4, 3, kBitmapAlphaPremultipliedFirst, true);
+  FillPictureRandom(host_, bitmap, 41);
+  Ref hidpi = host_.NewPictureOfType(kPictureTypeImage, bitmap);
+  Ref image = NewImage(4, 3, kRGB);
+  image.Call("DrawPictureRGB", hidpi);
+  EXPECT_EQ(host_.PictureRepresentationScale(hidpi), 4.0);
+  EXPECT_EQ(host_.PictureDrawnAsSource(hidpi, true), 0);
+  const uint8_t* p = Pixel(image, 3, 2);
+  uint32_t argb = host_.PictureARGB(bitmap, 3, 2);
+  EXPECT_EQ(p[0], Red(argb));
+  EXPECT_EQ(p[2], Blue(argb));
+  EXPECT_HOST_EXCEPTION("UnsupportedOperationException", "Failed to access picture. Not a bitmap?",
+                        host_.New("PictureXQT", hidpi, false));
+}
+
+TEST_F(PictureBridge, VectorPicturesAreReadThroughACopyAndKeepTheirMask) {
+  Ref bitmap = host_.NewDesktopPicture(4, 3, kBitmapAlphaNoneSkipFirst, false);
+  FillPictureRandom(host_, bitmap, 43);
+  Ref vector = host_.NewPictureOfType(kPictureTypeVector, bitmap);
+  Ref mask = host_.NewDesktopPicture(4, 3, kBitmapAlphaNoneSkipFirst, false);
+  host_.SetPictureARGB(mask, 2, 1, 0xFF404040);
+  host_.SetPictureMask(vector, mask);
+  Ref image = NewImage(4, 3, kRGBA);
+  image.Call("DrawMaskedPictureRGB", vector, false);
+  EXPECT_EQ(host_.PictureMask(vector).get(), mask.get());
+  EXPECT_EQ(host_.PictureDrawnAsSource(vector, true), 1);  // 2021 hosts draw with Doubles
+  EXPECT_EQ(host_.PictureDrawnAsSource(vector, false), 0);
+  uint32_t argb = host_.PictureARGB(bitmap, 2, 1);
+  const uint8_t* p = Pixel(image, 2, 1);
+  EXPECT_EQ(p[0], Red(argb));
+  EXPECT_EQ(p[1], Green(argb));
+  EXPECT_EQ(p[3], 255 - 0x40);
+  EXPECT_EQ(Pixel(image, 0, 0)[3], 0);  // white mask: hidden
+}
+
+TEST_F(PictureBridge, NilAndUnlockablePictures) {
+  EXPECT_HOST_EXCEPTION("NilObjectException", "picture is nil",
+                        host_.New("PictureXQT", nullptr, false));
+  Ref image = NewImage(2, 2, kRGB);
+  FillRandom(image, 47);
+  std::vector<uint8_t> before(Row(image, 0), Row(image, 0) + 6);
+  image.Call("DrawPictureRGB", nullptr);
+  image.Call("DrawMaskedPictureRGB", nullptr, false);
+  EXPECT_EQ(std::vector<uint8_t>(Row(image, 0), Row(image, 0) + 6), before);
+  // A bitmap the editor refuses is still read, through a plain copy the host draws.
+  Ref noAlphaInfo = host_.NewDesktopPicture(2, 2, kBitmapAlphaNone, false);
+  host_.SetPictureARGB(noAlphaInfo, 1, 0, 0xFF123456);
+  image.Call("DrawPictureRGB", noAlphaInfo);
+  EXPECT_EQ(Pixel(image, 1, 0)[1], 0x34);
+  EXPECT_EQ(Pixel(image, 0, 0)[0], 0xFF);
+  EXPECT_HOST_EXCEPTION("UnsupportedOperationException", "Failed to access picture. Not a bitmap?",
+                        host_.New("PictureXQT", noAlphaInfo, true));
+}
+
+TEST_F(PictureBridge, FailedPictureCreationsGiveNilOrAPlainPicture) {
+  Ref image = NewImage(3, 2, kRGBA);
+  FillRandom(image, 53);
+  host_.FailNextPictures(1);
+  EXPECT_FALSE(image.Call<Ref>("CopyPicture"));
+  host_.FailNextPictures(1);  // the picture with alpha fails; a plain one stands in
+  Ref plain = image.Call<Ref>("CopyPictureWithAlpha");
+  ASSERT_TRUE(plain);
+  EXPECT_FALSE(plain.Get<bool>("HasAlphaChannel"));
+  host_.FailNextPictures(2);
+  EXPECT_FALSE(image.Call<Ref>("CopyPictureWithAlpha"));
+  host_.FailNextInstances(1);
+  EXPECT_TRUE(image.Call<Ref>("CopyPictureWithAlpha"));
+  host_.FailNextPictures(1);  // the colour picture is made first; without it there is nothing
+  EXPECT_FALSE(image.Call<Ref>("CopyPictureWithMask"));
+}
+
+// --- Registration ------------------------------------------------------------------------------
+
+const char* const kPictureMembers[] = {
+    "Constructor(pic as picture, UseAlpha as boolean=false)",
+    "CopyPicture(x as integer, y as integer, w as integer, h as integer) as picture",
+    "CopyPicture as picture",
+    "CopyPictureWithAlpha(x as integer, y as integer, w as integer, h as integer) as picture",
+    "CopyPictureWithAlpha as picture",
+    "CopyPictureWithMask(x as integer, y as integer, w as integer, h as integer) as picture",
+    "CopyPictureWithMask as picture",
+    "CopyMask(x as integer, y as integer, w as integer, h as integer) as picture",
+    "CopyMask as picture",
+    "DrawPictureRGB(pic as picture)",
+    "DrawPictureRGB(pic as picture, DestX as integer, DestY as integer)",
+    "DrawPictureRGB(pic as picture, DestX as integer, DestY as integer, DestWidth as integer, "
+    "DestHeight as integer)",
+    "DrawPictureRGB(pic as picture, DestX as integer, DestY as integer, DestWidth as integer, "
+    "DestHeight as integer, SourceX as integer, SourceY as integer)",
+    "DrawMaskedPictureRGB(pic as picture, InvertMask as boolean=False)",
+    "DrawMaskedPictureRGB(pic as picture, DestX as integer, DestY as integer, InvertMask as "
+    "boolean=False)",
+    "DrawMaskedPictureRGB(pic as picture, DestX as integer, DestY as integer, DestWidth as "
+    "integer, DestHeight as integer, InvertMask as boolean=False)",
+    "DrawMaskedPictureRGB(pic as picture, DestX as integer, DestY as integer, DestWidth as "
+    "integer, DestHeight as integer, SourceX as integer, SourceY as integer, InvertMask as "
+    "boolean=False)",
+    "DrawMaskedPictureApplyMaskRGB(pic as picture, InvertMask as boolean=False)",
+    "DrawMaskedPictureApplyMaskRGB(pic as picture, DestX as integer, DestY as integer, "
+    "InvertMask as boolean=False)",
+    "DrawMaskedPictureApplyMaskRGB(pic as picture, DestX as integer, DestY as integer, "
+    "DestWidth as integer, DestHeight as integer, InvertMask as boolean=False)",
+    "DrawMaskedPictureApplyMaskRGB(pic as picture, DestX as integer, DestY as integer, "
+    "DestWidth as integer, DestHeight as integer, SourceX as integer, SourceY as integer, "
+    "InvertMask as boolean=False)",
+    "DrawPictureRedToGrayChannel(pic as picture, DestX as integer, DestY as integer, DestWidth "
+    "as integer, DestHeight as integer, SourceX as integer, SourceY as integer)",
+    "DrawPictureRedToGrayChannel(pic as picture, DestX as integer, DestY as integer, DestWidth "
+    "as integer, DestHeight as integer)",
+    "DrawPictureGreenToGrayChannel(pic as picture, DestX as integer, DestY as integer, "
+    "DestWidth as integer, DestHeight as integer, SourceX as integer, SourceY as integer)",
+    "DrawPictureGreenToGrayChannel(pic as picture, DestX as integer, DestY as integer, "
+    "DestWidth as integer, DestHeight as integer)",
+    "DrawPictureBlueToGrayChannel(pic as picture, DestX as integer, DestY as integer, "
+    "DestWidth as integer, DestHeight as integer, SourceX as integer, SourceY as integer)",
+    "DrawPictureBlueToGrayChannel(pic as picture, DestX as integer, DestY as integer, "
+    "DestWidth as integer, DestHeight as integer)",
+};
+
+// Flags as the host sees them after registration: the picture marker becomes the console flag
+// from 2010.029 on, and leaves nothing on older hosts.
+void ExpectPictureFlags(const xqt::host::Host& host, uint32_t methodFlags, uint32_t propertyFlags) {
+  const REALclassDefinition& definition = *host.FindClass("PictureXQT")->definition;
+  for (const char* declaration : kPictureMembers) {
+    int found = 0;
+    for (uint32_t i = 0; i < definition.methodCount; ++i) {
+      if (std::string(definition.methods[i].declaration) != declaration) continue;
+      ++found;
+      EXPECT_EQ(definition.methods[i].flags, methodFlags) << declaration;
+    }
+    EXPECT_EQ(found, 1) << declaration;
+  }
+  int debugPictures = 0;
+  for (uint32_t i = 0; i < definition.propertyCount; ++i) {
+    const REALproperty& property = definition.properties[i];
+    if (xqt::host::PropertyName(property) != "DebugPicture") continue;
+    ++debugPictures;
+    EXPECT_EQ(property.flags, propertyFlags);
+    EXPECT_EQ(std::string(property.type), "Picture");
+    EXPECT_EQ(property.setter, nullptr);
+    ASSERT_GT(i, 0u);
+    EXPECT_EQ(xqt::host::PropertyName(definition.properties[i - 1]), "DebugPictureEnabled");
+  }
+  EXPECT_EQ(debugPictures, 1);
+}
+
+TEST_F(PictureBridge, PictureMembersAreRegisteredWithThePictureFlags) {
+  ExpectPictureFlags(host_, REALconsoleSafe, REALconsoleSafe | REALpropRuntimeOnly);
+}
+
+class AncientHost : public PictureBridge {
+ protected:
+  AncientHost() : PictureBridge({.version = 2009.05}) {}
+};
+
+TEST_F(AncientHost, PictureMembersLoseTheConsoleFlag) {
+  ExpectPictureFlags(host_, 0, REALpropRuntimeOnly);
+  // Hosts before 2011.04 have no pictures with alpha: a plain picture stands in.
+  Ref image = NewImage(2, 2, kRGBA);
+  Ref picture = image.Call<Ref>("CopyPictureWithAlpha");
+  ASSERT_TRUE(picture);
+  EXPECT_FALSE(picture.Get<bool>("HasAlphaChannel"));
+}
+
+// --- Older hosts ------------------------------------------------------------------------------
+
+class OlderHost : public PictureBridge {
+ protected:
+  OlderHost() : PictureBridge({.version = 2015.0}) {}
+};
+
+TEST_F(OlderHost, HiDPIPicturesAreReadThroughACopyDrawnWithIntegers) {
+  Ref bitmap = host_.NewDesktopPicture(3, 2, kBitmapAlphaPremultipliedFirst, true);
+  FillPictureRandom(host_, bitmap, 59);
+  Ref hidpi = host_.NewPictureOfType(kPictureTypeImage, bitmap);
+  Ref image = NewImage(3, 2, kRGB);
+  image.Call("DrawPictureRGB", hidpi);
+  EXPECT_EQ(host_.PictureRepresentationScale(hidpi), 0.0);
+  EXPECT_EQ(host_.PictureDrawnAsSource(hidpi, false), 1);
+  EXPECT_EQ(host_.PictureDrawnAsSource(hidpi, true), 0);
+  EXPECT_EQ(Pixel(image, 2, 1)[1], Green(host_.PictureARGB(bitmap, 2, 1)));
+}
+
+// --- Console and web applications: gd pictures -----------------------------------------------
+
+class ConsolePictures : public PictureBridge {
+ protected:
+  explicit ConsolePictures(AppKind kind = AppKind::Console) : PictureBridge({.appKind = kind}) {}
+};
+
+TEST_F(ConsolePictures, CopiesWriteGdWords) {
+  Ref image = NewImage(4, 2, kRGBA);
+  FillRandom(image, 61);
+  Pixel(image, 0, 0)[3] = 255;
+  Pixel(image, 1, 0)[3] = 0;
+  Ref colour = image.Call<Ref>("CopyPicture");
+  Ref withAlpha = image.Call<Ref>("CopyPictureWithAlpha");
+  Ref mask = image.Call<Ref>("CopyMask");
+  ASSERT_TRUE(colour && withAlpha && mask);
+  for (int64_t y = 0; y < 2; ++y) {
+    for (int64_t x = 0; x < 4; ++x) {
+      const uint8_t* p = Pixel(image, x, y);
+      uint32_t rgb = uint32_t{p[0]} << 16 | p[1] << 8 | p[2];
+      EXPECT_EQ(host_.PictureWord(colour, x, y), rgb);
+      EXPECT_EQ(host_.PictureWord(withAlpha, x, y), uint32_t(p[3] >> 1) << 24 | rgb);
+      EXPECT_EQ(host_.PictureWord(mask, x, y), p[3] * 0x010101u);
+    }
+  }
+  EXPECT_EQ(host_.PictureWord(withAlpha, 0, 0) >> 24, 127u);  // 255 halved, not inverted
+  EXPECT_EQ(host_.PictureWord(withAlpha, 1, 0) >> 24, 0u);
+}
+
+TEST_F(ConsolePictures, GdPicturesReadBackExactly) {
+  Ref picture = host_.NewConsolePicture(5, 4);
+  FillPictureRandom(host_, picture, 67);
+  Ref mask = host_.NewConsolePicture(5, 4);
+  host_.SetPictureARGB(mask, 4, 3, 0xFF000000);  // black: shown
+  host_.SetPictureMask(picture, mask);
+  Ref image = NewImage(5, 4, kARGB);
+  image.Call("DrawMaskedPictureRGB", picture, false);
+  for (int64_t y = 0; y < 4; ++y) {
+    for (int64_t x = 0; x < 5; ++x) {
+      uint32_t argb = host_.PictureARGB(picture, x, y);
+      const uint8_t* p = Pixel(image, x, y);
+      EXPECT_EQ(p[1], Red(argb));
+      EXPECT_EQ(p[2], Green(argb));
+      EXPECT_EQ(p[3], Blue(argb));
+      EXPECT_EQ(p[0], x == 4 && y == 3 ? 255 : 0);
+    }
+  }
+}
+
+TEST_F(ConsolePictures, ImageOnAGdPictureUsesItsRows) {
+  Ref picture = host_.NewConsolePicture(3, 2);
+  FillPictureRandom(host_, picture, 71);
+  for (bool useAlpha : {false, true}) {
+    Ref image = host_.New("PictureXQT", picture, useAlpha);
+    EXPECT_EQ(image.Get<int64_t>("ImageFormat"), useAlpha ? kARGB : kXRGB);
+    EXPECT_EQ(image.Get<int64_t>("ChannelCount"), useAlpha ? 4 : 3);
+    EXPECT_EQ(image.Get<bool>("HasAlpha"), useAlpha);
+    EXPECT_EQ(image.Get<int64_t>("RedOffset"), 2);
+    EXPECT_EQ(image.Get<int64_t>("BlueOffset"), 0);
+    EXPECT_EQ(image.Get<int64_t>("AlphaOffset"), 3);
+    EXPECT_EQ(image.Get<int64_t>("RowSize"), 12);
+    for (int64_t y = 0; y < 2; ++y) {
+      for (int64_t x = 0; x < 3; ++x) {
+        uint32_t word;
+        std::memcpy(&word, Pixel(image, x, y), 4);
+        EXPECT_EQ(word, host_.PictureWord(picture, x, y));  // gd's own word, 7-bit alpha as is
+      }
+    }
+    Pixel(image, 2, 1)[1] = 0x34;
+    EXPECT_EQ(Green(host_.PictureARGB(picture, 2, 1)), 0x34);
+    // The image's own copy and views read through the gd rows too.
+    Ref copy = image.Call<Ref>("CopyPicture");
+    EXPECT_EQ(host_.PictureWord(copy, 2, 1), host_.PictureWord(picture, 2, 1) & 0xFFFFFF);
+    Ref mirrored = image.Call<Ref>("MirroredView");
+    EXPECT_EQ(Pixel(mirrored, 2, 0)[1], 0x34);
+  }
+}
+
+TEST_F(ConsolePictures, PaletteAndVectorPicturesAreRefused) {
+  Ref palette = host_.NewConsolePicture(3, 3, false);
+  EXPECT_HOST_EXCEPTION("UnsupportedOperationException", "Failed to access picture. Not a bitmap?",
+                        host_.New("PictureXQT", palette, false));
+  Ref image = NewImage(3, 3, kRGB);
+  FillRandom(image, 73);
+  std::vector<uint8_t> before(Row(image, 2), Row(image, 2) + 9);
+  image.Call("DrawPictureRGB", palette);
+  Ref bitmap = host_.NewConsolePicture(3, 3);
+  Ref vector = host_.NewPictureOfType(kPictureTypeVector, bitmap);
+  image.Call("DrawPictureRGB", vector);  // no copy route in console applications
+  EXPECT_EQ(std::vector<uint8_t>(Row(image, 2), Row(image, 2) + 9), before);
+  EXPECT_EQ(host_.PictureDrawnAsSource(vector, true), 0);
+}
+
+class WebPictures : public ConsolePictures {
+ protected:
+  WebPictures() : ConsolePictures(AppKind::Web) {}
+};
+
+TEST_F(WebPictures, WebApplicationsUseGdPicturesToo) {
+  Ref image = NewImage(2, 2, kG);
+  FillRandom(image, 79);
+  Ref picture = image.Call<Ref>("CopyPictureWithMask");
+  ASSERT_TRUE(picture);
+  uint8_t g = Pixel(image, 1, 1)[0];
+  EXPECT_EQ(host_.PictureWord(picture, 1, 1), g * 0x010101u);
+  Ref mask = host_.PictureMask(picture);
+  ASSERT_TRUE(mask);
+  EXPECT_EQ(host_.PictureWord(mask, 1, 1), 0xFFFFFFu);
+}
+
+}  // namespace

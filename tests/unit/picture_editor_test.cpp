@@ -1,0 +1,371 @@
+// The picture editor against the emulated host: writer limits, rows past the end, the picture
+// kinds that cannot be written, the copy route, pictures built from a buffer, the alpha picture
+// and mask helpers, and the direct copy checked against the host's own drawing.
+#include "picture/picture_editor.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "host/emulated_host.h"
+#include "picture/graphics_draw.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using xqt::host::AppKind;
+using xqt::host::Host;
+using xqt::host::HostOptions;
+using xqt::host::Ref;
+
+// A host with the plug-in's static library started in it; checks at the end that nothing is left
+// locked or alive.
+class EditorHost {
+ public:
+  explicit EditorHost(HostOptions options = {}) : host(options) { host.Attach(&REALPluginMain); }
+  ~EditorHost() {
+    EXPECT_EQ(host.OpenPictureLocks(), 0);
+    EXPECT_EQ(host.LiveObjects(), 0) << host.LiveReport();
+    for (const std::string& error : host.ProtocolErrors()) ADD_FAILURE() << error;
+  }
+  Host host;
+};
+
+int64_t Count(const LogCapture& log, const std::string& line) {
+  auto lines = log.lines();
+  return std::count(lines.begin(), lines.end(), line);
+}
+
+// A debug line as the log receives it.
+std::string Debug(const std::string& text) { return std::string(kDebugPrefix) + text + "\n"; }
+
+void FillRandom(Host& host, const Ref& picture, uint32_t seed) {
+  std::mt19937 random(seed);
+  for (int64_t y = 0; y < picture.Get<int64_t>("Height"); ++y) {
+    for (int64_t x = 0; x < picture.Get<int64_t>("Width"); ++x) {
+      host.SetPictureARGB(picture, x, y, static_cast<uint32_t>(random()));
+    }
+  }
+}
+
+TEST(PictureWriter, SidesUpTo32767AreAccepted) {
+  EditorHost env;
+  LogCapture log;
+  PictureWriter writer;
+  EXPECT_TRUE(writer.NewPictureWriter(32767, 1));
+  EXPECT_EQ(writer.width, 32767);
+  EXPECT_EQ(env.host.OpenPictureLocks(), 1);
+  writer.clear();
+  EXPECT_EQ(env.host.OpenPictureLocks(), 0);
+
+  EXPECT_FALSE(writer.NewPictureWriter(32768, 1));
+  EXPECT_EQ(Count(log, Debug("width > 32767")), 1);
+  EXPECT_FALSE(writer.NewPictureWriter(1, 32768));
+  EXPECT_EQ(Count(log, Debug("height > 32767")), 1);
+  EXPECT_FALSE(writer.NewPictureWriter(32768, 2, true));
+  EXPECT_EQ(Count(log, Debug("width > 32767")), 2);
+  EXPECT_FALSE(writer.NewPictureWriter(0, 5));
+  EXPECT_FALSE(writer.NewPictureWriter(5, -1, true));
+  EXPECT_EQ(writer.picture, nullptr);
+}
+
+TEST(PictureWriter, RowsPastTheEndReuseRowZero) {
+  EditorHost env;
+  LogCapture log;
+  PictureWriter writer;
+  ASSERT_TRUE(writer.NewPictureWriter(4, 3));
+  uint8_t* base = writer.pixelBase;
+  ASSERT_NE(base, nullptr);
+  EXPECT_EQ(writer.currentRow, base);
+  writer.AddPixelRow();
+  EXPECT_EQ(writer.currentRow, base + writer.rowBytes);
+  writer.AddPixelRow();
+  EXPECT_EQ(writer.currentRow, base + 2 * writer.rowBytes);
+  writer.AddPixelRow();  // y = height
+  EXPECT_EQ(writer.currentRow, base);
+  EXPECT_EQ(Count(log, "y too big: 3 of 3 in GetRow\n"), 1);  // the one line without prefix
+  for (int i = 0; i < 20; ++i) {
+    writer.AddPixelRow();
+    EXPECT_EQ(writer.currentRow, base);
+  }
+  int64_t tooBig = 0;
+  for (const std::string& line : log.lines()) tooBig += line.rfind("y too big: ", 0) == 0;
+  EXPECT_EQ(tooBig, 9);  // only the first nine warnings are logged
+  EXPECT_EQ(writer.warningCount, 21u);
+  writer.clear();
+  EXPECT_EQ(writer.warningCount, 0u);
+  EXPECT_EQ(writer.currentRow, nullptr);
+}
+
+TEST(PictureWriter, GdRowsComeFromTheRowTable) {
+  EditorHost env({.appKind = AppKind::Console});
+  PictureWriter writer;
+  ASSERT_TRUE(writer.NewPictureWriter(3, 2, true));
+  EXPECT_EQ(writer.rowMode, kRowModeGD);
+  EXPECT_EQ(writer.alphaMode, 6);
+  EXPECT_EQ(writer.rowBytes, 12u);
+  writer.AddPixelRow();
+  EXPECT_EQ(writer.currentRow, reinterpret_cast<uint8_t*>(writer.rowPointers[1]));
+  writer.AddPixelRow();
+  EXPECT_EQ(writer.currentRow, writer.pixelBase);
+  EXPECT_TRUE(IsConsole);
+  EXPECT_FALSE(IsDesktop);
+}
+
+TEST(PictureWriter, RenderHandsTheHostARedrawnPicture) {
+  EditorHost env;
+  PictureWriter writer;
+  ASSERT_TRUE(writer.NewPictureWriter(2, 2));
+  writer.currentRow[1] = 0x11;  // red of pixel 0 in the alpha-first layout
+  Ref written = Ref::Retain(writer.picture);
+  REALpicture rendered = writer.RenderPictureWriter();
+  ASSERT_EQ(rendered, written.get());
+  Ref result = Ref::Adopt(rendered);
+  EXPECT_EQ(writer.picture, nullptr);
+  EXPECT_EQ(env.host.OpenPictureLocks(), 0);
+  EXPECT_GE(env.host.PictureCacheClears(result), 1);
+  EXPECT_EQ(env.host.PictureARGB(result, 0, 0), 0xFF11FFFFu);
+}
+
+TEST(PictureWriter, RenderBuildsFromACallersBuffer) {
+  EditorHost env;
+  const uint8_t pixels[] = {0xFF, 1, 2, 3, 0xFF, 4,  5,  6,  0, 0, 0, 0,  // row 0 and padding
+                            0xFF, 7, 8, 9, 0xFF, 10, 11, 12, 0, 0, 0, 0};
+  PictureWriter writer;
+  writer.width = 2;
+  writer.height = 2;
+  writer.rowBytes = 12;
+  writer.buildBuffer = const_cast<uint8_t*>(pixels);
+  writer.verticalResolution = writer.horizontalResolution = 144;
+  Ref built = Ref::Adopt(writer.RenderPictureWriter());
+  ASSERT_TRUE(built);
+  EXPECT_EQ(env.host.PictureARGB(built, 1, 1), 0xFF0A0B0Cu);
+  EXPECT_EQ(env.host.PictureARGB(built, 0, 0), 0xFF010203u);
+  EXPECT_EQ(built.Get<int64_t>("VerticalResolution"), 144);
+  EXPECT_EQ(writer.buildBuffer, nullptr);
+  EXPECT_EQ(writer.RenderPictureWriter(), nullptr);  // idle: nothing to render
+}
+
+TEST(PictureReader, PicturesThatCannotBeWritten) {
+  EditorHost env;
+  LogCapture log;
+  Ref bitmap = env.host.NewDesktopPicture(3, 3, kBitmapAlphaPremultipliedFirst, true);
+  struct Case {
+    int32_t type;
+    const char* message;
+  } cases[] = {{kPictureTypeImage, "HiDPI Image, return false"},
+               {kPictureTypeVector, "Vector image, return false"},
+               {kPictureTypeImmutable, "Vector image, return false"}};
+  PictureEditor editor;
+  for (const Case& c : cases) {
+    Ref kind = env.host.NewPictureOfType(c.type, bitmap);
+    EXPECT_FALSE(editor.GetPictureEditor(kind.get(), false, true));
+    EXPECT_TRUE(log.Contains(Debug(c.message))) << c.type;
+    EXPECT_TRUE(editor.GetPictureEditor(kind.get(), true, false)) << c.type;
+    editor.clear();
+  }
+  EXPECT_FALSE(editor.GetPictureEditor(nullptr, true, false));
+  EXPECT_TRUE(editor.GetPictureEditor(bitmap.get(), false, true));
+  EXPECT_TRUE(log.Contains(Debug("Mutable Image, ok")));
+  EXPECT_TRUE(editor.lockedWithAlpha);
+  EXPECT_EQ(editor.alphaMode, 2);
+}
+
+TEST(PictureReader, BestRepresentationFromHost2016) {
+  for (double version : {2015.04, 2016.0}) {
+    EditorHost env({.version = version});
+    LogCapture log;
+    Ref bitmap = env.host.NewDesktopPicture(2, 2, kBitmapAlphaNoneSkipLast, false);
+    Ref hidpi = env.host.NewPictureOfType(kPictureTypeImage, bitmap);
+    PictureReader reader;
+    ASSERT_TRUE(reader.GetPictureEditor(hidpi.get()));
+    bool best = version >= 2016.0;
+    EXPECT_EQ(log.Contains(Debug("best representation")), best) << version;
+    EXPECT_EQ(log.Contains(Debug("Trying clone....")), !best) << version;
+    // Either way the pixels read are the representation's.
+    EXPECT_EQ(reader.picture == bitmap.get(), best);
+    EXPECT_EQ(env.host.PictureRepresentationScale(hidpi), best ? 4.0 : 0.0);
+  }
+}
+
+TEST(PictureReader, CopyRouteDetachesTheMaskAndKeepsTheResolution) {
+  EditorHost env;
+  LogCapture log;
+  Ref bitmap = env.host.NewDesktopPicture(3, 2, kBitmapAlphaNoneSkipFirst, false);
+  Ref vector = env.host.NewPictureOfType(kPictureTypeVector, bitmap);
+  vector.Set("VerticalResolution", int64_t{300});
+  vector.Set("HorizontalResolution", int64_t{150});
+  Ref mask = env.host.NewDesktopPicture(3, 2, kBitmapAlphaNoneSkipFirst, false);
+  env.host.SetPictureMask(vector, mask);
+  PictureReader reader;
+  ASSERT_TRUE(reader.GetPictureEditor(vector.get()));
+  EXPECT_TRUE(log.Contains(Debug("DuplicatePictureWithoutMaskOrAlpha")));
+  EXPECT_NE(reader.picture, vector.get());
+  EXPECT_EQ(reader.verticalResolution, 300);
+  EXPECT_EQ(reader.horizontalResolution, 150);
+  EXPECT_EQ(env.host.PictureMask(vector).get(), mask.get());
+  reader.clear();
+  EXPECT_EQ(env.host.LiveObjects("Picture"), 3);  // the copy is gone with the reader
+}
+
+TEST(PictureReader, PaletteGdImagesAreRefused) {
+  EditorHost env({.appKind = AppKind::Console});
+  LogCapture log;
+  Ref palette = env.host.NewConsolePicture(4, 4, false);
+  PictureReader reader;
+  EXPECT_FALSE(reader.GetPictureEditor(palette.get()));
+  EXPECT_TRUE(log.Contains(Debug("GetPictureEditor failed")));
+  EXPECT_FALSE(log.Contains(Debug("Trying clone....")));
+  EXPECT_EQ(reader.picture, nullptr);
+}
+
+TEST(PictureReader, RefusedBitmapsAreUnlockedAgain) {
+  EditorHost env;
+  LogCapture log;
+  Ref picture = env.host.NewDesktopPicture(2, 2, kBitmapAlphaPremultipliedLast, false);
+  env.host.PictureBitmap(picture)->bitsPerPixel = 16;
+  PictureEditor editor;
+  EXPECT_FALSE(editor.GetPictureEditorCGBitmapContext(picture.get(), false));
+  EXPECT_TRUE(log.Contains(Debug("BitsPerPixel is not 32.")));
+  env.host.PictureBitmap(picture)->bitsPerPixel = 32;
+  env.host.PictureBitmap(picture)->bitmapInfo = kBitmapAlphaOnly;
+  EXPECT_FALSE(editor.GetPictureEditorCGBitmapContext(picture.get(), false));
+  env.host.PictureBitmap(picture)->bitmapInfo = kBitmapAlphaPremultipliedLast;
+  env.host.PictureBitmap(picture)->bytesPerRow = 4;  // rows that cannot hold the width
+  EXPECT_FALSE(editor.GetPictureEditorCGBitmapContext(picture.get(), false));
+  EXPECT_EQ(env.host.OpenPictureLocks(), 0);
+  env.host.PictureBitmap(picture)->bytesPerRow = 8;
+}
+
+TEST(PictureHelpers, AlphaPicturesNeedHost2011_04AndSurviveFailures) {
+  {
+    EditorHost env({.version = 2011.03});
+    EXPECT_EQ(NewPictureWithAlphaChannel(3, 3), nullptr);
+  }
+  EditorHost env({.version = 2011.04});
+  LogCapture log;
+  Ref picture = Ref::Adopt(NewPictureWithAlphaChannel(3, 2));
+  ASSERT_TRUE(picture);
+  EXPECT_TRUE(picture.Get<bool>("HasAlphaChannel"));
+  env.host.FailNextInstances(1);
+  EXPECT_EQ(NewPictureWithAlphaChannel(3, 2), nullptr);
+  EXPECT_TRUE(log.Contains(Debug("Failed to allocate picture.")));
+  env.host.FailNextPictures(1);  // the host's constructor raises; the caller sees nil, not that
+  EXPECT_EQ(NewPictureWithAlphaChannel(3, 2), nullptr);
+  EXPECT_NO_THROW(env.host.DeliverPendingException());
+}
+
+TEST(PictureHelpers, AlphaPicturesNeedTheHostsConstructor) {
+  EditorHost env;
+  LogCapture log;
+  env.host.HideEntryPoint("REALLoadObjectMethod");  // before first use: entry points are cached
+  EXPECT_EQ(NewPictureWithAlphaChannel(3, 2), nullptr);
+  EXPECT_TRUE(log.Contains(Debug("Failed to get picture constructor.")));
+}
+
+TEST(PictureHelpers, MasksAreFetchedNeverCreated) {
+  // Newer hosts are asked through the picture's Mask method, older ones through the entry point,
+  // which is hidden in the second round.
+  for (bool hidden : {false, true}) {
+    for (double version : {2019.0, 2021.03}) {
+      EditorHost env({.version = version});
+      if (hidden) env.host.HideEntryPoint("REALGetPictureMask");
+      Ref picture = env.host.NewDesktopPicture(2, 2, kBitmapAlphaNoneSkipFirst, false);
+      EXPECT_EQ(MyREALGetPictureMask(picture.get(), true), nullptr);
+      EXPECT_FALSE(env.host.PictureMask(picture));
+      Ref mask = env.host.NewDesktopPicture(2, 2, kBitmapAlphaNoneSkipFirst, false);
+      env.host.SetPictureMask(picture, mask);
+      Ref fetched = Ref::Adopt(MyREALGetPictureMask(picture.get(), false));
+      bool reachable = !hidden || version > 2020.0;
+      EXPECT_EQ(fetched.get(), reachable ? mask.get() : nullptr) << version << hidden;
+    }
+  }
+}
+
+TEST(PictureHelpers, ApplicationKindIsProbedPerHost) {
+  for (AppKind kind : {AppKind::Desktop, AppKind::Console, AppKind::Web}) {
+    EditorHost env({.appKind = kind});
+    ProbeApplicationKind();
+    EXPECT_EQ(IsDesktop, kind == AppKind::Desktop);
+    EXPECT_EQ(IsConsole, kind != AppKind::Desktop);
+  }
+}
+
+// --- The direct copy against the host's own DrawPicture ----------------------------------------
+
+struct Rectangle {
+  int64_t x, y, w, h, sx, sy, sw, sh;
+};
+
+const Rectangle kRectangles[] = {
+    {0, 0, 5, 4, 0, 0, -10000, -10000},  // whole picture
+    {1, 1, 4, 4, 0, 0, 2, 2},            // enlarged
+    {2, 0, 3, 5, 0, 0, 5, 4},            // reduced
+    {-1, -2, 4, 4, 1, 1, 3, 3},          // partly left of and above the destination
+    {0, 0, 3, 3, 3, 2, 5, 5},            // partly outside the source
+    {4, 3, 9, 9, 0, 0, 7, 7},            // mostly outside the destination
+};
+
+void ExpectOwnCopyDrawsAsTheHost(Host& host, const Ref& source, const Ref& first,
+                                 const Ref& second) {
+  for (const Rectangle& r : kRectangles) {
+    Ref graphics = first.Get<Ref>("Graphics");
+    graphics.Call("DrawPicture", source, double(r.x), double(r.y), double(r.w), double(r.h),
+                  double(r.sx), double(r.sy), double(r.sw), double(r.sh));
+    OwnCopyPicture(second.get(), source.get(), r.x, r.y, r.w, r.h, r.sx, r.sy, r.sw, r.sh);
+    for (int64_t y = 0; y < first.Get<int64_t>("Height"); ++y) {
+      for (int64_t x = 0; x < first.Get<int64_t>("Width"); ++x) {
+        ASSERT_EQ(host.PictureWord(second, x, y), host.PictureWord(first, x, y))
+            << x << "," << y << " of rectangle " << r.x << "," << r.y << "," << r.w << "," << r.h;
+      }
+    }
+  }
+}
+
+TEST(OwnCopy, MatchesTheHostsDrawingAcrossDesktopLayouts) {
+  EditorHost env;
+  for (uint32_t from : {1u, 2u, 3u, 6u}) {
+    for (uint32_t to : {1u, 4u, 5u, 6u}) {
+      Ref source = env.host.NewDesktopPicture(5, 4, from, from < 5);
+      FillRandom(env.host, source, from * 10 + to);
+      Ref first = env.host.NewDesktopPicture(6, 5, to, to < 5);
+      Ref second = env.host.NewDesktopPicture(6, 5, to, to < 5);
+      ExpectOwnCopyDrawsAsTheHost(env.host, source, first, second);
+    }
+  }
+}
+
+TEST(OwnCopy, MatchesTheHostsDrawingBetweenGdImages) {
+  EditorHost env({.appKind = AppKind::Console});
+  Ref source = env.host.NewConsolePicture(5, 4);
+  FillRandom(env.host, source, 83);
+  Ref first = env.host.NewConsolePicture(6, 5);
+  Ref second = env.host.NewConsolePicture(6, 5);
+  ExpectOwnCopyDrawsAsTheHost(env.host, source, first, second);
+}
+
+TEST(OwnCopy, TakesOverWhenTheHostCannotDraw) {
+  EditorHost env;
+  LogCapture log;
+  Ref source = env.host.NewDesktopPicture(2, 2, kBitmapAlphaPremultipliedFirst, true);
+  env.host.SetPictureARGB(source, 1, 1, 0x80102030);
+  Ref dest = env.host.NewDesktopPicture(4, 4, kBitmapAlphaNoneSkipLast, false);
+  env.host.HideEntryPoint("pluginPictureGraphicsGetter");
+  EXPECT_TRUE(GraphicsDrawPicture(dest.get(), source.get(), 0, 0, 4, 4, 0, 0, 2, 2));
+  EXPECT_TRUE(log.Contains(Debug("drawpicture failes?")));
+  EXPECT_EQ(env.host.PictureWord(dest, 3, 3), 0x102030FFu);  // skip layout: opaque
+  EXPECT_EQ(env.host.PictureDrawnAsSource(source, true), 0);
+  // Nothing to lock, or nothing inside both: false.
+  Ref vector = env.host.NewPictureOfType(kPictureTypeVector, source);
+  EXPECT_FALSE(GraphicsDrawPicture(dest.get(), vector.get(), 0, 0, 4, 4, 0, 0, 2, 2));
+  EXPECT_FALSE(OwnCopyPicture(dest.get(), source.get(), 4, 0, 2, 2, 0, 0, 2, 2));
+  EXPECT_FALSE(OwnCopyPicture(dest.get(), source.get(), INT64_MIN, INT64_MAX, INT64_MAX, INT64_MAX,
+                              INT64_MIN, INT64_MAX, INT64_MAX, 1));
+  EXPECT_FALSE(GraphicsDrawPicture(nullptr, source.get(), 0, 0, 1, 1, 0, 0, 1, 1));
+}
+
+}  // namespace
