@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "image/image_class_data.h"
+#include "plugin/yield.h"
 #include "scale/scale_filters.h"
 #include "scale/scale_pairs.h"
 
@@ -21,19 +22,6 @@ struct ScaleContext {
   const PaddedContributions* padded;  // horizontal pass only
 };
 
-// Instruction sets the pass loops are built for, in increasing order.
-enum class ScaleCode : int {
-  kScalar = 0,    // the plain per-sample loops of the reference, with a row fetch per sample
-  kBaseline = 1,  // row buffers and vector loops for baseline x86-64
-  kAVX2 = 2,      // the same loops built for AVX2 and FMA
-  kAVX512 = 3,    // and for AVX-512
-};
-
-// The best code this processor runs, capped by SetScaleCodeLimit.
-ScaleCode ActiveScaleCode();
-// Caps the code the passes use (tests run the plain loops this way); returns the old cap.
-ScaleCode SetScaleCodeLimit(ScaleCode limit);
-
 // Runs the horizontal pass over source rows first ... last, or the vertical pass over destination
 // rows first ... last. `yield`, when not null, gets a turn after each row (the inline scaler).
 void HorizontalRows(const ScaleContext& context, int64_t first, int64_t last, YieldData* yield);
@@ -47,11 +35,14 @@ inline int64_t TruncateSample(double value, int64_t max) {
   return static_cast<int64_t>(value);
 }
 
-// Per-instruction-set loops over row buffers (scale_passes.inc). `buffer` holds at least
-// (source width + padded stride) x channels doubles; `sums` width x channels doubles.
+// The vector loops of one instruction set (scale_passes.inc), over in-memory images only: rows of
+// a mapped image are good only until the next fetch, so those take the plain loops. Each returns
+// false, before touching any row, when its buffers cannot be had; the caller then takes the plain
+// loops. The horizontal loops need `context.padded`.
 struct ScalePassCode {
-  void (*horizontalRow)(const ScaleContext& context, int64_t y, double* buffer);
-  void (*verticalRow)(const ScaleContext& context, int64_t y, double* sums);
+  bool (*horizontalRows)(const ScaleContext& context, int64_t first, int64_t last,
+                         YieldData* yield);
+  bool (*verticalRows)(const ScaleContext& context, int64_t first, int64_t last, YieldData* yield);
 };
 const ScalePassCode& BaselinePassCode();
 const ScalePassCode* AVX2PassCode();    // null when not built

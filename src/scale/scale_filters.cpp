@@ -112,6 +112,7 @@ void FreeContributions(ContributionList* lists, int64_t count) {
 
 PaddedContributions::~PaddedContributions() {
   std::free(first);
+  std::free(taps);
   std::free(weights);
   std::free(weightSum);
 }
@@ -125,20 +126,24 @@ bool PaddedContributions::Build(const ContributionList* lists, int64_t listCount
       if (span > widest) widest = span;
     }
   }
-  // A multiple of 4 lets the loops over one list run in whole vectors.
-  stride = (widest + 3) / 4 * 4;
+  stride = widest;
   count = listCount;
   size_t lists64 = static_cast<size_t>(listCount > 0 ? listCount : 1);
   first = static_cast<int64_t*>(std::calloc(lists64, sizeof(int64_t)));
+  taps = static_cast<int64_t*>(std::calloc(lists64, sizeof(int64_t)));
   weightSum = static_cast<double*>(std::calloc(lists64, sizeof(double)));
   weights = static_cast<double*>(
       std::calloc(lists64 * static_cast<size_t>(stride > 0 ? stride : 1), sizeof(double)));
-  if (!first || !weightSum || !weights) return false;
+  if (!first || !taps || !weightSum || !weights) return false;
   for (int64_t x = 0; x < listCount; ++x) {
     const ContributionList& list = lists[x];
     weightSum[x] = list.weightSum;
-    if (list.count == 0) continue;
+    if (list.count == 0) {
+      first[x] = x > 0 ? first[x - 1] : 0;
+      continue;
+    }
     first[x] = list.contributions[0].pixel;
+    taps[x] = list.contributions[list.count - 1].pixel - first[x] + 1;
     double* row = weights + x * stride;
     for (int64_t i = 0; i < list.count; ++i) {
       row[list.contributions[i].pixel - first[x]] = list.contributions[i].weight;

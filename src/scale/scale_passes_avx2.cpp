@@ -1,13 +1,15 @@
-// The row-buffer loops for AVX2 with fused multiply-add, chosen at run time.
+// The vector loops for AVX2 with fused multiply-add, chosen at run time.
 #include <immintrin.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
 #include "plugin/debug_log.h"
 #include "scale/scale_engine.h"
 
 #if defined(__x86_64__)
+#pragma GCC diagnostic ignored "-Wpsabi"
 #if defined(__clang__)
 #pragma clang attribute push(__attribute__((target("avx2,fma"))), apply_to = function)
 #else
@@ -16,9 +18,17 @@
 #endif
 
 namespace scale_avx2 {
-#define XQT_MULADD(a, b, c) ((V4)_mm256_fmadd_pd((__m256d)(a), (__m256d)(b), (__m256d)(c)))
+#define XQT_AVX2
+#define XQT_FMA_HALVES
+#define XQT_FMA(acc, a, b) FusedHalves((acc), (a), (b))
+#define XQT_ACCUMULATORS 6
+#define XQT_VERTICAL_BLOCK 3
 #include "scale/scale_passes.inc"
-#undef XQT_MULADD
+#undef XQT_FMA_HALVES
+#undef XQT_FMA
+#undef XQT_ACCUMULATORS
+#undef XQT_VERTICAL_BLOCK
+#undef XQT_AVX2
 }  // namespace scale_avx2
 
 #if defined(__clang__)

@@ -1,13 +1,19 @@
-// The row-buffer loops for AVX-512 (and FMA), chosen at run time.
+// The vector loops for AVX-512 (and FMA), chosen at run time.
 #include <immintrin.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
 #include "plugin/debug_log.h"
 #include "scale/scale_engine.h"
 
 #if defined(__x86_64__)
+#pragma GCC diagnostic ignored "-Wpsabi"
+#if !defined(__clang__)
+// The AVX-512 conversion headers of GCC 12 start from an undefined register.
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 #if defined(__clang__)
 #pragma clang attribute push( \
     __attribute__((target("avx512f,avx512vl,avx512dq,avx512bw,avx2,fma"))), apply_to = function)
@@ -17,9 +23,15 @@
 #endif
 
 namespace scale_avx512 {
-#define XQT_MULADD(a, b, c) ((V4)_mm256_fmadd_pd((__m256d)(a), (__m256d)(b), (__m256d)(c)))
+#define XQT_AVX512
+#define XQT_FMA(acc, a, b) ((acc) = (V8)_mm512_fmadd_pd((__m512d)(a), (__m512d)(b), (__m512d)(acc)))
+#define XQT_ACCUMULATORS 10
+#define XQT_VERTICAL_BLOCK 6
 #include "scale/scale_passes.inc"
-#undef XQT_MULADD
+#undef XQT_FMA
+#undef XQT_ACCUMULATORS
+#undef XQT_VERTICAL_BLOCK
+#undef XQT_AVX512
 }  // namespace scale_avx512
 
 #if defined(__clang__)

@@ -1,14 +1,24 @@
-// The row-buffer loops for baseline x86-64.
+// The vector loops for baseline x86-64.
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "plugin/debug_log.h"
 #include "scale/scale_engine.h"
 
+#pragma GCC diagnostic ignored "-Wpsabi"
+
 namespace scale_baseline {
-#define XQT_MULADD(a, b, c) ((c) + (a) * (b))
+#define XQT_FMA(acc, a, b) ((acc) = (acc) + (a) * (b))
+#define XQT_ACCUMULATORS 3
+#define XQT_VERTICAL_BLOCK 2
 #include "scale/scale_passes.inc"
-#undef XQT_MULADD
+#undef XQT_FMA
+#undef XQT_ACCUMULATORS
+#undef XQT_VERTICAL_BLOCK
 }  // namespace scale_baseline
 
 const ScalePassCode& BaselinePassCode() { return scale_baseline::kPassCode; }

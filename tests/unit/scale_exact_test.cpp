@@ -12,14 +12,21 @@
 
 #include "host/emulated_host.h"
 #include "image/image_class_data.h"
+#include "platform/cpu_features.h"
 #include "plugin/plugin_main.h"
 #include "scale/picture_scale.h"
 #include "scale/scale_engine.h"
 
 namespace {
 
+using platform::SimdLevel;
 using xqt::host::Host;
 using xqt::host::Ref;
+
+// Every level is asked for; one the processor lacks runs the best it has.
+constexpr SimdLevel kEveryLevel[] = {SimdLevel::kScalar, SimdLevel::kBaseline, SimdLevel::kAVX2,
+                                     SimdLevel::kAVX512};
+const char* const kLevelNames[] = {"scalar", "baseline", "avx2", "avx512"};
 
 // ---- The reference ---------------------------------------------------------------------------
 
@@ -343,7 +350,7 @@ const Size kSizes[] = {
 class ScaleExact : public ::testing::Test {
  protected:
   ScaleExact() { host_.Attach(&REALPluginMain); }
-  ~ScaleExact() override { SetScaleCodeLimit(ScaleCode::kAVX512); }
+  ~ScaleExact() override { platform::SetSimdLimit(platform::SimdLevel::kAVX512); }
 
   static void Randomise(ImageClassData* image, uint32_t seed) {
     std::mt19937 random(seed);
@@ -398,11 +405,9 @@ TEST_F(ScaleExact, ThePairTheReferenceExpectsIsTheOneChosen) {
 }
 
 TEST_F(ScaleExact, EveryPairFilterAndSizeInlineWithAndWithoutVectors) {
-  for (ScaleCode code : {ScaleCode::kScalar, ScaleCode::kBaseline, ScaleCode::kAVX512}) {
-    SetScaleCodeLimit(code);
-    const char* name = code == ScaleCode::kScalar     ? "scalar"
-                       : code == ScaleCode::kBaseline ? "baseline"
-                                                      : "best";
+  for (SimdLevel code : kEveryLevel) {
+    platform::SetSimdLimit(code);
+    const char* name = kLevelNames[static_cast<int>(code)];
     for (const FormatPair& p : kPairs) {
       for (const Size& z : kSizes) {
         Ref source = host_.New("PictureXQT", z.sw, z.sh, p.source);
@@ -417,8 +422,8 @@ TEST_F(ScaleExact, EveryPairFilterAndSizeInlineWithAndWithoutVectors) {
 
 TEST_F(ScaleExact, AnyThreadCountGivesTheSameBytes) {
   const Size z{61, 47, 23, 71};
-  for (ScaleCode code : {ScaleCode::kScalar, ScaleCode::kAVX512}) {
-    SetScaleCodeLimit(code);
+  for (SimdLevel code : kEveryLevel) {
+    platform::SetSimdLimit(code);
     for (const FormatPair& p : {kPairs[2], kPairs[3], kPairs[10], kPairs[15]}) {
       Ref source = host_.New("PictureXQT", z.sw, z.sh, p.source);
       Randomise(ImageData(source.get()), 7);
@@ -438,8 +443,8 @@ TEST_F(ScaleExact, GrayViewsOfWiderPixels) {
   Randomise(ImageData(parent.get()), 3);
   Ref view = parent.Call<Ref>("RedChannel");
   ASSERT_EQ(ImageData(view.get())->PixelSize, 4);
-  for (ScaleCode code : {ScaleCode::kScalar, ScaleCode::kAVX512}) {
-    SetScaleCodeLimit(code);
+  for (SimdLevel code : kEveryLevel) {
+    platform::SetSimdLimit(code);
     for (int mode = 1; mode <= 7; ++mode) {
       ExpectExact(view, kG, mode, {29, 19, 10, 41}, 0, false, "view mode " + std::to_string(mode));
       ExpectExact(view, kRGB, mode, {29, 19, 31, 7}, 2, true, "view mode " + std::to_string(mode));
@@ -452,10 +457,32 @@ TEST_F(ScaleExact, FileMappedSourcesGiveTheSameBytes) {
   Ref mapped = host_.New("PictureXQT", z.sw, z.sh, kRGBA, int64_t{0}, nullptr);
   ASSERT_TRUE(ImageData(mapped.get())->IsMapping);
   Randomise(ImageData(mapped.get()), 5);
-  for (ScaleCode code : {ScaleCode::kScalar, ScaleCode::kAVX512}) {
-    SetScaleCodeLimit(code);
+  for (SimdLevel code : kEveryLevel) {
+    platform::SetSimdLimit(code);
     ExpectExact(mapped, kBGRA, 3, z, 0, false, "mapped Scale");
     ExpectExact(mapped, kGA, 5, z, 2, true, "mapped ScaleMT");
+  }
+}
+
+TEST_F(ScaleExact, RowsWiderThanOneStripAndBlocksOfRowsThatDoNotFill) {
+  // The vector loops take source columns in strips of a few hundred and rows eight at a time:
+  // widths that need several strips, heights that leave a part block, and every channel count
+  // they are built for (3 live channels beside a zero one, luma, 16-bit, 5 channels).
+  const Size sizes[] = {{1203, 13, 401, 9}, {611, 5, 1500, 11}};
+  const FormatPair pairs[] = {kPairs[10], kPairs[2], kPairs[3],  kPairs[15],
+                              kPairs[14], kPairs[8], kPairs[11], kPairs[0]};
+  for (SimdLevel code : kEveryLevel) {
+    platform::SetSimdLimit(code);
+    for (const FormatPair& p : pairs) {
+      for (const Size& z : sizes) {
+        Ref source = host_.New("PictureXQT", z.sw, z.sh, p.source);
+        Randomise(ImageData(source.get()), static_cast<uint32_t>(z.sw));
+        for (int mode : {3, 5}) {
+          ExpectExact(source, p.dest, mode, z, 0, false,
+                      Describe(p, mode, z, kLevelNames[static_cast<int>(code)]));
+        }
+      }
+    }
   }
 }
 
