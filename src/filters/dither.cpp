@@ -1,6 +1,7 @@
 #include "filters/dither.h"
 
 #include "filters/filter_frame.h"
+#include "filters/filter_simd.h"
 #include "plugin/debug_log.h"
 
 namespace {
@@ -74,32 +75,79 @@ constexpr DitherPath kPaths[] = {
     {"DitherFilterRGBA", FilterFamily::kRGBAlpha},
 };
 
-// Output byte for every matrix cell and source value: cells[r * n + c][v].
-using CellTables = uint8_t[kMaxSide * kMaxSide][256];
+// The levels of step 4 and 5 for every source value v: L[D[v]], L[D[v] + 1] and F[v].
+struct DitherLevels {
+  uint8_t lowered[256];
+  uint8_t raised[256];
+  int64_t scaled[256];
+};
 
-void BuildCellTables(const int64_t* matrix, int64_t n, int64_t levels, CellTables& cells) {
+void BuildLevels(int64_t n, int64_t levels, DitherLevels& out) {
   // 128-bit products: levels is the application's and may be anything from 2 up.
   __int128 top = static_cast<__int128>(levels) - 1;
   auto level = [&](__int128 k) { return static_cast<uint8_t>(k * 255 / top); };
-  uint8_t low[256], high[256];
-  int64_t scaled[256];
   int64_t spread = (n * n) | 1;
   for (int v = 0; v < 256; ++v) {
     __int128 d = v * top / 256;
-    low[v] = level(d);
-    high[v] = level(d + 1);
-    scaled[v] = (v * spread) >> 8;
+    out.lowered[v] = level(d);
+    out.raised[v] = level(d + 1);
+    out.scaled[v] = (v * spread) >> 8;
   }
+}
+
+// Output byte for every matrix cell and source value: cells[r * n + c][v].
+using CellTables = uint8_t[kMaxSide * kMaxSide][256];
+
+void BuildCellTables(const int64_t* matrix, int64_t n, const DitherLevels& levels,
+                     CellTables& cells) {
   for (int64_t cell = 0; cell < n * n; ++cell) {
     int64_t threshold = matrix[cell];
     // Raised where the scaled value does not exceed the threshold: dark areas come out light.
-    for (int v = 0; v < 256; ++v) cells[cell][v] = scaled[v] <= threshold ? high[v] : low[v];
+    for (int v = 0; v < 256; ++v) {
+      cells[cell][v] = levels.scaled[v] <= threshold ? levels.raised[v] : levels.lowered[v];
+    }
+  }
+}
+
+// What the vector kernels need: the lowered and raised levels side by side, and for every matrix
+// row the thresholds of a row of pixels byte by byte, each turned into the largest source value
+// that is raised (F grows with v and F[0] = 0, so F[v] <= t exactly when v <= that value).
+struct DitherVectors {
+  BytePattern pattern;
+  alignas(64) uint8_t levels[512 + kTableSlack];
+  uint8_t outputs[256];
+  int64_t top;
+  uint8_t thresholds[kMaxSide][kMaxSide * kMaxVectorPixel + kPatternSlack];
+  int64_t period;
+};
+
+void BuildVectors(const int64_t* matrix, int64_t n, int64_t count, const DitherLevels& levels,
+                  DitherVectors& out) {
+  // Up to 256 levels the kernels may also compute D[v] and look the level up once.
+  out.top = count <= 256 ? count - 1 : 0;
+  for (int64_t k = 0; k < 256; ++k) {
+    out.outputs[k] = out.top ? static_cast<uint8_t>(k <= out.top ? k * 255 / out.top : 0) : 0;
+  }
+  for (int v = 0; v < 256; ++v) {
+    out.levels[2 * v] = levels.lowered[v];
+    out.levels[2 * v + 1] = levels.raised[v];
+  }
+  int64_t size = out.pattern.pixelSize;
+  out.period = n * size;
+  for (int64_t r = 0; r < n; ++r) {
+    for (int64_t i = 0; i < out.period + kPatternSlack; ++i) {
+      int64_t threshold = matrix[r * n + (i / size) % n];
+      int top = 0;
+      while (top < 255 && levels.scaled[top + 1] <= threshold) ++top;
+      out.thresholds[r][i] = static_cast<uint8_t>(top);
+    }
   }
 }
 
 template <int N>
 void DitherRows(ImageClassData* source, ImageClassData* dest, const int64_t* fromOffsets,
-                const int64_t* toOffsets, int64_t n, const CellTables& cells) {
+                const int64_t* toOffsets, int64_t n, const CellTables& cells,
+                DitherRowProc vectorRow, const DitherVectors& vectors) {
   int64_t f[N], t[N];
   for (int i = 0; i < N; ++i) {
     f[i] = fromOffsets[i];
@@ -108,6 +156,16 @@ void DitherRows(ImageClassData* source, ImageClassData* dest, const int64_t* fro
   int64_t width = source->Width;
   int64_t fromStep = source->PixelSize, toStep = dest->PixelSize;
   ForEachFilterRow(source, dest, [&](int64_t y, const uint8_t* from, uint8_t* to) {
+    if (vectorRow && RowsSafeForVectors(from, to, width * fromStep)) {
+      DitherRow row{&vectors.pattern,
+                    vectors.levels,
+                    vectors.thresholds[y % n],
+                    vectors.period,
+                    vectors.top ? vectors.outputs : nullptr,
+                    vectors.top};
+      vectorRow(row, from, to, width * fromStep);
+      return;
+    }
     const uint8_t(*rowCells)[256] = cells + (y % n) * n;
     int64_t column = 0;
     for (int64_t x = 0; x < width; ++x) {
@@ -153,20 +211,32 @@ bool rbDitherFilter(ImageClassData* source, ImageClassData* dest, int64_t matrix
     toOffsets[i] = ChannelOffset(*dest, channels.channels[i]);
   }
   int64_t n = DitherMatrixSide(matrix);
+  DitherLevels table;
+  BuildLevels(n, levels, table);
   CellTables cells;
-  BuildCellTables(thresholds, n, levels, cells);
+  BuildCellTables(thresholds, n, table, cells);
+
+  DitherRowProc vectorRow = ActiveDitherRow();
+  DitherVectors vectors;
+  const uint8_t classes[4] = {1, 1, 1, 1};
+  if (vectorRow && VectorLayout(*source, *dest, channels.count, fromOffsets, toOffsets, classes,
+                                vectors.pattern)) {
+    BuildVectors(thresholds, n, levels, table, vectors);
+  } else {
+    vectorRow = nullptr;
+  }
   switch (channels.count) {
     case 1:
-      DitherRows<1>(source, dest, fromOffsets, toOffsets, n, cells);
+      DitherRows<1>(source, dest, fromOffsets, toOffsets, n, cells, vectorRow, vectors);
       break;
     case 2:
-      DitherRows<2>(source, dest, fromOffsets, toOffsets, n, cells);
+      DitherRows<2>(source, dest, fromOffsets, toOffsets, n, cells, vectorRow, vectors);
       break;
     case 3:
-      DitherRows<3>(source, dest, fromOffsets, toOffsets, n, cells);
+      DitherRows<3>(source, dest, fromOffsets, toOffsets, n, cells, vectorRow, vectors);
       break;
     default:
-      DitherRows<4>(source, dest, fromOffsets, toOffsets, n, cells);
+      DitherRows<4>(source, dest, fromOffsets, toOffsets, n, cells, vectorRow, vectors);
       break;
   }
   return true;

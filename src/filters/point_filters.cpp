@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "filters/filter_simd.h"
 #include "plugin/debug_log.h"
 #include "plugin/host_arrays.h"
 
@@ -188,8 +189,36 @@ bool MapThroughTables(ImageClassData* source, ImageClassData* dest, const Mappin
   MapRowProc mapRow = kMapRow[count];
   int64_t width = source->Width;
   int64_t fromStep = source->PixelSize, toStep = dest->PixelSize;
+
+  // The vector kernels want the path's distinct tables back to back and each byte position's
+  // table; rows they cannot take go through the plain loop.
+  ByteMapRowProc vectorRow = ActiveByteMapRow();
+  alignas(64) uint8_t block[5 * 256 + kTableSlack] = {};
+  BytePattern pattern;
+  ByteMapRow plan{&pattern, block, 0};
+  if (vectorRow) {
+    uint8_t classes[5], distinct[5];
+    for (int i = 0; i < count; ++i) {
+      int j = 0;
+      while (j < plan.tableCount && distinct[j] != path.channels[i].table) ++j;
+      if (j == plan.tableCount) {
+        distinct[j] = path.channels[i].table;
+        for (int v = 0; v < 256; ++v) block[256 * j + v] = luts[i][v];
+        ++plan.tableCount;
+      }
+      classes[i] = static_cast<uint8_t>(j + 1);
+    }
+    if (!VectorLayout(*source, *dest, count, fromOffsets, toOffsets, classes, pattern)) {
+      vectorRow = nullptr;
+    }
+  }
   ForEachFilterRow(source, dest, [&](int64_t, const uint8_t* from, uint8_t* to) {
-    mapRow(from, to, width, fromStep, toStep, fromOffsets, toOffsets, luts);
+    int64_t bytes = width * fromStep;
+    if (vectorRow && RowsSafeForVectors(from, to, bytes)) {
+      vectorRow(plan, from, to, bytes);
+    } else {
+      mapRow(from, to, width, fromStep, toStep, fromOffsets, toOffsets, luts);
+    }
   });
   return true;
 }

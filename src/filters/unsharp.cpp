@@ -1,8 +1,10 @@
 #include "filters/unsharp.h"
 
+#include <cmath>
 #include <cstdlib>
 
 #include "filters/filter_frame.h"
+#include "filters/filter_simd.h"
 #include "image/image_checks.h"
 #include "plugin/debug_log.h"
 
@@ -27,11 +29,29 @@ void BuildUnsharpTable(double amount, int64_t threshold, uint8_t (&table)[65536]
 
 namespace {
 
+// The combination of one call: the 64 KB table, built on first use, for the rows the vector
+// kernel does not take.
+struct Combination {
+  Combination(double amount, int64_t threshold) : amount(amount), threshold(threshold) {}
+
+  double amount;
+  int64_t threshold;
+  bool built = false;
+  uint8_t table[65536];
+
+  const uint8_t* Table() {
+    if (!built) BuildUnsharpTable(amount, threshold, table);
+    built = true;
+    return table;
+  }
+};
+
 // Self's channels at `selfOffsets` become table[self * 256 + other], other read at its own offsets,
 // one channel after the other. Other's row is fetched before self's.
 template <int N>
 void CombineRows(ImageClassData* self, ImageClassData* other, const int64_t* selfOffsets,
-                 const int64_t* otherOffsets, const uint8_t* table) {
+                 const int64_t* otherOffsets, Combination& combination, UnsharpRowProc vectorRow,
+                 const UnsharpRow& plan) {
   int64_t s[N], o[N];
   for (int i = 0; i < N; ++i) {
     s[i] = selfOffsets[i];
@@ -46,33 +66,53 @@ void CombineRows(ImageClassData* self, ImageClassData* other, const int64_t* sel
       DebugLog("Row not available", static_cast<long long>(y));
       return;
     }
-    for (int64_t x = 0; x < width; ++x) {
-      const uint8_t* blurred = from + x * otherStep;
-      uint8_t* pixel = to + x * selfStep;
-      for (int i = 0; i < N; ++i) pixel[s[i]] = table[pixel[s[i]] << 8 | blurred[o[i]]];
+    if (vectorRow && RowsSafeForVectors(from, to, width * selfStep)) {
+      vectorRow(plan, from, to, width * selfStep);
+    } else {
+      const uint8_t* table = combination.Table();
+      for (int64_t x = 0; x < width; ++x) {
+        const uint8_t* blurred = from + x * otherStep;
+        uint8_t* pixel = to + x * selfStep;
+        for (int i = 0; i < N; ++i) pixel[s[i]] = table[pixel[s[i]] << 8 | blurred[o[i]]];
+      }
     }
     YieldRow(self);
   }
 }
 
 void Combine(ImageClassData* self, ImageClassData* other, const ChannelList& channels,
-             const uint8_t* table) {
+             double amount, int64_t threshold) {
+  Combination combination(amount, threshold);
   int64_t selfOffsets[5], otherOffsets[5];
   for (int i = 0; i < channels.count; ++i) {
     selfOffsets[i] = ChannelOffset(*self, channels.channels[i]);
     otherOffsets[i] = ChannelOffset(*other, channels.channels[i]);
   }
+  // The formula itself where it has a finite factor; an infinite or NaN factor keeps the table,
+  // whose truncation rule covers it. A repeated offset (the CMYK path without alpha) refuses the
+  // layout, so that byte is mapped twice as the table path does.
+  BytePattern pattern;
+  UnsharpRow plan{&pattern, amount * 4.0 + 1.0, static_cast<int32_t>(threshold)};
+  UnsharpRowProc vectorRow = std::isfinite(plan.k) ? ActiveUnsharpRow() : nullptr;
+  const uint8_t classes[5] = {1, 1, 1, 1, 1};
+  if (vectorRow &&
+      !VectorLayout(*self, *other, channels.count, selfOffsets, otherOffsets, classes, pattern)) {
+    vectorRow = nullptr;
+  }
+  // Byte steps where every pair allows them.
+  UnsharpSteps steps;
+  if (vectorRow && BuildUnsharpSteps(plan.k, plan.limit, steps)) plan.steps = &steps;
   switch (channels.count) {
     case 1:
-      return CombineRows<1>(self, other, selfOffsets, otherOffsets, table);
+      return CombineRows<1>(self, other, selfOffsets, otherOffsets, combination, vectorRow, plan);
     case 2:
-      return CombineRows<2>(self, other, selfOffsets, otherOffsets, table);
+      return CombineRows<2>(self, other, selfOffsets, otherOffsets, combination, vectorRow, plan);
     case 3:
-      return CombineRows<3>(self, other, selfOffsets, otherOffsets, table);
+      return CombineRows<3>(self, other, selfOffsets, otherOffsets, combination, vectorRow, plan);
     case 4:
-      return CombineRows<4>(self, other, selfOffsets, otherOffsets, table);
+      return CombineRows<4>(self, other, selfOffsets, otherOffsets, combination, vectorRow, plan);
     case 5:
-      return CombineRows<5>(self, other, selfOffsets, otherOffsets, table);
+      return CombineRows<5>(self, other, selfOffsets, otherOffsets, combination, vectorRow, plan);
   }
 }
 
@@ -102,12 +142,10 @@ bool NarrowSamples(const ImageClassData* image) {
 void unsharpFilterCMYKA(ImageClassData* self, ImageClassData* other, double amount,
                         int64_t threshold) {
   DebugLog("unsharpFilterCMYKA");
-  uint8_t table[65536];
-  BuildUnsharpTable(amount, threshold, table);
   // The byte at AlphaOffset comes last even without alpha (offset 0 then: an ink mapped twice).
   ChannelList channels = FilterFamilyChannels(FilterFamily::kCMYK);
   channels.channels[channels.count++] = Channel::kAlpha;
-  Combine(self, other, channels, table);
+  Combine(self, other, channels, amount, threshold);
 }
 
 bool unsharpFilter(ImageClassData* self, ImageClassData* other, double amount, int64_t threshold) {
@@ -134,9 +172,7 @@ bool unsharpFilter(ImageClassData* self, ImageClassData* other, double amount, i
   const char* label = LabelOf(family);
   if (!label) return true;
   DebugLog(label);
-  uint8_t table[65536];
-  BuildUnsharpTable(amount, threshold, table);
-  Combine(self, other, FilterFamilyChannels(family), table);
+  Combine(self, other, FilterFamilyChannels(family), amount, threshold);
   return true;
 }
 

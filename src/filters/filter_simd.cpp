@@ -1,0 +1,84 @@
+#include "filters/filter_simd.h"
+
+#include <cmath>
+
+#include "platform/cpu_features.h"
+
+bool VectorLayout(const ImageClassData& source, const ImageClassData& dest, int count,
+                  const int64_t* sourceOffsets, const int64_t* destOffsets, const uint8_t* classes,
+                  BytePattern& pattern) {
+  int64_t size = source.PixelSize;
+  if (size < 1 || size > kMaxVectorPixel || dest.PixelSize != size) return false;
+  uint8_t classOf[kMaxVectorPixel] = {};
+  for (int i = 0; i < count; ++i) {
+    int64_t offset = sourceOffsets[i];
+    if (offset != destOffsets[i] || offset < 0 || offset >= size || classOf[offset] != 0) {
+      return false;
+    }
+    classOf[offset] = classes[i];
+  }
+  pattern.pixelSize = size;
+  for (int64_t i = 0; i < size + kPatternSlack; ++i) pattern.classes[i] = classOf[i % size];
+  return true;
+}
+
+bool RowsSafeForVectors(const uint8_t* a, const uint8_t* b, int64_t bytes) {
+  if (a == b) return true;
+  // Compared as integers: the rows may belong to different blocks.
+  auto first = reinterpret_cast<uintptr_t>(a), second = reinterpret_cast<uintptr_t>(b);
+  auto length = static_cast<uintptr_t>(bytes);
+  return first + length <= second || second + length <= first;
+}
+
+bool BuildUnsharpSteps(double k, int32_t limit, UnsharpSteps& steps) {
+  // A step falls (is subtracted) where d * k is negative: for d > 0 when k is, for d < 0 when k
+  // is positive.
+  steps.upFalls = k < 0;
+  steps.downFalls = k > 0;
+  steps.up[0] = steps.down[0] = 0;
+  for (int d = -255; d <= 255; ++d) {
+    int size = d < 0 ? -d : d;
+    if (d == 0) continue;
+    bool falls = d > 0 ? steps.upFalls : steps.downFalls;
+    uint8_t& step = d > 0 ? steps.up[size] : steps.down[size];
+    step = 0;
+    if (size < limit) continue;  // the kernel keeps a there
+    double guess = std::floor(d * k);
+    // Past 255 every b clamps alike.
+    double magnitude = std::fabs(guess) > 255.0 ? 255.0 : std::fabs(guess);
+    if (guess != 0 && (guess < 0) != falls) return false;
+    step = static_cast<uint8_t>(magnitude);
+    for (int b = d < 0 ? -d : 0; b <= (d > 0 ? 255 - d : 255); ++b) {
+      int moved = falls ? b - step : b + step;
+      uint8_t expected = moved < 0 ? 0 : moved > 255 ? 255 : static_cast<uint8_t>(moved);
+      if (UnsharpByte(b + d, b, k, limit) != expected) return false;
+    }
+  }
+  return true;
+}
+
+namespace {
+
+bool Allowed(platform::SimdLevel level) {
+  return static_cast<int>(platform::ActiveSimdLevel()) >= static_cast<int>(level);
+}
+
+}  // namespace
+
+ByteMapRowProc ActiveByteMapRow() {
+  if (Allowed(platform::SimdLevel::kAVX512) && ByteMapRowAVX512()) return ByteMapRowAVX512();
+  if (Allowed(platform::SimdLevel::kAVX2)) return ByteMapRowAVX2();
+  return nullptr;
+}
+
+DitherRowProc ActiveDitherRow() {
+  if (Allowed(platform::SimdLevel::kAVX512) && DitherRowAVX512()) return DitherRowAVX512();
+  if (Allowed(platform::SimdLevel::kAVX2)) return DitherRowAVX2();
+  return nullptr;
+}
+
+UnsharpRowProc ActiveUnsharpRow() {
+  if (Allowed(platform::SimdLevel::kAVX512)) return UnsharpRowAVX512();
+  if (Allowed(platform::SimdLevel::kAVX2)) return UnsharpRowAVX2();
+  return nullptr;
+}

@@ -1,0 +1,444 @@
+// The vector kernels of the point filters, the dither and the unsharp combination against the plain
+// loops: first each kernel alone on random rows of every pixel size and class layout, then whole
+// filters at every processor level on random images of odd sizes in every format they serve,
+// clips, channel views and images filtered into themselves included. Equal means equal bytes.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "filters/dither.h"
+#include "filters/filter_simd.h"
+#include "filters/point_filters.h"
+#include "filters/unsharp.h"
+#include "host/emulated_host.h"
+#include "platform/cpu_features.h"
+
+namespace {
+
+using platform::SimdLevel;
+using xqt::host::Host;
+using xqt::host::Ref;
+
+const SimdLevel kLevels[] = {SimdLevel::kScalar, SimdLevel::kBaseline, SimdLevel::kAVX2,
+                             SimdLevel::kAVX512};
+
+// Every format with a family the filters handle, plus 16-bit gray and a scaling format.
+const int64_t kFormats[] = {1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 16,
+                            23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 37, 41, 42, 45};
+
+// Restores the processor's full level when a test ends, also on failure.
+struct LevelCap {
+  explicit LevelCap(SimdLevel level) : previous(platform::SetSimdLimit(level)) {}
+  ~LevelCap() { platform::SetSimdLimit(previous); }
+  SimdLevel previous;
+};
+
+// ---- The kernels alone ----
+
+// Random classes for a pixel of `size` bytes: each position left alone or in one of `kinds`.
+BytePattern RandomPattern(int64_t size, int kinds, std::mt19937& random) {
+  BytePattern pattern;
+  pattern.pixelSize = size;
+  uint8_t classOf[kMaxVectorPixel];
+  for (int64_t i = 0; i < size; ++i) classOf[i] = static_cast<uint8_t>(random() % (kinds + 1));
+  for (int64_t i = 0; i < size + kPatternSlack; ++i) pattern.classes[i] = classOf[i % size];
+  return pattern;
+}
+
+std::vector<uint8_t> RandomBytes(size_t count, std::mt19937& random) {
+  std::vector<uint8_t> bytes(count);
+  for (uint8_t& b : bytes) b = static_cast<uint8_t>(random());
+  return bytes;
+}
+
+// Rows are placed at a random offset inside a guarded buffer: nothing outside the row may change.
+constexpr size_t kGuard = 80;
+
+struct KernelSet {
+  const char* name;
+  ByteMapRowProc map;
+  DitherRowProc dither;
+  UnsharpRowProc unsharp;
+};
+
+std::vector<KernelSet> AvailableKernels() {
+  std::vector<KernelSet> sets;
+  if (ByteMapRowAVX2())
+    sets.push_back({"AVX2", ByteMapRowAVX2(), DitherRowAVX2(), UnsharpRowAVX2()});
+  if (UnsharpRowAVX512()) {
+    sets.push_back({"AVX-512", ByteMapRowAVX512(), DitherRowAVX512(), UnsharpRowAVX512()});
+  }
+  return sets;
+}
+
+TEST(FilterKernels, ByteMapsEqualTheOneByteRule) {
+  std::mt19937 random(11);
+  for (const KernelSet& set : AvailableKernels()) {
+    if (!set.map) continue;
+    for (int64_t size = 1; size <= kMaxVectorPixel; ++size) {
+      for (int tables = 1; tables <= 5; ++tables) {
+        BytePattern pattern = RandomPattern(size, tables, random);
+        std::vector<uint8_t> block = RandomBytes(5 * 256 + kTableSlack, random);
+        for (int64_t width : {0, 1, 7, 33, 131}) {
+          int64_t bytes = width * size;
+          size_t guard = kGuard + random() % 64;  // every alignment of the row
+          std::vector<uint8_t> from = RandomBytes(bytes + 2 * guard, random);
+          std::vector<uint8_t> to = RandomBytes(bytes + 2 * guard, random);
+          std::vector<uint8_t> expected = to;
+          for (int64_t i = 0; i < bytes; ++i) {
+            int kind = pattern.classes[i % size];
+            if (kind) expected[guard + i] = block[(kind - 1) * 256 + from[guard + i]];
+          }
+          ByteMapRow row{&pattern, block.data(), tables};
+          set.map(row, from.data() + guard, to.data() + guard, bytes);
+          ASSERT_EQ(to, expected) << set.name << " pixel " << size << " tables " << tables
+                                  << " width " << width;
+        }
+      }
+    }
+  }
+}
+
+// The dither kernels with real level tables (random level counts, also past 256), given the
+// output levels where they may use them.
+TEST(FilterKernels, DitherRowsEqualTheOneByteRule) {
+  std::mt19937 random(12);
+  for (const KernelSet& set : AvailableKernels()) {
+    if (!set.dither) continue;
+    for (int64_t size = 1; size <= kMaxVectorPixel; ++size) {
+      for (int64_t n : {2, 6, 16}) {
+        BytePattern pattern = RandomPattern(size, 1, random);
+        int64_t count = 2 + random() % (size % 2 ? 255 : 400);
+        int64_t top = count - 1;
+        std::vector<uint8_t> outputs(256), levels(512 + kTableSlack);
+        for (int64_t k = 0; k < 256; ++k) outputs[k] = static_cast<uint8_t>(k * 255 / top);
+        for (int64_t v = 0; v < 256; ++v) {
+          levels[2 * v] = static_cast<uint8_t>(v * top / 256 * 255 / top);
+          levels[2 * v + 1] = static_cast<uint8_t>((v * top / 256 + 1) * 255 / top);
+        }
+        int64_t period = n * size;
+        std::vector<uint8_t> thresholds(period + kPatternSlack);
+        for (int64_t i = 0; i < period; ++i) thresholds[i] = static_cast<uint8_t>(random());
+        for (int64_t i = period; i < period + kPatternSlack; ++i) {
+          thresholds[i] = thresholds[i % period];
+        }
+        for (int64_t width : {1, 5, 47, 129}) {
+          int64_t bytes = width * size;
+          size_t guard = kGuard + random() % 64;  // every alignment of the row
+          std::vector<uint8_t> from = RandomBytes(bytes + 2 * guard, random);
+          std::vector<uint8_t> to = RandomBytes(bytes + 2 * guard, random);
+          std::vector<uint8_t> expected = to;
+          for (int64_t i = 0; i < bytes; ++i) {
+            if (!pattern.classes[i % size]) continue;
+            int v = from[guard + i];
+            expected[guard + i] = levels[2 * v + (v <= thresholds[i % period] ? 1 : 0)];
+          }
+          DitherRow row{&pattern, levels.data(), thresholds.data(), period};
+          if (count <= 256) {
+            row.outputs = outputs.data();
+            row.top = top;
+          }
+          set.dither(row, from.data() + guard, to.data() + guard, bytes);
+          ASSERT_EQ(to, expected) << set.name << " pixel " << size << " n " << n << " levels "
+                                  << count << " width " << width;
+        }
+      }
+    }
+  }
+}
+
+// Both forms of the unsharp kernels: the double formula, and the byte steps wherever
+// BuildUnsharpSteps accepts the factor (random factors too, whose products round anywhere).
+TEST(FilterKernels, UnsharpRowsEqualTheTable) {
+  std::mt19937 random(13);
+  std::vector<double> amounts = {0.0, 0.25, 1.0, -0.3, 3.7, -2.0, -0.25, 1e300, -1e300, 1e-310};
+  std::uniform_real_distribution<double> spread(-3.0, 3.0);
+  for (int i = 0; i < 40; ++i) amounts.push_back(spread(random));
+  const int64_t thresholds[] = {0, 1, 17, 255, 256, -5};
+  std::vector<uint8_t> table(65536);
+  int stepped = 0;
+  for (const KernelSet& set : AvailableKernels()) {
+    for (double amount : amounts) {
+      for (int64_t threshold : thresholds) {
+        BuildUnsharpTable(amount, threshold, *reinterpret_cast<uint8_t(*)[65536]>(table.data()));
+        UnsharpRow row{nullptr, amount * 4.0 + 1.0, static_cast<int32_t>(threshold)};
+        UnsharpSteps steps;
+        bool haveSteps = BuildUnsharpSteps(row.k, row.limit, steps);
+        for (bool useSteps : {false, true}) {
+          if (useSteps && !haveSteps) continue;
+          stepped += useSteps;
+          int64_t size = 1 + random() % kMaxVectorPixel;
+          BytePattern pattern = RandomPattern(size, 1, random);
+          int64_t bytes = (1 + random() % 200) * size;
+          size_t guard = kGuard + random() % 64;  // every alignment of the row
+          std::vector<uint8_t> other = RandomBytes(bytes + 2 * guard, random);
+          std::vector<uint8_t> self = RandomBytes(bytes + 2 * guard, random);
+          // Near values too, so that the threshold decides often.
+          for (int64_t i = 0; i < bytes; i += 3) {
+            self[guard + i] = static_cast<uint8_t>(other[guard + i] + random() % 9 - 4);
+          }
+          std::vector<uint8_t> expected = self;
+          for (int64_t i = 0; i < bytes; ++i) {
+            if (!pattern.classes[i % size]) continue;
+            expected[guard + i] = table[self[guard + i] * 256 + other[guard + i]];
+          }
+          row.pattern = &pattern;
+          row.steps = useSteps ? &steps : nullptr;
+          set.unsharp(row, other.data() + guard, self.data() + guard, bytes);
+          ASSERT_EQ(self, expected) << set.name << " amount " << amount << " threshold "
+                                    << threshold << (useSteps ? " in steps" : "");
+        }
+      }
+    }
+  }
+  // The steps serve the usual factors, or this test would not reach them.
+  if (!AvailableKernels().empty()) {
+    EXPECT_GT(stepped, 100);
+  }
+}
+
+TEST(FilterKernels, LayoutsThatTheKernelsRefuse) {
+  ImageClassData a{}, b{};
+  a.PixelSize = b.PixelSize = 4;
+  const int64_t offsets[] = {0, 1, 2, 3};
+  const int64_t shifted[] = {0, 1, 2, 7};
+  const int64_t repeated[] = {0, 1, 2, 0};
+  const int64_t moved[] = {1, 0, 2, 3};
+  const uint8_t classes[] = {1, 1, 1, 2};
+  BytePattern pattern;
+  EXPECT_TRUE(VectorLayout(a, b, 4, offsets, offsets, classes, pattern));
+  EXPECT_EQ(pattern.classes[3], 2);
+  EXPECT_EQ(pattern.classes[4 + 3], 2);
+  EXPECT_FALSE(VectorLayout(a, b, 4, shifted, shifted, classes, pattern));    // outside the pixel
+  EXPECT_FALSE(VectorLayout(a, b, 4, repeated, repeated, classes, pattern));  // an offset twice
+  EXPECT_FALSE(VectorLayout(a, b, 4, offsets, moved, classes, pattern));      // layouts differ
+  b.PixelSize = 3;
+  EXPECT_FALSE(VectorLayout(a, b, 3, offsets, offsets, classes, pattern));  // pixel sizes differ
+  a.PixelSize = b.PixelSize = kMaxVectorPixel + 1;
+  EXPECT_FALSE(VectorLayout(a, b, 4, offsets, offsets, classes, pattern));
+
+  uint8_t row[64];
+  EXPECT_TRUE(RowsSafeForVectors(row, row, 32));
+  EXPECT_TRUE(RowsSafeForVectors(row, row + 32, 32));
+  EXPECT_TRUE(RowsSafeForVectors(row + 32, row, 32));
+  EXPECT_FALSE(RowsSafeForVectors(row, row + 1, 32));
+  EXPECT_FALSE(RowsSafeForVectors(row + 31, row, 32));
+}
+
+// ---- Whole filters at every level ----
+
+// The image whose rows ShiftedRow hands out one pixel along.
+ImageClassData* gShiftedParent = nullptr;
+uint8_t* ShiftedRow(ImageClassData*, int64_t y) {
+  return gShiftedParent->GetRow(gShiftedParent, y) + gShiftedParent->PixelSize;
+}
+
+class FilterLevels : public ::testing::Test {
+ protected:
+  FilterLevels() { host_.Attach(&REALPluginMain); }
+  ~FilterLevels() override { EXPECT_EQ(host_.LiveObjects(), 0) << host_.LiveReport(); }
+
+  Ref Random(int64_t width, int64_t height, int64_t format, uint32_t seed) {
+    Ref image = host_.New("PictureXQT", width, height, format);
+    Fill(image, seed);
+    return image;
+  }
+  static void Fill(const Ref& image, uint32_t seed) {
+    ImageClassData* data = ImageData(image.get());
+    std::mt19937 random(seed);
+    for (int64_t y = 0; y < data->Height; ++y) {
+      uint8_t* row = data->GetRow(data, y);
+      for (int64_t i = 0; i < data->Width * data->PixelSize; ++i) {
+        row[i] = static_cast<uint8_t>(random());
+      }
+    }
+  }
+  // Every byte of the storage under an image, row by row over its whole row size.
+  static std::vector<uint8_t> Bytes(const Ref& image) {
+    ImageClassData* data = ImageData(image.get());
+    std::vector<uint8_t> out;
+    for (int64_t y = 0; y < data->Height; ++y) {
+      uint8_t* row = data->GetRow(data, y);
+      out.insert(out.end(), row, row + data->Width * data->PixelSize);
+    }
+    return out;
+  }
+
+  // Runs `filter(source, dest)` at every level, each time on fresh copies made by `make`, and
+  // expects the bytes of every image `make` returns to equal those of the plain level.
+  template <class Make, class Filter>
+  void ExpectSameAtEveryLevel(Make&& make, Filter&& filter, const std::string& what) {
+    std::vector<std::vector<uint8_t>> plain;
+    for (SimdLevel level : kLevels) {
+      LevelCap cap(level);
+      std::vector<Ref> images = make();
+      filter(images);
+      std::vector<std::vector<uint8_t>> got;
+      for (const Ref& image : images) got.push_back(Bytes(image));
+      if (level == SimdLevel::kScalar) {
+        plain = got;
+      } else {
+        ASSERT_EQ(got, plain) << what << " at level " << static_cast<int>(level);
+      }
+    }
+  }
+
+  // Source and dest, random, of the same format and an odd size.
+  auto Pair(int64_t format, uint32_t seed) {
+    return [this, format, seed] {
+      return std::vector<Ref>{Random(37, 5, format, seed), Random(37, 5, format, seed + 1)};
+    };
+  }
+
+  Host host_;
+};
+
+TEST_F(FilterLevels, PointFiltersInEveryFormat) {
+  uint32_t seed = 1;
+  for (int64_t format : kFormats) {
+    auto run = [](auto member) {
+      return [member](std::vector<Ref>& images) {
+        Ref result = Ref::Adopt(member(images[0].get(), images[1].get()));
+        // Nil only where a 16-bit source is refused.
+        if (result) {
+          ASSERT_EQ(result.get(), images[1].get());
+        }
+      };
+    };
+    std::string name = "format " + std::to_string(format);
+    ExpectSameAtEveryLevel(Pair(format, seed++), run([](REALobject s, REALobject d) {
+                             return GammaFilterRGBA(s, d, 2.2, 0.7, 1.3, 3.0);
+                           }),
+                           "GammaFilterRGBA " + name);
+    ExpectSameAtEveryLevel(Pair(format, seed++), run([](REALobject s, REALobject d) {
+                             return GammaFilterGA(s, d, 0.45, 1.8);
+                           }),
+                           "GammaFilterGA " + name);
+    ExpectSameAtEveryLevel(Pair(format, seed++), run([](REALobject s, REALobject d) {
+                             return GammaFilterRGB(s, d, 1.5, 2.5, 0.8);
+                           }),
+                           "GammaFilterRGB " + name);
+    ExpectSameAtEveryLevel(Pair(format, seed++), run([](REALobject s, REALobject d) {
+                             return GainFilter(s, d, 0.3, 0.6);
+                           }),
+                           "GainFilter " + name);
+    ExpectSameAtEveryLevel(Pair(format, seed++),
+                           run([](REALobject s, REALobject d) { return SolarizeFilter(s, d); }),
+                           "SolarizeFilter " + name);
+  }
+}
+
+TEST_F(FilterLevels, DitherInEveryFormat) {
+  const int64_t levelsList[] = {2, 3, 5, 16, 255, 256, 1000};
+  uint32_t seed = 500;
+  for (int64_t format : kFormats) {
+    for (int64_t matrix = 1; matrix <= 10; ++matrix) {
+      int64_t levels = levelsList[(matrix + format) % 7];
+      ExpectSameAtEveryLevel(
+          Pair(format, seed++),
+          [&](std::vector<Ref>& images) {
+            Ref result = Ref::Adopt(DitherFilter(images[0].get(), images[1].get(), matrix, levels));
+            EXPECT_EQ(result.get() != nullptr, format != 41);  // 16-bit sources are refused
+          },
+          "format " + std::to_string(format) + " matrix " + std::to_string(matrix));
+    }
+  }
+}
+
+TEST_F(FilterLevels, UnsharpInEveryFormat) {
+  const double inf = std::numeric_limits<double>::infinity();
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  struct Case {
+    double amount;
+    int64_t threshold;
+  };
+  // Finite factors take the formula; an overflowing, infinite or NaN one keeps the table.
+  const Case cases[] = {{0.6, 3}, {-0.4, 0}, {2.5, 40}, {1e308, 1}, {inf, 2}, {-inf, 0}, {nan, 0}};
+  uint32_t seed = 900;
+  for (int64_t format : kFormats) {
+    for (const Case& c : cases) {
+      ExpectSameAtEveryLevel(
+          Pair(format, seed++),
+          [&](std::vector<Ref>& images) {
+            EXPECT_EQ(UnsharpFilter(images[1].get(), images[0].get(), c.amount, c.threshold),
+                      format != 41);
+          },
+          "format " + std::to_string(format) + " amount " + std::to_string(c.amount));
+    }
+  }
+}
+
+// Clips (offsets past the pixel, a row start inside the parent), channel views (one byte of a
+// wider pixel), an image filtered into itself, and a dest that shares bytes with its source one
+// pixel along: the kernels take what suits them, the plain loops the rest, with equal bytes.
+TEST_F(FilterLevels, SharedAndShiftedStorage) {
+  uint32_t seed = 2000;
+  for (int64_t format : {1, 2, 12, 24, 41}) {
+    auto parent = [&, format] {
+      return std::vector<Ref>{Random(41, 7, format, seed), Random(41, 7, format, seed + 1)};
+    };
+    ++seed;
+    auto clip = [](const Ref& image) {
+      return image.Call<Ref>("ClipImage", int64_t{3}, int64_t{1}, int64_t{29}, int64_t{5});
+    };
+    ExpectSameAtEveryLevel(
+        parent,
+        [&](std::vector<Ref>& images) {
+          Ref from = clip(images[0]), to = clip(images[1]);
+          Ref a = Ref::Adopt(GammaFilterRGBA(from.get(), to.get(), 1.7, 0.6, 2.4, 1.2));
+          Ref b = Ref::Adopt(DitherFilter(from.get(), to.get(), 10, 4));
+          EXPECT_EQ(UnsharpFilter(to.get(), from.get(), 0.8, 2), format != 41);
+        },
+        "clips of format " + std::to_string(format));
+    ExpectSameAtEveryLevel(
+        parent,
+        [&](std::vector<Ref>& images) {
+          Ref a = Ref::Adopt(SolarizeFilter(images[0].get(), images[0].get()));
+          Ref b = Ref::Adopt(DitherFilter(images[1].get(), images[1].get(), 3, 3));
+          EXPECT_EQ(UnsharpFilter(images[1].get(), images[1].get(), 1.5, 0), format != 41);
+        },
+        "in place, format " + std::to_string(format));
+  }
+  for (int64_t index = 0; index < 4; ++index) {
+    ExpectSameAtEveryLevel(
+        [&] {
+          return std::vector<Ref>{Random(43, 6, 2, seed), Random(43, 6, 2, seed + 1)};
+        },
+        [&](std::vector<Ref>& images) {
+          Ref from = images[0].Call<Ref>("Channel", index);
+          Ref to = images[1].Call<Ref>("Channel", index);
+          Ref a = Ref::Adopt(GammaFilterG(from.get(), to.get(), 1.9));
+          Ref b = Ref::Adopt(DitherFilter(from.get(), to.get(), 7, 6));
+          EXPECT_TRUE(UnsharpFilter(to.get(), from.get(), 0.3, 5));
+          // A channel view into a different channel of the same pixels.
+          Ref other = images[0].Call<Ref>("Channel", (index + 1) % 4);
+          Ref c = Ref::Adopt(GammaFilterG(from.get(), other.get(), 0.6));
+        },
+        "channel " + std::to_string(index));
+    ++seed;
+  }
+  // A dest whose rows start one pixel into the source's rows: partly overlapping rows with the
+  // same layout, which only the plain loop (each pixel after the previous one) gets right.
+  ExpectSameAtEveryLevel(
+      [&] {
+        return std::vector<Ref>{Random(45, 5, 2, seed), Random(44, 5, 2, seed)};
+      },
+      [&](std::vector<Ref>& images) {
+        Ref from =
+            images[0].Call<Ref>("ClipImage", int64_t{0}, int64_t{0}, int64_t{44}, int64_t{5});
+        ImageClassData* to = ImageData(images[1].get());
+        gShiftedParent = ImageData(images[0].get());
+        GetRowProc own = to->GetRow;
+        to->GetRow = ShiftedRow;
+        Ref a = Ref::Adopt(GammaFilterRGBA(from.get(), images[1].get(), 2.0, 0.5, 1.0, 3.0));
+        Ref b = Ref::Adopt(DitherFilter(from.get(), images[1].get(), 2, 3));
+        EXPECT_TRUE(UnsharpFilter(images[1].get(), from.get(), 0.5, 0));
+        to->GetRow = own;
+      },
+      "overlapping rows");
+}
+
+}  // namespace
