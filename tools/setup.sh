@@ -13,7 +13,8 @@ case "$job" in demo | test | sanitize) ;; *)
   ;;
 esac
 
-packages=(cmake ninja-build g++ clang libclang-rt-14-dev libgtest-dev libgmock-dev libgd-dev pkg-config)
+packages=(cmake ninja-build g++ clang libclang-rt-14-dev libgtest-dev libgmock-dev libgd-dev pkg-config
+  libpng-dev libjpeg62-turbo-dev)
 missing=()
 for package in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
