@@ -70,7 +70,10 @@ void* LoadObjectMethod(REALobject object, const char* declaration) {
   std::string wanted = Squeeze(declaration);
   for (ClassRec* c : h->Chain(o->cls)) {
     for (const ClassInfo::Member& m : c->info.methods) {
-      if (Squeeze(m.entry->declaration) == wanted) return m.entry->function;
+      if (Squeeze(m.entry->declaration) == wanted &&
+          OfferedOnVersion(*m.entry, h->options.version)) {
+        return m.entry->function;
+      }
     }
   }
   return nullptr;

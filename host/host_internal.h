@@ -181,6 +181,9 @@ struct Host::Impl {
 // Pictures (pictures.cpp): the host classes Picture and Graphics, and the picture entry points.
 void RegisterPictureClasses(Host::Impl& impl);
 void* PictureEntryPoint(std::string_view name);
+// False for a host method that a host of `version` does not have (the Graphics.DrawPicture
+// signature of the other era).
+bool OfferedOnVersion(const REALmethodDefinition& method, double version);
 
 // The one live host, or null. Entry points use it; they never throw.
 Host::Impl* CurrentImpl();

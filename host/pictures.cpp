@@ -431,6 +431,14 @@ void* Entry(F* function) {
 
 }  // namespace
 
+// Hosts from 2018.02 draw with Double coordinates, older ones with Integer coordinates.
+bool OfferedOnVersion(const REALmethodDefinition& method, double version) {
+  constexpr double kDoubleCoordinates = 2018.02;
+  if (&method == &gGraphicsMethods[0]) return version >= kDoubleCoordinates;
+  if (&method == &gGraphicsMethods[1]) return version < kDoubleCoordinates;
+  return true;
+}
+
 void RegisterPictureClasses(Host::Impl& impl) {
   for (REALclassDefinition& def : gPictureClasses) impl.Register(&def, Origin::Builtin);
   impl.Find("Picture")->payload = PayloadKind::Picture;
