@@ -1,0 +1,248 @@
+// RowInFormat, RowStringInFormat and DataStringInFormat through the host: hand-worked pixels in
+// every family, alpha that is kept, made opaque or inverted, round trips through other formats,
+// and the refusals.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "support/plugin_fixture.h"
+
+namespace {
+
+using xqt::host::Host;
+using xqt::host::Ref;
+
+constexpr int64_t kRGB = 1, kRGBA = 2, kXRGB = 5, kBGRA = 7, kG = 11, kGA = 12, kAG = 13,
+                  kCMYK = 23, kCMYKA = 24, kAKYMC = 30, kGray16 = 41;
+
+using Bytes = std::vector<uint8_t>;
+
+class RowFormatsTest : public PluginTest {
+ protected:
+  uint8_t* Row(const Ref& image, int64_t y) {
+    return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
+  }
+  void SetPixels(const Ref& image, int64_t y, const Bytes& bytes) {
+    std::memcpy(Row(image, y), bytes.data(), bytes.size());
+  }
+  Bytes Pixels(const Ref& image, int64_t y, size_t count) {
+    uint8_t* row = Row(image, y);
+    return Bytes(row, row + count);
+  }
+  Bytes RowIn(const Ref& image, int64_t y, int64_t format) {
+    Ref block = image.Call<Ref>("RowInFormat", y, format);
+    return Bytes(Host::BlockData(block), Host::BlockData(block) + Host::BlockSize(block));
+  }
+  Bytes RowInInverted(const Ref& image, int64_t y, int64_t format) {
+    Ref block = image.Call<Ref>("RowInFormat", y, format, true);
+    return Bytes(Host::BlockData(block), Host::BlockData(block) + Host::BlockSize(block));
+  }
+  void AssignRow(const Ref& image, int64_t y, int64_t format, const Bytes& bytes) {
+    Ref block = host_.NewMemoryBlock(static_cast<int64_t>(bytes.size()));
+    std::memcpy(Host::BlockData(block), bytes.data(), bytes.size());
+    image.Assign("RowInFormat", block, y, format);
+  }
+  // Returned strings are Latin-1: the host's UTF-8 reading maps each character back to a byte.
+  static Bytes Latin1(const std::string& utf8) {
+    Bytes out;
+    for (size_t i = 0; i < utf8.size(); ++i) {
+      auto c = static_cast<uint8_t>(utf8[i]);
+      if (c < 0x80) {
+        out.push_back(c);
+      } else {
+        out.push_back(static_cast<uint8_t>(((c & 0x03) << 6) | (utf8[++i] & 0x3F)));
+      }
+    }
+    return out;
+  }
+  Bytes RowString(const Ref& image, int64_t y, int64_t format) {
+    return Latin1(image.Call<std::string>("RowStringInFormat", y, format));
+  }
+  Bytes DataString(const Ref& image, int64_t format) {
+    return Latin1(image.Call<std::string>("DataStringInFormat", format));
+  }
+  // Byte strings go in as Latin-1 host strings.
+  void AssignRowString(const Ref& image, int64_t y, int64_t format, const Bytes& bytes) {
+    REALstring s =
+        host_.NewString(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()),
+                        kREALEncodingISOLatin1);
+    try {
+      image.Assign("RowStringInFormat", s, y, format);
+    } catch (...) {
+      host_.ReleaseString(s);
+      throw;
+    }
+    host_.ReleaseString(s);
+  }
+  void AssignDataString(const Ref& image, int64_t format, const Bytes& bytes) {
+    REALstring s =
+        host_.NewString(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()),
+                        kREALEncodingISOLatin1);
+    try {
+      image.Assign("DataStringInFormat", s, format);
+    } catch (...) {
+      host_.ReleaseString(s);
+      throw;
+    }
+    host_.ReleaseString(s);
+  }
+};
+
+TEST_F(RowFormatsTest, RGBARowInOtherFormats) {
+  Ref image = NewImage(3, 2, kRGBA);
+  SetPixels(image, 1, {10, 20, 30, 40, 255, 0, 0, 255, 0, 0, 0, 0});
+  // Channels move to the new byte order; alpha goes with them.
+  EXPECT_EQ(RowIn(image, 1, kBGRA), (Bytes{30, 20, 10, 40, 0, 0, 255, 255, 0, 0, 0, 0}));
+  // The padding byte of XRGB is zero.
+  EXPECT_EQ(RowIn(image, 1, kXRGB), (Bytes{0, 10, 20, 30, 0, 255, 0, 0, 0, 0, 0, 0}));
+  // Gray: (77 x 10 + 151 x 20 + 28 x 30) >> 8 = 4630 >> 8 = 18; pure red gives 76.
+  EXPECT_EQ(RowIn(image, 1, kGA), (Bytes{18, 40, 76, 255, 0, 0}));
+  EXPECT_EQ(RowIn(image, 1, kAG), (Bytes{40, 18, 255, 76, 0, 0}));
+  // CMYK: brightest 30 gives K = 225; C = ceil(20 x 255 / 30) = 170, M = ceil(10 x 255 / 30) =
+  // 85, Y = 0. Red is M = Y = 255; black is K = 255 alone.
+  EXPECT_EQ(RowIn(image, 1, kCMYKA),
+            (Bytes{170, 85, 0, 225, 40, 0, 255, 255, 0, 255, 0, 0, 0, 255, 0}));
+  EXPECT_EQ(RowIn(image, 1, kAKYMC),
+            (Bytes{40, 225, 0, 85, 170, 255, 0, 255, 255, 0, 0, 255, 0, 0, 0}));
+  // The same row as a byte string, and the whole image packed without padding.
+  EXPECT_EQ(RowString(image, 1, kBGRA), (Bytes{30, 20, 10, 40, 0, 0, 255, 255, 0, 0, 0, 0}));
+  Bytes all = DataString(image, kG);
+  EXPECT_EQ(all, (Bytes{0, 0, 0, 18, 76, 0}));
+}
+
+TEST_F(RowFormatsTest, AlphaOpaqueKeptOrInverted) {
+  Ref gray = NewImage(2, 1, kG);
+  SetPixels(gray, 0, {7, 200});
+  // No alpha in the image: the row shows it opaque, or 0 when the caller counts transparency.
+  EXPECT_EQ(RowIn(gray, 0, kRGBA), (Bytes{7, 7, 7, 255, 200, 200, 200, 255}));
+  EXPECT_EQ(RowInInverted(gray, 0, kRGBA), (Bytes{7, 7, 7, 0, 200, 200, 200, 0}));
+
+  Ref rgba = NewImage(2, 1, kRGBA);
+  SetPixels(rgba, 0, {1, 2, 3, 40, 4, 5, 6, 255});
+  EXPECT_EQ(RowInInverted(rgba, 0, kRGBA), (Bytes{1, 2, 3, 215, 4, 5, 6, 0}));
+  // Writing with inversion stores 255 - alpha.
+  Ref block = host_.NewMemoryBlock(8);
+  Bytes in{9, 8, 7, 0, 6, 5, 4, 255};
+  std::memcpy(Host::BlockData(block), in.data(), in.size());
+  rgba.Assign("RowInFormat", block, int64_t{0}, kRGBA, true);
+  EXPECT_EQ(Pixels(rgba, 0, 8), (Bytes{9, 8, 7, 255, 6, 5, 4, 0}));
+  // A format without alpha leaves the image's alpha as it was.
+  AssignRow(rgba, 0, kRGB, {100, 110, 120, 130, 140, 150});
+  EXPECT_EQ(Pixels(rgba, 0, 8), (Bytes{100, 110, 120, 255, 130, 140, 150, 0}));
+}
+
+TEST_F(RowFormatsTest, SixteenBitGrayAndCMYKImages) {
+  Ref gray16 = NewImage(2, 1, kGray16);
+  uint16_t samples[2] = {0xABCD, 0x0012};
+  std::memcpy(Row(gray16, 0), samples, 4);
+  // The high byte of each sample, as the picture bridge shows 16-bit gray.
+  EXPECT_EQ(RowIn(gray16, 0, kG), (Bytes{0xAB, 0x00}));
+  // Eight-bit gray widens by 257: 0x12 becomes 0x1212.
+  AssignRow(gray16, 0, kG, {0x12, 0xFF});
+  std::memcpy(samples, Row(gray16, 0), 4);
+  EXPECT_EQ(samples[0], 0x1212);
+  EXPECT_EQ(samples[1], 0xFFFF);
+
+  Ref cmyk = NewImage(2, 1, kCMYK);
+  SetPixels(cmyk, 0, {170, 85, 0, 225, 0, 0, 0, 100});
+  // CMYK to RGB as pictures show it: 255 - (K + C x (255 - K) / 255).
+  // 255 - (225 + 170 x 30 / 255) = 10; 255 - (225 + 85 x 30 / 255) = 20 (85 x 30 / 255 = 10);
+  // 255 - 225 = 30. The second pixel: 255 - 100 = 155 in every channel.
+  EXPECT_EQ(RowIn(cmyk, 0, kRGB), (Bytes{10, 20, 30, 155, 155, 155}));
+  // CMYK to gray keeps the black byte, as CopyPixels does.
+  EXPECT_EQ(RowIn(cmyk, 0, kG), (Bytes{225, 100}));
+  // Gray into CMYK: no colour, the gray byte as black.
+  AssignRow(cmyk, 0, kG, {33, 44});
+  EXPECT_EQ(Pixels(cmyk, 0, 8), (Bytes{0, 0, 0, 33, 0, 0, 0, 44}));
+}
+
+// Odd-sized random images taken out in another format and written back give the same pixels
+// wherever the way there loses nothing.
+TEST_F(RowFormatsTest, RoundTrips) {
+  std::mt19937 random(7);
+  struct Trip {
+    int64_t image, via;
+  };
+  const Trip trips[] = {{kRGBA, kBGRA}, {kRGBA, kCMYKA}, {kRGBA, kAKYMC},
+                        {kRGB, kCMYK},  {kG, kRGB},      {kG, kCMYK},
+                        {kGA, kAG},     {kG, kGray16},   {kCMYK, kAKYMC}};
+  for (const Trip& trip : trips) {
+    SCOPED_TRACE(testing::Message() << trip.image << " via " << trip.via);
+    Ref image = NewImage(7, 5, trip.image);
+    int64_t pixelSize = image.Get<int64_t>("PixelSize");
+    for (int64_t y = 0; y < 5; ++y) {
+      for (int64_t i = 0; i < 7 * pixelSize; ++i) Row(image, y)[i] = random() & 0xFF;
+    }
+    std::vector<Bytes> before;
+    for (int64_t y = 0; y < 5; ++y) before.push_back(Pixels(image, y, 7 * pixelSize));
+    // Rows through memory blocks, the whole image through one string.
+    Bytes row2 = RowIn(image, 2, trip.via);
+    Bytes all = DataString(image, trip.via);
+    for (int64_t y = 0; y < 5; ++y) std::memset(Row(image, y), 0, 7 * pixelSize);
+    AssignDataString(image, trip.via, all);
+    for (int64_t y = 0; y < 5; ++y) EXPECT_EQ(Pixels(image, y, 7 * pixelSize), before[y]);
+    std::memset(Row(image, 2), 0, 7 * pixelSize);
+    AssignRow(image, 2, trip.via, row2);
+    EXPECT_EQ(Pixels(image, 2, 7 * pixelSize), before[2]);
+    std::memset(Row(image, 3), 0, 7 * pixelSize);
+    AssignRowString(image, 3, trip.via, RowString(image, 3, trip.via));
+    // Row 3 was cleared first: its string is of the cleared row, and stays cleared.
+    EXPECT_EQ(Pixels(image, 3, 7 * pixelSize), Bytes(7 * pixelSize, 0));
+    AssignRowString(image, 3, trip.via, Bytes(all.begin() + 3 * row2.size(), all.end()));
+    EXPECT_EQ(Pixels(image, 3, 7 * pixelSize), before[3]);
+  }
+}
+
+TEST_F(RowFormatsTest, ClipAndChannelViewsUseTheirOffsets) {
+  Ref image = NewImage(4, 2, kRGBA);
+  SetPixels(image, 1, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16});
+  Ref clip = image.Call<Ref>("ClipImage", 1, 1, 2, 1);
+  EXPECT_EQ(RowIn(clip, 0, kRGB), (Bytes{5, 6, 7, 9, 10, 11}));
+  AssignRow(clip, 0, kRGB, {50, 60, 70, 90, 100, 110});
+  EXPECT_EQ(Pixels(image, 1, 16),
+            (Bytes{1, 2, 3, 4, 50, 60, 70, 8, 90, 100, 110, 12, 13, 14, 15, 16}));
+}
+
+TEST_F(RowFormatsTest, Refusals) {
+  Ref image = NewImage(3, 2, kRGBA);
+  for (int64_t format : {int64_t{0}, int64_t{14}, int64_t{22}, int64_t{35}, int64_t{49}}) {
+    std::string message =
+        "ImageFormat " + std::to_string(format) + " is not a gray, RGB or CMYK pixel format.";
+    EXPECT_HOST_EXCEPTION("UnsupportedOperationException", message,
+                          image.Call<Ref>("RowInFormat", int64_t{0}, format));
+    EXPECT_HOST_EXCEPTION("UnsupportedOperationException", message,
+                          image.Call<std::string>("DataStringInFormat", format));
+  }
+  EXPECT_HOST_EXCEPTION(
+      "OutOfBoundsException",
+      "The parameter index to method RowInFormat is too big. Range is 0 to 1, but value is 2.",
+      image.Call<Ref>("RowInFormat", int64_t{2}, kRGB));
+  EXPECT_HOST_EXCEPTION("OutOfBoundsException",
+                        "The parameter index to method RowStringInFormat is too small. Range is "
+                        "0 to 1, but value is -1.",
+                        image.Call<std::string>("RowStringInFormat", int64_t{-1}, kRGB));
+  EXPECT_HOST_EXCEPTION("NilObjectException", "Memoryblock is nil",
+                        image.Assign("RowInFormat", nullptr, int64_t{0}, kRGB));
+  // Short data changes nothing.
+  SetPixels(image, 0, Bytes(12, 77));
+  EXPECT_HOST_EXCEPTION("OutOfBoundsException", "The data has 8 bytes, 9 are needed.",
+                        AssignRow(image, 0, kRGB, Bytes(8, 1)));
+  EXPECT_HOST_EXCEPTION("OutOfBoundsException", "The data has 11 bytes, 12 are needed.",
+                        AssignRowString(image, 0, kBGRA, Bytes(11, 1)));
+  EXPECT_HOST_EXCEPTION("OutOfBoundsException", "The data has 5 bytes, 6 are needed.",
+                        AssignDataString(image, kG, Bytes(5, 1)));
+  EXPECT_EQ(Pixels(image, 0, 12), Bytes(12, 77));
+  // A closed image has no row accessor: refused, not read.
+  Ref closed = NewImage(3, 2, kRGBA);
+  closed.Call("Close");
+  EXPECT_HOST_EXCEPTION("UnsupportedOperationException", "GetRow is nil",
+                        closed.Call<Ref>("RowInFormat", int64_t{0}, kRGB));
+  EXPECT_HOST_EXCEPTION("UnsupportedOperationException", "GetRow is nil",
+                        AssignDataString(closed, kG, Bytes(6, 1)));
+}
+
+}  // namespace
