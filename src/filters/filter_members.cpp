@@ -1,5 +1,7 @@
 #include "filters/filter_members.h"
 
+#include "filters/area_filters.h"
+#include "filters/artistic_filters.h"
 #include "filters/dither.h"
 #include "filters/point_filters.h"
 #include "filters/unsharp.h"
@@ -36,4 +38,28 @@ void AddFilterMembers(ClassMembers& members) {
   members.Method(Entry(&UnsharpFilter),
                  "UnsharpFilter(origpixels as PictureXQT, Amount as double, Threshold as integer) "
                  "as boolean");
+  members.Method(Entry(&BoxBlurFilter),
+                 "BoxBlurFilter(dest as PictureXQT, Radius as integer) as PictureXQT");
+  members.Method(Entry(&BoxBlurFilterHV),
+                 "BoxBlurFilter(dest as PictureXQT, HorizontalRadius as integer, VerticalRadius as "
+                 "integer) as PictureXQT");
+  members.Method(Entry(&BoxBlurFractionalFilter),
+                 "BoxBlurFractionalFilter(dest as PictureXQT, Radius as double) as PictureXQT");
+  members.Method(Entry(&ApplyMatrix),
+                 "ApplyMatrix(dest as PictureXQT, Matrix() as integer) as PictureXQT");
+  members.Method(Entry(&ApplyMatrixD),
+                 "ApplyMatrix(dest as PictureXQT, Matrix() as integer, Divisor as integer) as "
+                 "PictureXQT");
+  members.Method(Entry(&ApplyMatrixDB),
+                 "ApplyMatrix(dest as PictureXQT, Matrix() as integer, Divisor as integer, Bias as "
+                 "integer) as PictureXQT");
+  members.Method(Entry(&OilFilter),
+                 "OilFilter(dest as PictureXQT, Radius as integer, Levels as integer) as "
+                 "PictureXQT");
+  members.Method(Entry(&DiffuseFilter),
+                 "DiffuseFilter(dest as PictureXQT, Radius as integer) as PictureXQT");
+  members.Method(Entry(&EngraveFilter), "EngraveFilter(dest as PictureXQT) as PictureXQT");
+  members.Method(Entry(&NeonFilter), "NeonFilter(dest as PictureXQT) as PictureXQT");
+  members.Method(Entry(&StampFilter),
+                 "StampFilter(dest as PictureXQT, Threshold as integer) as PictureXQT");
 }

@@ -1,6 +1,7 @@
 #include "geometry/geometry_members.h"
 
 #include "geometry/mirrors.h"
+#include "geometry/rotate.h"
 #include "geometry/turns.h"
 
 void AddGeometryMembers(ClassMembers& members) {
@@ -12,4 +13,9 @@ void AddGeometryMembers(ClassMembers& members) {
   members.Method(Entry(&Rotate180Self), "Rotate180");
   members.Method(Entry(&HMirrorSelf), "HMirror");
   members.Method(Entry(&VMirrorSelf), "VMirror");
+  members.Method(
+      Entry(&RotateAngle),
+      "Rotate(angle as double, Red as integer = 0, Green as integer = 0, Blue as integer "
+      "= 0, Alpha as integer = 0, Gray as integer = 0, Cyan as integer = 0, Magenta as "
+      "integer = 0, Yellow as integer = 0, Black as integer = 0) as PictureXQT");
 }

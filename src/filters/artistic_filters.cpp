@@ -1,0 +1,204 @@
+#include "filters/artistic_filters.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "plugin/debug_log.h"
+
+namespace {
+
+constexpr int64_t kMaxOilRadius = 32;
+constexpr int64_t kMaxDiffuseRadius = 255;
+
+bool IsCMYK(FilterFamily family) {
+  return family == FilterFamily::kCMYK || family == FilterFamily::kCMYKAlpha;
+}
+
+uint8_t Byte(int64_t v) { return static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v); }
+
+// Writes one gray level into the colour channels of a compact pixel: the same value for gray and
+// RGB, no inks and K = 255 - v for CMYK.
+void PutLevel(FilterFamily family, int colours, uint8_t v, uint8_t* out) {
+  if (IsCMYK(family)) {
+    out[0] = out[1] = out[2] = 0;
+    out[3] = static_cast<uint8_t>(255 - v);
+    return;
+  }
+  for (int c = 0; c < colours; ++c) out[c] = v;
+}
+
+// Walks the rows with a window of `radius` rows around each one (padded by `pad` pixels);
+// `pixel(window, y, x, out)` fills the compact result pixel, which is stored at the dest's offsets.
+template <class Pixel>
+bool WindowRows(ImageClassData* source, ImageClassData* dest, const ChannelPlan& plan,
+                int64_t radius, int64_t pad, Pixel&& pixel) {
+  if (source->Width < 1 || plan.count == 0) return true;
+  RowWindow window(source, plan, radius, pad);
+  uint8_t out[5];
+  for (int64_t y = 0; y < source->Height; ++y) {
+    if (!window.Advance(y)) return true;
+    uint8_t* to = dest->GetRow(dest, y);
+    if (!to) {
+      DebugLog("Row not available", static_cast<long long>(y));
+      return true;
+    }
+    for (int64_t x = 0; x < source->Width; ++x) {
+      pixel(window, y, x, out);
+      uint8_t* target = to + x * dest->PixelSize;
+      for (int c = 0; c < plan.count; ++c) target[plan.to[c]] = out[c];
+    }
+    YieldRow(source);
+  }
+  return true;
+}
+
+template <class Body>
+REALobject RunWindowFilter(REALobject instance, REALobject dest, const char* name, Body&& body) {
+  return RunFilter(instance, dest, name, SourceBits::kEightOnly,
+                   [&](ImageClassData* s, ImageClassData* d) {
+                     ChannelPlan plan;
+                     if (!PlanChannels(*s, *d, plan)) return false;
+                     return body(s, d, plan);
+                   });
+}
+
+}  // namespace
+
+int PixelIntensity(FilterFamily family, const uint8_t* p) {
+  switch (family) {
+    case FilterFamily::kGray:
+    case FilterFamily::kGrayAlpha:
+      return p[0];
+    case FilterFamily::kRGB:
+    case FilterFamily::kRGBAlpha:
+      return (77 * p[0] + 151 * p[1] + 28 * p[2]) >> 8;
+    case FilterFamily::kCMYK:
+    case FilterFamily::kCMYKAlpha: {
+      int ink = ((77 * p[0] + 151 * p[1] + 28 * p[2]) >> 8) + p[3];
+      return 255 - (ink > 255 ? 255 : ink);
+    }
+    case FilterFamily::kNone:
+      break;
+  }
+  return 0;
+}
+
+REALobject OilFilter(REALobject instance, REALobject dest, int64_t radius, int64_t levels) {
+  return RunWindowFilter(
+      instance, dest, "OilFilter", [&](ImageClassData* s, ImageClassData* d, ChannelPlan& plan) {
+        if (radius < 1 || radius > kMaxOilRadius) {
+          DebugLog("Radius out of range", static_cast<long long>(radius));
+          return false;
+        }
+        if (levels < 2 || levels > 256) {
+          DebugLog("Levels out of range", static_cast<long long>(levels));
+          return false;
+        }
+        const int n = plan.count;
+        std::vector<int64_t> counts(static_cast<size_t>(levels), 0);
+        std::vector<int64_t> sums(static_cast<size_t>(levels) * 4, 0);
+        std::vector<int> touched;
+        return WindowRows(
+            s, d, plan, radius, radius,
+            [&](const RowWindow& w, int64_t y, int64_t x, uint8_t* out) {
+              touched.clear();
+              for (int64_t j = -radius; j <= radius; ++j) {
+                const uint8_t* row = w.Row(y + j) + (x - radius) * n;
+                for (int64_t i = 0; i <= 2 * radius; ++i) {
+                  const uint8_t* p = row + i * n;
+                  const int bucket =
+                      static_cast<int>(PixelIntensity(plan.family, p) * levels / 256);
+                  if (counts[bucket]++ == 0) touched.push_back(bucket);
+                  for (int c = 0; c < plan.colours; ++c) sums[bucket * 4 + c] += p[c];
+                }
+              }
+              int best = touched[0];
+              for (int b : touched) {
+                if (counts[b] > counts[best] || (counts[b] == counts[best] && b < best)) {
+                  best = b;
+                }
+              }
+              for (int c = 0; c < plan.colours; ++c) {
+                out[c] =
+                    static_cast<uint8_t>((sums[best * 4 + c] + counts[best] / 2) / counts[best]);
+              }
+              if (plan.alpha) out[n - 1] = w.Row(y)[x * n + n - 1];
+              for (int b : touched) {
+                counts[b] = 0;
+                for (int c = 0; c < 4; ++c) sums[b * 4 + c] = 0;
+              }
+            });
+      });
+}
+
+REALobject DiffuseFilter(REALobject instance, REALobject dest, int64_t radius) {
+  return RunWindowFilter(instance, dest, "DiffuseFilter",
+                         [&](ImageClassData* s, ImageClassData* d, ChannelPlan& plan) {
+                           if (radius < 0 || radius > kMaxDiffuseRadius) {
+                             DebugLog("Radius out of range", static_cast<long long>(radius));
+                             return false;
+                           }
+                           const int n = plan.count;
+                           const int span = static_cast<int>(2 * radius + 1);
+                           const int64_t last = s->Width - 1;
+                           return WindowRows(
+                               s, d, plan, radius, 0,
+                               [&](const RowWindow& w, int64_t y, int64_t x, uint8_t* out) {
+                                 // dx before dy, each from its own rand() call.
+                                 int64_t dx = std::rand() % span - radius;
+                                 int64_t dy = std::rand() % span - radius;
+                                 int64_t sx = x + dx;
+                                 sx = sx < 0 ? 0 : sx > last ? last : sx;
+                                 std::memcpy(out, w.Row(y + dy) + sx * n, static_cast<size_t>(n));
+                               });
+                         });
+}
+
+REALobject EngraveFilter(REALobject instance, REALobject dest) {
+  return RunWindowFilter(
+      instance, dest, "EngraveFilter",
+      [&](ImageClassData* s, ImageClassData* d, ChannelPlan& plan) {
+        const int n = plan.count;
+        return WindowRows(
+            s, d, plan, 1, 1, [&](const RowWindow& w, int64_t y, int64_t x, uint8_t* out) {
+              const int lit = PixelIntensity(plan.family, w.Row(y + 1) + (x + 1) * n);
+              const int shade = PixelIntensity(plan.family, w.Row(y - 1) + (x - 1) * n);
+              PutLevel(plan.family, plan.colours, Byte(128 + lit - shade), out);
+              if (plan.alpha) out[n - 1] = w.Row(y)[x * n + n - 1];
+            });
+      });
+}
+
+REALobject NeonFilter(REALobject instance, REALobject dest) {
+  return RunWindowFilter(
+      instance, dest, "NeonFilter", [&](ImageClassData* s, ImageClassData* d, ChannelPlan& plan) {
+        const int n = plan.count;
+        return WindowRows(s, d, plan, 1, 1,
+                          [&](const RowWindow& w, int64_t y, int64_t x, uint8_t* out) {
+                            const uint8_t* up = w.Row(y - 1) + x * n;
+                            const uint8_t* down = w.Row(y + 1) + x * n;
+                            const uint8_t* mid = w.Row(y) + x * n;
+                            for (int c = 0; c < plan.colours; ++c) {
+                              const int gx = std::abs(mid[n + c] - mid[c - n]);
+                              const int gy = std::abs(down[c] - up[c]);
+                              out[c] = Byte(2 * (gx + gy));
+                            }
+                            if (plan.alpha) out[n - 1] = mid[n - 1];
+                          });
+      });
+}
+
+REALobject StampFilter(REALobject instance, REALobject dest, int64_t threshold) {
+  return RunWindowFilter(
+      instance, dest, "StampFilter", [&](ImageClassData* s, ImageClassData* d, ChannelPlan& plan) {
+        const int n = plan.count;
+        return WindowRows(s, d, plan, 0, 0,
+                          [&](const RowWindow& w, int64_t y, int64_t x, uint8_t* out) {
+                            const uint8_t* p = w.Row(y) + x * n;
+                            const bool light = PixelIntensity(plan.family, p) >= threshold;
+                            PutLevel(plan.family, plan.colours, light ? 255 : 0, out);
+                            if (plan.alpha) out[n - 1] = p[n - 1];
+                          });
+      });
+}

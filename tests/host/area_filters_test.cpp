@@ -1,0 +1,310 @@
+// Box blurs and ApplyMatrix through the host and the real plug-in: hand-worked cases, every
+// family against direct sums over the clamped neighbourhood, refusals, and file-mapped sources.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "support/plugin_fixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using xqt::host::Ref;
+
+constexpr int64_t kRGB = 1, kRGBA = 2, kXRGB = 5, kBGRA = 7, kG = 11, kGA = 12, kAG = 13,
+                  kCMYK = 23, kCMYKA = 24, kKYMC = 28, kGray16 = 41;
+const int64_t kFormats[] = {kRGB, kRGBA, kXRGB, kBGRA, kG, kGA, kAG, kCMYK, kCMYKA, kKYMC};
+
+class AreaFilters : public PluginTest {
+ protected:
+  uint8_t* Row(const Ref& image, int64_t y) {
+    return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
+  }
+  // The family's channel offsets, alpha last, as the filters order them.
+  std::vector<int64_t> Offsets(const Ref& image) {
+    std::vector<int64_t> out;
+    const char* order[] = {"Gray",    "Red",    "Green", "Blue", "Cyan",
+                           "Magenta", "Yellow", "Black", "Alpha"};
+    for (const char* name : order) {
+      if (image.Get<bool>(std::string("Has") + name)) {
+        out.push_back(image.Get<int64_t>(std::string(name) + "Offset"));
+      }
+    }
+    return out;
+  }
+  void Randomise(const Ref& image, uint32_t seed) {
+    std::mt19937 random(seed);
+    const int64_t bytes = image.Get<int64_t>("Width") * image.Get<int64_t>("PixelSize");
+    for (int64_t y = 0; y < image.Get<int64_t>("Height"); ++y) {
+      uint8_t* row = Row(image, y);
+      for (int64_t i = 0; i < bytes; ++i) row[i] = static_cast<uint8_t>(random());
+    }
+  }
+  // Channel k of pixel (x, y), coordinates clamped to the image.
+  int64_t At(const Ref& image, int64_t x, int64_t y, int64_t offset) {
+    const int64_t w = image.Get<int64_t>("Width"), h = image.Get<int64_t>("Height");
+    x = std::clamp<int64_t>(x, 0, w - 1);
+    y = std::clamp<int64_t>(y, 0, h - 1);
+    return Row(image, y)[x * image.Get<int64_t>("PixelSize") + offset];
+  }
+  // The blur written out as its double sum: weight `inner` inside the box, f on its rim.
+  void ExpectBlur(const Ref& source, const Ref& result, int64_t rx, int64_t ry, int64_t inner,
+                  int64_t f) {
+    const int64_t w = source.Get<int64_t>("Width"), h = source.Get<int64_t>("Height");
+    const int64_t pixel = result.Get<int64_t>("PixelSize");
+    const int64_t sourcePixel = source.Get<int64_t>("PixelSize");
+    std::vector<int64_t> from = Offsets(source), to = Offsets(result);
+    std::vector<const uint8_t*> rows;
+    for (int64_t y = 0; y < h; ++y) rows.push_back(Row(source, y));
+    auto at = [&](int64_t x, int64_t y, int64_t offset) {
+      return rows[std::clamp<int64_t>(y, 0, h - 1)]
+                 [std::clamp<int64_t>(x, 0, w - 1) * sourcePixel + offset];
+    };
+    auto weight = [&](int64_t d, int64_t r) {
+      return d < -r - 1 || d > r + 1 ? 0 : d < -r || d > r ? f : inner;
+    };
+    std::vector<const uint8_t*> resultRows;
+    for (int64_t y = 0; y < h; ++y) resultRows.push_back(Row(result, y));
+    const int64_t total = (inner * (2 * rx + 1) + 2 * f) * (inner * (2 * ry + 1) + 2 * f);
+    for (int64_t y = 0; y < h; ++y) {
+      for (int64_t x = 0; x < w; ++x) {
+        for (size_t k = 0; k < from.size(); ++k) {
+          int64_t sum = 0;
+          for (int64_t j = -ry - 1; j <= ry + 1; ++j) {
+            for (int64_t i = -rx - 1; i <= rx + 1; ++i) {
+              sum += weight(i, rx) * weight(j, ry) * at(x + i, y + j, from[k]);
+            }
+          }
+          const int64_t expected = (sum + total / 2) / total;
+          ASSERT_EQ(resultRows[y][x * pixel + to[k]], expected)
+              << "x " << x << " y " << y << " channel " << k << " radii " << rx << "," << ry;
+        }
+      }
+    }
+  }
+};
+
+TEST_F(AreaFilters, StepEdgeByHand) {
+  Ref image = NewImage(6, 2, kG);
+  const uint8_t step[6] = {0, 0, 0, 255, 255, 255};
+  for (int64_t y = 0; y < 2; ++y) std::copy(step, step + 6, Row(image, y));
+  Ref blurred = image.Call<Ref>("BoxBlurFilter", nullptr, int64_t{1});
+  // Each 3 x 3 box holds three columns of the step: 0, 0, 255 / 3 = 85, 510 / 3 = 170.
+  const uint8_t expected[6] = {0, 0, 85, 170, 255, 255};
+  for (int64_t y = 0; y < 2; ++y) {
+    for (int x = 0; x < 6; ++x) EXPECT_EQ(Row(blurred, y)[x], expected[x]) << x;
+  }
+  // Only vertically: the columns are uniform, nothing changes.
+  Ref vertical = image.Call<Ref>("BoxBlurFilter", nullptr, int64_t{0}, int64_t{3});
+  for (int x = 0; x < 6; ++x) EXPECT_EQ(Row(vertical, 1)[x], step[x]);
+  // Half a pixel more: weights 1/2, 1, 1, 1, 1/2 over 4 samples; at x = 2: (0 + 0 + 0 + 255 +
+  // 255 / 2) / 4 = 95.6 rounds to 96; at x = 1: (255 / 2) / 4 = 31.9 rounds to 32.
+  Ref fractional = image.Call<Ref>("BoxBlurFractionalFilter", nullptr, 1.5);
+  EXPECT_EQ(Row(fractional, 0)[1], 32);
+  EXPECT_EQ(Row(fractional, 0)[2], 96);
+  EXPECT_EQ(Row(fractional, 0)[3], 159);
+}
+
+TEST_F(AreaFilters, BoxBlurOfAnyRadiusMatchesDirectSums) {
+  for (int64_t format : kFormats) {
+    SCOPED_TRACE(format);
+    Ref source = NewImage(13, 9, format);
+    Randomise(source, static_cast<uint32_t>(format));
+    for (int64_t r : {0, 1, 2, 5, 23}) {
+      ExpectBlur(source, source.Call<Ref>("BoxBlurFilter", nullptr, r), r, r, 1, 0);
+    }
+    const int64_t pairs[][2] = {{3, 0}, {0, 2}, {7, 1}, {1, 12}};
+    for (auto& p : pairs) {
+      ExpectBlur(source, source.Call<Ref>("BoxBlurFilter", nullptr, p[0], p[1]), p[0], p[1], 1, 0);
+    }
+    // Fractions in 1/256 steps: 0.25 is 64, 2.75 is 192, whole radii carry no rim.
+    ExpectBlur(source, source.Call<Ref>("BoxBlurFractionalFilter", nullptr, 0.25), 0, 0, 256, 64);
+    ExpectBlur(source, source.Call<Ref>("BoxBlurFractionalFilter", nullptr, 2.75), 2, 2, 256, 192);
+    ExpectBlur(source, source.Call<Ref>("BoxBlurFractionalFilter", nullptr, 3.0), 3, 3, 256, 0);
+  }
+}
+
+TEST_F(AreaFilters, BlurIntoAGivenDestinationOfAnotherLayout) {
+  Ref source = NewImage(11, 7, kRGBA);
+  Randomise(source, 3);
+  Ref dest = NewImage(12, 8, kBGRA);
+  Ref returned = source.Call<Ref>("BoxBlurFilter", dest, int64_t{2});
+  EXPECT_EQ(returned.get(), dest.get());
+  ExpectBlur(source, dest, 2, 2, 1, 0);
+}
+
+TEST_F(AreaFilters, MatrixByHand) {
+  Ref image = NewImage(3, 3, kG);
+  const uint8_t values[3][3] = {{10, 20, 30}, {40, 50, 60}, {70, 80, 90}};
+  for (int y = 0; y < 3; ++y) std::copy(values[y], values[y] + 3, Row(image, y));
+  Ref sharpen = host_.NewIntegerArray({0, -1, 0, -1, 5, -1, 0, -1, 0});
+  Ref result = image.Call<Ref>("ApplyMatrix", nullptr, sharpen);
+  // Centre: 5 x 50 - 20 - 40 - 60 - 80 = 50. Top left, edges clamped: 5 x 10 - 10 - 10 - 20 - 40
+  // = -30, clamped to 0. Bottom right: 450 - 60 - 80 - 90 - 90 = 130.
+  EXPECT_EQ(Row(result, 1)[1], 50);
+  EXPECT_EQ(Row(result, 0)[0], 0);
+  EXPECT_EQ(Row(result, 2)[2], 130);
+  // Divisor 2 and bias 100: 50 / 2 + 100 = 125; -30 / 2 + 100 = 85; 130 / 2 + 100 = 165.
+  Ref biased = image.Call<Ref>("ApplyMatrix", nullptr, sharpen, int64_t{2}, int64_t{100});
+  EXPECT_EQ(Row(biased, 1)[1], 125);
+  EXPECT_EQ(Row(biased, 0)[0], 85);
+  EXPECT_EQ(Row(biased, 2)[2], 165);
+  // Halves round away from zero: the corner's -30 / 4 = -7.5 gives -8, plus bias 10 is 2.
+  Ref quarter = image.Call<Ref>("ApplyMatrix", nullptr, sharpen, int64_t{4}, int64_t{10});
+  EXPECT_EQ(Row(quarter, 0)[0], 2);
+  // Divisor defaults to the sum of the entries: a 3 x 3 of ones is the mean, 450 / 9 = 50.
+  Ref ones = host_.NewIntegerArray({1, 1, 1, 1, 1, 1, 1, 1, 1});
+  EXPECT_EQ(Row(image.Call<Ref>("ApplyMatrix", nullptr, ones), 1)[1], 50);
+  // A single entry is a scale: 2 / 1 doubles (clamped), with the divisor the default is itself.
+  Ref two = host_.NewIntegerArray({2});
+  EXPECT_EQ(Row(image.Call<Ref>("ApplyMatrix", nullptr, two, int64_t{1}), 2)[2], 180);
+  EXPECT_EQ(Row(image.Call<Ref>("ApplyMatrix", nullptr, two), 2)[2], 90);
+}
+
+TEST_F(AreaFilters, MatrixMatchesDirectSumsAndKeepsAlpha) {
+  std::mt19937 random(9);
+  std::vector<int64_t> kernel(25);
+  for (int64_t& v : kernel) v = static_cast<int64_t>(random() % 21) - 10;
+  Ref array = host_.NewIntegerArray(kernel);
+  for (int64_t format : kFormats) {
+    SCOPED_TRACE(format);
+    Ref source = NewImage(9, 7, format);
+    Randomise(source, static_cast<uint32_t>(format) + 40);
+    Ref result = source.Call<Ref>("ApplyMatrix", nullptr, array, int64_t{-7}, int64_t{128});
+    std::vector<int64_t> offsets = Offsets(source);
+    const bool alpha = source.Get<bool>("HasAlpha");
+    const size_t colours = offsets.size() - (alpha ? 1 : 0);
+    const int64_t pixel = source.Get<int64_t>("PixelSize");
+    for (int64_t y = 0; y < 7; ++y) {
+      for (int64_t x = 0; x < 9; ++x) {
+        for (size_t k = 0; k < offsets.size(); ++k) {
+          int64_t expected;
+          if (k == colours) {
+            expected = At(source, x, y, offsets[k]);
+          } else {
+            int64_t sum = 0;
+            for (int j = 0; j < 5; ++j) {
+              for (int i = 0; i < 5; ++i)
+                sum += kernel[j * 5 + i] * At(source, x + i - 2, y + j - 2, offsets[k]);
+            }
+            // sum / -7 rounded half away from zero.
+            const int64_t magnitude = (std::llabs(sum) + 3) / 7;
+            expected = std::clamp<int64_t>((sum > 0 ? -magnitude : magnitude) + 128, 0, 255);
+          }
+          ASSERT_EQ(Row(result, y)[x * pixel + offsets[k]], expected) << x << "," << y << " " << k;
+        }
+      }
+    }
+  }
+}
+
+TEST_F(AreaFilters, Refusals) {
+  Ref source = NewImage(5, 4, kRGBA);
+  Randomise(source, 5);
+  EXPECT_FALSE(source.Call<Ref>("BoxBlurFilter", nullptr, int64_t{-1}));
+  EXPECT_FALSE(source.Call<Ref>("BoxBlurFilter", nullptr, int64_t{65536}));
+  EXPECT_FALSE(source.Call<Ref>("BoxBlurFilter", nullptr, int64_t{1}, int64_t{-2}));
+  EXPECT_FALSE(source.Call<Ref>("BoxBlurFractionalFilter", nullptr, -0.5));
+  EXPECT_FALSE(source.Call<Ref>("BoxBlurFractionalFilter", nullptr, std::nan("")));
+  // The running sums read source rows after writing rows above them.
+  EXPECT_FALSE(source.Call<Ref>("BoxBlurFilter", source, int64_t{1}));
+  Ref small = NewImage(4, 4, kRGBA);
+  EXPECT_FALSE(source.Call<Ref>("BoxBlurFilter", small, int64_t{1}));
+  Ref gray = NewImage(5, 4, kG);
+  EXPECT_FALSE(source.Call<Ref>("BoxBlurFilter", gray, int64_t{1}));
+  Ref closed = NewImage(5, 4, kRGBA);
+  closed.Call<void>("Close");
+  EXPECT_FALSE(closed.Call<Ref>("BoxBlurFilter", nullptr, int64_t{1}));
+  EXPECT_FALSE(NewImage(5, 4, kGray16).Call<Ref>("BoxBlurFilter", nullptr, int64_t{1}));
+
+  Ref eight = host_.NewIntegerArray({1, 1, 1, 1, 1, 1, 1, 1});
+  Ref four = host_.NewIntegerArray({1, 1, 1, 1});
+  Ref empty = host_.NewIntegerArray({});
+  Ref ones = host_.NewIntegerArray({1, 1, 1, 1, 1, 1, 1, 1, 1});
+  Ref huge = host_.NewIntegerArray({int64_t{1} << 40});
+  EXPECT_FALSE(source.Call<Ref>("ApplyMatrix", nullptr, eight));
+  EXPECT_FALSE(source.Call<Ref>("ApplyMatrix", nullptr, four));  // even side has no centre
+  EXPECT_FALSE(source.Call<Ref>("ApplyMatrix", nullptr, empty));
+  EXPECT_FALSE(source.Call<Ref>("ApplyMatrix", nullptr, nullptr));
+  EXPECT_FALSE(source.Call<Ref>("ApplyMatrix", nullptr, huge));
+  EXPECT_FALSE(source.Call<Ref>("ApplyMatrix", nullptr, ones, int64_t{0}));
+  // A refused given dest goes back with its reference dropped (TearDown counts them).
+  Ref dest = NewImage(5, 4, kRGBA);
+  EXPECT_FALSE(source.Call<Ref>("ApplyMatrix", dest, ones, int64_t{0}, int64_t{0}));
+}
+
+TEST_F(AreaFilters, MatrixInPlaceSeesOnlyOriginalPixels) {
+  Ref source = NewImage(8, 6, kCMYKA);
+  Randomise(source, 21);
+  Ref edge = host_.NewIntegerArray({-1, -1, -1, -1, 8, -1, -1, -1, -1});
+  Ref apart = source.Call<Ref>("ApplyMatrix", nullptr, edge, int64_t{1}, int64_t{0});
+  Ref same = source.Call<Ref>("ApplyMatrix", source, edge, int64_t{1}, int64_t{0});
+  EXPECT_EQ(same.get(), source.get());
+  for (int64_t y = 0; y < 6; ++y) {
+    for (int64_t i = 0; i < 8 * 5; ++i) ASSERT_EQ(Row(apart, y)[i], Row(source, y)[i]);
+  }
+}
+
+// File-mapped sources whose rows span several bands: the same pixels as from memory.
+class MappedAreaFilters : public AreaFilters {
+ protected:
+  MappedAreaFilters() {
+    scratch_ = fs::temp_directory_path() /
+               ("xqt-area-" +
+                std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "-" +
+                std::to_string(getpid()));
+    fs::remove_all(scratch_);
+    fs::create_directories(scratch_);
+    const char* old = std::getenv("TMPDIR");
+    hadTmpdir_ = old != nullptr;
+    if (old) oldTmpdir_ = old;
+    setenv("TMPDIR", scratch_.c_str(), 1);
+  }
+  ~MappedAreaFilters() override {
+    fs::remove_all(scratch_);
+    if (hadTmpdir_) {
+      setenv("TMPDIR", oldTmpdir_.c_str(), 1);
+    } else {
+      unsetenv("TMPDIR");
+    }
+  }
+  fs::path scratch_;
+  std::string oldTmpdir_;
+  bool hadTmpdir_ = false;
+};
+
+TEST_F(MappedAreaFilters, MappedSourceMatchesMemory) {
+  Ref mapped = host_.New("PictureXQT", int64_t{37}, int64_t{4200}, kRGBA, int64_t{0}, nullptr);
+  ASSERT_TRUE(mapped.Get<bool>("IsMapping"));
+  ASSERT_LT(mapped.Get<int64_t>("MappingRows"), 4200);
+  Ref memory = NewImage(37, 4200, kRGBA);
+  std::mt19937 random(77);
+  for (int64_t y = 0; y < 4200; ++y) {
+    uint8_t* a = Row(memory, y);
+    for (int64_t i = 0; i < 37 * 4; ++i) a[i] = static_cast<uint8_t>(random());
+    std::copy(a, a + 37 * 4, Row(mapped, y));
+  }
+  Ref kernel = host_.NewIntegerArray({1, 2, 1, 2, 4, 2, 1, 2, 1});
+  auto same = [&](const Ref& a, const Ref& b) {
+    const int64_t w = a.Get<int64_t>("Width"), h = a.Get<int64_t>("Height");
+    ASSERT_EQ(b.Get<int64_t>("Width"), w);
+    ASSERT_EQ(b.Get<int64_t>("Height"), h);
+    for (int64_t y = 0; y < h; ++y) {
+      std::vector<uint8_t> row(Row(a, y), Row(a, y) + w * 4);
+      ASSERT_TRUE(std::equal(row.begin(), row.end(), Row(b, y))) << y;
+    }
+  };
+  same(mapped.Call<Ref>("BoxBlurFilter", nullptr, int64_t{3}, int64_t{300}),
+       memory.Call<Ref>("BoxBlurFilter", nullptr, int64_t{3}, int64_t{300}));
+  same(mapped.Call<Ref>("ApplyMatrix", nullptr, kernel),
+       memory.Call<Ref>("ApplyMatrix", nullptr, kernel));
+  same(mapped.Call<Ref>("Rotate", 30.0, 1, 2, 3, 4, 5, 6, 7, 8, 9),
+       memory.Call<Ref>("Rotate", 30.0, 1, 2, 3, 4, 5, 6, 7, 8, 9));
+}
+
+}  // namespace

@@ -1,0 +1,230 @@
+// Oil, diffuse, engrave, neon and stamp through the host and the real plug-in: small cases
+// worked by hand, every family against the formulas written out here, in place, and refusals.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "support/plugin_fixture.h"
+
+namespace {
+
+using xqt::host::Ref;
+
+constexpr int64_t kRGB = 1, kRGBA = 2, kBGRA = 7, kG = 11, kGA = 12, kCMYK = 23, kCMYKA = 24,
+                  kGray16 = 41;
+const int64_t kFormats[] = {kRGB, kRGBA, kBGRA, kG, kGA, kCMYK, kCMYKA};
+
+// An image read into plain memory: channel values in the filters' order, alpha last.
+struct Pixels {
+  int64_t w = 0, h = 0;
+  int colours = 0;
+  bool alpha = false, cmyk = false;
+  std::vector<std::vector<int>> at;  // [y * w + x][channel]
+  const std::vector<int>& P(int64_t x, int64_t y) const {
+    return at[std::clamp<int64_t>(y, 0, h - 1) * w + std::clamp<int64_t>(x, 0, w - 1)];
+  }
+  int Intensity(const std::vector<int>& p) const {
+    if (colours == 1) return p[0];
+    const int luma = (77 * p[0] + 151 * p[1] + 28 * p[2]) >> 8;
+    return cmyk ? 255 - std::min(255, luma + p[3]) : luma;
+  }
+};
+
+class ArtisticFilters : public PluginTest {
+ protected:
+  uint8_t* Row(const Ref& image, int64_t y) {
+    return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
+  }
+  std::vector<int64_t> Offsets(const Ref& image) {
+    std::vector<int64_t> out;
+    for (const char* name :
+         {"Gray", "Red", "Green", "Blue", "Cyan", "Magenta", "Yellow", "Black", "Alpha"}) {
+      if (image.Get<bool>(std::string("Has") + name)) {
+        out.push_back(image.Get<int64_t>(std::string(name) + "Offset"));
+      }
+    }
+    return out;
+  }
+  Pixels Read(const Ref& image) {
+    Pixels p;
+    p.w = image.Get<int64_t>("Width");
+    p.h = image.Get<int64_t>("Height");
+    p.alpha = image.Get<bool>("HasAlpha");
+    p.cmyk = image.Get<bool>("IsCMYK");
+    std::vector<int64_t> offsets = Offsets(image);
+    p.colours = static_cast<int>(offsets.size()) - (p.alpha ? 1 : 0);
+    const int64_t size = image.Get<int64_t>("PixelSize");
+    for (int64_t y = 0; y < p.h; ++y) {
+      const uint8_t* row = Row(image, y);
+      for (int64_t x = 0; x < p.w; ++x) {
+        std::vector<int> v;
+        for (int64_t o : offsets) v.push_back(row[x * size + o]);
+        p.at.push_back(v);
+      }
+    }
+    return p;
+  }
+  void Randomise(const Ref& image, uint32_t seed) {
+    std::mt19937 random(seed);
+    const int64_t bytes = image.Get<int64_t>("Width") * image.Get<int64_t>("PixelSize");
+    for (int64_t y = 0; y < image.Get<int64_t>("Height"); ++y) {
+      uint8_t* row = Row(image, y);
+      for (int64_t i = 0; i < bytes; ++i) row[i] = static_cast<uint8_t>(random());
+    }
+  }
+  void ExpectPixels(const Ref& result,
+                    const std::function<std::vector<int>(int64_t, int64_t)>& expected) {
+    Pixels got = Read(result);
+    for (int64_t y = 0; y < got.h; ++y) {
+      for (int64_t x = 0; x < got.w; ++x) {
+        ASSERT_EQ(got.P(x, y), expected(x, y)) << "pixel " << x << ", " << y;
+      }
+    }
+  }
+  // A gray level as the filters write it into the colour channels of `p`'s family.
+  static std::vector<int> Level(const Pixels& p, int v, int alpha) {
+    std::vector<int> out;
+    if (p.cmyk) {
+      out = {0, 0, 0, 255 - v};
+    } else {
+      out.assign(static_cast<size_t>(p.colours), v);
+    }
+    if (p.alpha) out.push_back(alpha);
+    return out;
+  }
+};
+
+TEST_F(ArtisticFilters, SmallCasesByHand) {
+  Ref image = NewImage(3, 3, kG);
+  for (int64_t y = 0; y < 3; ++y) std::fill(Row(image, y), Row(image, y) + 3, 0);
+  Row(image, 1)[1] = 255;
+  // Oil: eight of nine neighbours in the dark bucket, so the dot goes.
+  EXPECT_EQ(Row(image.Call<Ref>("OilFilter", nullptr, int64_t{1}, int64_t{2}), 1)[1], 0);
+  // Neon at the dot's neighbour (1, 0): |0 - 0| + |255 - 0| (down minus up, the top clamped)
+  // doubled and clamped: 255. At the dot itself every difference is 0.
+  Ref neon = image.Call<Ref>("NeonFilter", nullptr);
+  EXPECT_EQ(Row(neon, 0)[1], 255);
+  EXPECT_EQ(Row(neon, 1)[1], 0);
+  // Engrave: 128 + I(x+1, y+1) - I(x-1, y-1); at (0, 0) the lit side is the dot: 383 -> 255;
+  // at (2, 2) the shaded side is: 128 - 255 -> 0; elsewhere flat 128.
+  Ref engraved = image.Call<Ref>("EngraveFilter", nullptr);
+  EXPECT_EQ(Row(engraved, 0)[0], 255);
+  EXPECT_EQ(Row(engraved, 2)[2], 0);
+  EXPECT_EQ(Row(engraved, 0)[2], 128);
+  // Stamp: at or above the threshold white.
+  Ref stamp = image.Call<Ref>("StampFilter", nullptr, int64_t{255});
+  EXPECT_EQ(Row(stamp, 1)[1], 255);
+  EXPECT_EQ(Row(stamp, 0)[0], 0);
+  // Diffuse by 0 is a copy.
+  Ref diffused = image.Call<Ref>("DiffuseFilter", nullptr, int64_t{0});
+  for (int64_t y = 0; y < 3; ++y)
+    EXPECT_TRUE(std::equal(Row(image, y), Row(image, y) + 3, Row(diffused, y)));
+}
+
+TEST_F(ArtisticFilters, EveryFamilyFollowsTheFormulas) {
+  for (int64_t format : kFormats) {
+    SCOPED_TRACE(format);
+    Ref source = NewImage(11, 7, format);
+    Randomise(source, static_cast<uint32_t>(format) * 3);
+    const Pixels p = Read(source);
+    auto alphaOf = [&](int64_t x, int64_t y) { return p.alpha ? p.P(x, y).back() : 0; };
+
+    ExpectPixels(source.Call<Ref>("NeonFilter", nullptr), [&](int64_t x, int64_t y) {
+      std::vector<int> out;
+      for (int c = 0; c < p.colours; ++c) {
+        const int g = std::abs(p.P(x + 1, y)[c] - p.P(x - 1, y)[c]) +
+                      std::abs(p.P(x, y + 1)[c] - p.P(x, y - 1)[c]);
+        out.push_back(std::min(255, 2 * g));
+      }
+      if (p.alpha) out.push_back(alphaOf(x, y));
+      return out;
+    });
+    ExpectPixels(source.Call<Ref>("EngraveFilter", nullptr), [&](int64_t x, int64_t y) {
+      const int v = 128 + p.Intensity(p.P(x + 1, y + 1)) - p.Intensity(p.P(x - 1, y - 1));
+      return Level(p, std::clamp(v, 0, 255), alphaOf(x, y));
+    });
+    ExpectPixels(source.Call<Ref>("StampFilter", nullptr, int64_t{100}), [&](int64_t x, int64_t y) {
+      return Level(p, p.Intensity(p.P(x, y)) >= 100 ? 255 : 0, alphaOf(x, y));
+    });
+    // Oil with radius 2 and 4 buckets: the most populated bucket (lowest on ties), its mean.
+    ExpectPixels(
+        source.Call<Ref>("OilFilter", nullptr, int64_t{2}, int64_t{4}), [&](int64_t x, int64_t y) {
+          int64_t counts[4] = {}, sums[4][4] = {};
+          for (int64_t j = -2; j <= 2; ++j) {
+            for (int64_t i = -2; i <= 2; ++i) {
+              const std::vector<int>& q = p.P(x + i, y + j);
+              const int b = p.Intensity(q) * 4 / 256;
+              ++counts[b];
+              for (int c = 0; c < p.colours; ++c) sums[b][c] += q[c];
+            }
+          }
+          int best = 0;
+          for (int b = 1; b < 4; ++b) {
+            if (counts[b] > counts[best]) best = b;
+          }
+          std::vector<int> out;
+          for (int c = 0; c < p.colours; ++c) {
+            out.push_back(static_cast<int>((sums[best][c] + counts[best] / 2) / counts[best]));
+          }
+          if (p.alpha) out.push_back(alphaOf(x, y));
+          return out;
+        });
+    // Diffuse: dx then dy from rand(), which the plug-in shares with this process.
+    std::srand(99);
+    Ref diffused = source.Call<Ref>("DiffuseFilter", nullptr, int64_t{3});
+    std::srand(99);
+    std::vector<std::vector<int>> expected;
+    for (int64_t y = 0; y < p.h; ++y) {
+      for (int64_t x = 0; x < p.w; ++x) {
+        const int dx = std::rand() % 7 - 3;
+        const int dy = std::rand() % 7 - 3;
+        expected.push_back(p.P(x + dx, y + dy));
+      }
+    }
+    ExpectPixels(diffused, [&](int64_t x, int64_t y) { return expected[y * p.w + x]; });
+  }
+}
+
+TEST_F(ArtisticFilters, InPlaceMatchesANewDestination) {
+  for (const char* name : {"NeonFilter", "EngraveFilter"}) {
+    Ref source = NewImage(9, 6, kRGBA);
+    Randomise(source, 4);
+    Ref apart = source.Call<Ref>(name, nullptr);
+    EXPECT_EQ(source.Call<Ref>(name, source).get(), source.get());
+    for (int64_t y = 0; y < 6; ++y) {
+      ASSERT_TRUE(std::equal(Row(apart, y), Row(apart, y) + 36, Row(source, y))) << name << y;
+    }
+  }
+  Ref source = NewImage(9, 6, kCMYK);
+  Randomise(source, 5);
+  Ref apart = source.Call<Ref>("OilFilter", nullptr, int64_t{2}, int64_t{8});
+  source.Call<Ref>("OilFilter", source, int64_t{2}, int64_t{8});
+  for (int64_t y = 0; y < 6; ++y) {
+    ASSERT_TRUE(std::equal(Row(apart, y), Row(apart, y) + 36, Row(source, y))) << y;
+  }
+}
+
+TEST_F(ArtisticFilters, Refusals) {
+  Ref source = NewImage(5, 4, kRGB);
+  EXPECT_FALSE(source.Call<Ref>("OilFilter", nullptr, int64_t{0}, int64_t{4}));
+  EXPECT_FALSE(source.Call<Ref>("OilFilter", nullptr, int64_t{33}, int64_t{4}));
+  EXPECT_FALSE(source.Call<Ref>("OilFilter", nullptr, int64_t{1}, int64_t{1}));
+  EXPECT_FALSE(source.Call<Ref>("OilFilter", nullptr, int64_t{1}, int64_t{257}));
+  EXPECT_FALSE(source.Call<Ref>("DiffuseFilter", nullptr, int64_t{-1}));
+  EXPECT_FALSE(source.Call<Ref>("DiffuseFilter", nullptr, int64_t{256}));
+  Ref small = NewImage(5, 3, kRGB);
+  EXPECT_FALSE(source.Call<Ref>("NeonFilter", small));
+  Ref gray = NewImage(5, 4, kG);
+  EXPECT_FALSE(source.Call<Ref>("StampFilter", gray, int64_t{10}));
+  EXPECT_FALSE(NewImage(5, 4, kGray16).Call<Ref>("EngraveFilter", nullptr));
+  Ref closed = NewImage(5, 4, kRGB);
+  closed.Call<void>("Close");
+  EXPECT_FALSE(closed.Call<Ref>("NeonFilter", nullptr));
+}
+
+}  // namespace

@@ -1,0 +1,162 @@
+// Rotate by any angle through the host and the real plug-in: the quarter turns against the
+// Rotate90 family, the bounding box, uncovered pixels from the family's arguments, bilinear
+// samples worked out by hand, and refusals.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "support/plugin_fixture.h"
+
+namespace {
+
+using xqt::host::Ref;
+
+constexpr int64_t kRGB = 1, kRGBA = 2, kBGRA = 7, kG = 11, kGA = 12, kCMYK = 23, kCMYKA = 24,
+                  kGray16 = 41;
+
+class RotateAngle : public PluginTest {
+ protected:
+  uint8_t* Row(const Ref& image, int64_t y) {
+    return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
+  }
+  void Randomise(const Ref& image, uint32_t seed) {
+    std::mt19937 random(seed);
+    const int64_t bytes = image.Get<int64_t>("Width") * image.Get<int64_t>("PixelSize");
+    for (int64_t y = 0; y < image.Get<int64_t>("Height"); ++y) {
+      uint8_t* row = Row(image, y);
+      for (int64_t i = 0; i < bytes; ++i) row[i] = static_cast<uint8_t>(random());
+    }
+  }
+  Ref Turn(const Ref& image, double angle) {
+    return image.Call<Ref>("Rotate", angle, int64_t{10}, int64_t{20}, int64_t{30}, int64_t{40},
+                           int64_t{50}, int64_t{60}, int64_t{70}, int64_t{80}, int64_t{90});
+  }
+  // Every channel of the family of `a`, pixel by pixel, each read at its own image's offset.
+  void ExpectSamePixels(const Ref& a, const Ref& b) {
+    const int64_t w = a.Get<int64_t>("Width"), h = a.Get<int64_t>("Height");
+    ASSERT_EQ(b.Get<int64_t>("Width"), w);
+    ASSERT_EQ(b.Get<int64_t>("Height"), h);
+    const int64_t pa = a.Get<int64_t>("PixelSize"), pb = b.Get<int64_t>("PixelSize");
+    std::vector<std::pair<int64_t, int64_t>> offsets;
+    for (const char* name :
+         {"Gray", "Red", "Green", "Blue", "Cyan", "Magenta", "Yellow", "Black", "Alpha"}) {
+      if (a.Get<bool>(std::string("Has") + name)) {
+        offsets.emplace_back(a.Get<int64_t>(std::string(name) + "Offset"),
+                             b.Get<int64_t>(std::string(name) + "Offset"));
+      }
+    }
+    for (int64_t y = 0; y < h; ++y) {
+      const uint8_t* ra = Row(a, y);
+      const uint8_t* rb = Row(b, y);
+      for (int64_t x = 0; x < w; ++x) {
+        for (auto [oa, ob] : offsets) {
+          ASSERT_EQ(ra[x * pa + oa], rb[x * pb + ob]) << "pixel " << x << " row " << y;
+        }
+      }
+    }
+  }
+};
+
+TEST_F(RotateAngle, QuarterTurnsMatchTheTurnMembers) {
+  for (int64_t format : {kRGB, kRGBA, kG, kGA, kCMYK, kCMYKA}) {
+    SCOPED_TRACE(format);
+    Ref source = NewImage(7, 5, format);
+    Randomise(source, static_cast<uint32_t>(format));
+    ExpectSamePixels(Turn(source, 0), source.Call<Ref>("Clone"));
+    ExpectSamePixels(Turn(source, 360), source.Call<Ref>("Clone"));
+    ExpectSamePixels(Turn(source, 90), source.Call<Ref>("Rotate90", nullptr));
+    ExpectSamePixels(Turn(source, -270), source.Call<Ref>("Rotate90", nullptr));
+    ExpectSamePixels(Turn(source, -90), source.Call<Ref>("Rotate270", nullptr));
+    ExpectSamePixels(Turn(source, 180), source.Call<Ref>("Rotate180", nullptr));
+  }
+}
+
+TEST_F(RotateAngle, BoundingBoxAndUncoveredCorners) {
+  Ref source = NewImage(40, 20, kRGBA);
+  for (int64_t y = 0; y < 20; ++y) {
+    uint8_t* row = Row(source, y);
+    for (int64_t x = 0; x < 40; ++x) {
+      row[x * 4 + 0] = 200, row[x * 4 + 1] = 100, row[x * 4 + 2] = 50, row[x * 4 + 3] = 255;
+    }
+  }
+  Ref turned = Turn(source, 30);
+  // 40 cos 30 + 20 sin 30 = 44.64 -> 45; 40 sin 30 + 20 cos 30 = 37.32 -> 38.
+  ASSERT_EQ(turned.Get<int64_t>("Width"), 45);
+  ASSERT_EQ(turned.Get<int64_t>("Height"), 38);
+  EXPECT_EQ(turned.Get<int64_t>("ImageFormat"), kRGBA);
+  // Corners lie outside: red, green, blue, alpha arguments (10, 20, 30, 40).
+  const uint8_t* corner = Row(turned, 0);
+  EXPECT_EQ(corner[0], 10);
+  EXPECT_EQ(corner[1], 20);
+  EXPECT_EQ(corner[2], 30);
+  EXPECT_EQ(corner[3], 40);
+  // The centre samples a uniform area: the colour itself.
+  const uint8_t* centre = Row(turned, 19) + 22 * 4;
+  EXPECT_EQ(centre[0], 200);
+  EXPECT_EQ(centre[1], 100);
+  EXPECT_EQ(centre[2], 50);
+  EXPECT_EQ(centre[3], 255);
+
+  Ref gray = NewImage(9, 9, kGA);
+  Ref grayTurned = Turn(gray, 45);
+  EXPECT_EQ(grayTurned.Get<int64_t>("Width"), 13);  // 9 x sqrt(2) = 12.73
+  EXPECT_EQ(Row(grayTurned, 0)[gray.Get<int64_t>("GrayOffset")], 50);
+  EXPECT_EQ(Row(grayTurned, 0)[gray.Get<int64_t>("AlphaOffset")], 40);
+  Ref cmyk = NewImage(9, 9, kCMYK);
+  Ref cmykTurned = Turn(cmyk, 45);
+  const uint8_t* ink = Row(cmykTurned, 0);
+  EXPECT_EQ(ink[cmyk.Get<int64_t>("CyanOffset")], 60);
+  EXPECT_EQ(ink[cmyk.Get<int64_t>("BlackOffset")], 90);
+}
+
+TEST_F(RotateAngle, BilinearSampleByHand) {
+  // A 2 x 1 gray image, 0 and 255, turned by 180 degrees is exact; by 1 degree the samples lie
+  // close to the pixels. A 1 x 2 image turned half a turn swaps its pixels.
+  Ref pair = NewImage(2, 1, kG);
+  Row(pair, 0)[0] = 0;
+  Row(pair, 0)[1] = 255;
+  Ref half = Turn(pair, 180);
+  EXPECT_EQ(Row(half, 0)[0], 255);
+  EXPECT_EQ(Row(half, 0)[1], 0);
+  // 4 x 4 ramp 0, 64, 128, 192 across; turned by 10 degrees, the box is
+  // ceil(4 cos 10 + 4 sin 10) = ceil(4.63) = 5 each way. The centre pixel (2, 2) of the result
+  // has centre offset (0, 0) from the box centre, so it samples source point (1.5, 1.5):
+  // midway between 64 and 128 in x, uniform in y: 96.
+  Ref ramp = NewImage(4, 4, kG);
+  for (int64_t y = 0; y < 4; ++y) {
+    for (int64_t x = 0; x < 4; ++x) Row(ramp, y)[x] = static_cast<uint8_t>(64 * x);
+  }
+  Ref turned = Turn(ramp, 10);
+  ASSERT_EQ(turned.Get<int64_t>("Width"), 5);
+  EXPECT_EQ(Row(turned, 2)[2], 96);
+  // Result pixel (3, 2): offset (1, 0), source point 1.5 + cos 10 = 2.4848, 1.5 + sin 10 =
+  // 1.6736: x weight round(0.4848 x 256) = 124 between 128 and 192: (128 x 132 + 192 x 124 +
+  // 128) / 256 = 159 (rounded in the 16-bit product: (40704 x 256 + 32768) >> 16 = 159).
+  EXPECT_EQ(Row(turned, 2)[3], 159);
+}
+
+TEST_F(RotateAngle, OtherLayoutsAndClips) {
+  Ref source = NewImage(11, 6, kBGRA);
+  Randomise(source, 8);
+  Ref clip = source.Call<Ref>("ClipImage", 2, 1, 7, 4);
+  ExpectSamePixels(Turn(clip, 90), clip.Call<Ref>("Rotate90", nullptr));
+  Ref view = source.Call<Ref>("GreenChannel");
+  ExpectSamePixels(Turn(view, 0).Call<Ref>("GrayChannel"), view);
+}
+
+TEST_F(RotateAngle, Refusals) {
+  Ref source = NewImage(5, 4, kRGB);
+  EXPECT_FALSE(Turn(source, std::nan("")));
+  EXPECT_FALSE(Turn(source, INFINITY));
+  EXPECT_FALSE(Turn(NewImage(5, 4, kGray16), 30));
+  EXPECT_FALSE(Turn(NewImage(0, 4, kRGB), 30));
+  Ref closed = NewImage(5, 4, kRGB);
+  closed.Call<void>("Close");
+  EXPECT_FALSE(Turn(closed, 30));
+}
+
+}  // namespace
