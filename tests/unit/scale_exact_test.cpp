@@ -486,6 +486,31 @@ TEST_F(ScaleExact, RowsWiderThanOneStripAndBlocksOfRowsThatDoNotFill) {
   }
 }
 
+TEST_F(ScaleExact, ConvertedTempRowsReusedAcrossStripsAndBands) {
+  // The vertical loops convert each temp row once per strip of columns into a ring that the next
+  // destination rows read again, in bands of rows: enlarging shapes that need several strips and
+  // several bands with a part band at the end, with the temp's zero channel dropped (RGB), kept
+  // (RGBA, Gray16) or feeding a single byte (G_to_RGB); and a shrink whose windows are too tall for
+  // the ring, which takes the other loops.
+  const Size sizes[] = {{180, 11, 400, 37}, {31, 700, 29, 3}};
+  const FormatPair pairs[] = {
+      {kRGB, kRGB, "RGB_to_RGB"}, kPairs[2], kPairs[10], kPairs[15], kPairs[6], kPairs[3]};
+  for (SimdLevel code : kEveryLevel) {
+    platform::SetSimdLimit(code);
+    for (const FormatPair& p : pairs) {
+      for (const Size& z : sizes) {
+        Ref source = host_.New("PictureXQT", z.sw, z.sh, p.source);
+        Randomise(ImageData(source.get()), static_cast<uint32_t>(z.sw + z.sh));
+        for (int mode : {3, 6}) {
+          const std::string what = Describe(p, mode, z, kLevelNames[static_cast<int>(code)]);
+          ExpectExact(source, p.dest, mode, z, 0, false, what);
+          ExpectExact(source, p.dest, mode, z, 2, true, what + " 2 threads");
+        }
+      }
+    }
+  }
+}
+
 TEST_F(ScaleExact, TheTempHoldsTheTruncatedHorizontalPass) {
   // A caller's temp shows the first pass alone: truncated, not rounded, in the pair's layout.
   Ref source = host_.New("PictureXQT", 19, 11, kABGR);
