@@ -69,7 +69,9 @@ uint32_t GdFromAlpha(uint32_t alpha) { return ((255 - alpha) * 127 + 127) / 255;
 
 uint32_t ReadARGB(const PictureData& p, int64_t x, int64_t y) {
   if (!p.desktop) {
-    auto word = static_cast<uint32_t>(p.gd->tpixels[y][x]);
+    // Palette images have no true-colour rows; gd resolves their pixels itself.
+    auto word = static_cast<uint32_t>(
+        p.gd->trueColor ? p.gd->tpixels[y][x] : gdImageGetTrueColorPixel(p.gd, int(x), int(y)));
     return (AlphaFromGd((word >> 24) & 0x7F) << 24) | (word & 0xFFFFFF);
   }
   const uint8_t* px = p.bytes.data() + y * p.context.bytesPerRow + x * 4;
@@ -87,7 +89,13 @@ uint32_t ReadARGB(const PictureData& p, int64_t x, int64_t y) {
 void WriteARGB(PictureData& p, int64_t x, int64_t y, uint32_t argb) {
   uint32_t a = argb >> 24, r = (argb >> 16) & 0xFF, g = (argb >> 8) & 0xFF, b = argb & 0xFF;
   if (!p.desktop) {
-    p.gd->tpixels[y][x] = static_cast<int>((GdFromAlpha(a) << 24) | (argb & 0xFFFFFF));
+    int color = static_cast<int>((GdFromAlpha(a) << 24) | (argb & 0xFFFFFF));
+    if (p.gd->trueColor) {
+      p.gd->tpixels[y][x] = color;
+    } else {
+      gdImageSetPixel(p.gd, int(x), int(y),
+                      gdImageColorResolveAlpha(p.gd, int(r), int(g), int(b), int(GdFromAlpha(a))));
+    }
     return;
   }
   uint8_t* px = p.bytes.data() + y * p.context.bytesPerRow + x * 4;

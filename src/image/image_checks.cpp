@@ -23,6 +23,8 @@ void FixSpan(int64_t extent, int64_t& origin, int64_t& length) {
     origin = 0;
   }
   if (origin >= extent) {
+    // Pinned to the edge: callers compute byte offsets from the origin even when nothing is left.
+    origin = extent;
     length = 0;
   } else if (length > extent - origin) {
     length = extent - origin;

@@ -38,6 +38,9 @@ void ShareStorage(ImageClassData* view, REALobject parentInstance) {
   const ImageClassData* parent = ImageData(parentInstance);
   StoreObject(&view->Parent, parentInstance);
   if (parent->Target) StoreObject(&view->Target, parent->Target);
+  // The view holds the block too: Close on the parent releases the parent's hold on its storage
+  // while views may still be reading it.
+  if (parent->MemoryTarget) StoreObject(&view->MemoryTarget, parent->MemoryTarget);
   view->tpixels = parent->tpixels;
   if (!parent->IsMapping) {
     view->RowBuffer = parent->RowBuffer;
