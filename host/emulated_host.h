@@ -257,6 +257,33 @@ class Host {
   struct Impl;
   Impl& impl() const { return *impl_; }
 
+  // Reliability support (host_faults.cpp): members called from their parsed declarations at run
+  // time, so that fuzzing and fault matrices pick up every registered member.
+  struct DynamicValue {
+    enum class Type : uint8_t { Integer, Boolean, Double, Color, String, Object, Ptr };
+    Type type = Type::Integer;
+    int64_t integer = 0;
+    double real = 0;
+    std::string text;             // String
+    REALobject object = nullptr;  // Object, StringArray (borrowed)
+    void* pointer = nullptr;
+  };
+  struct DynamicResult {
+    bool called = false;  // false: the declaration uses a type that cannot be passed
+    bool raised = false;  // a host exception was pending after the call
+    std::string exceptionClass;
+    std::string exceptionMessage;
+    DynamicValue value;  // an object result carries one reference for the caller
+  };
+  // Calls `member` (of `methods` or `sharedMethods` of a ClassInfo) on `self` (nil for shared
+  // members) with one value per declared parameter; values of the wrong type are coerced to the
+  // declared one (an integer for a Boolean, nil for an object of another class). A string result
+  // is read and released; a pending host exception is collected, never thrown.
+  DynamicResult CallDeclared(REALobject self, const ClassInfo::Member& member,
+                             const std::vector<DynamicValue>& args, bool shared = false);
+  // Monotonic times (nanoseconds) of the plug-in's yields from now on, replacing any OnYield hook.
+  std::shared_ptr<std::vector<int64_t>> RecordYieldTimes();
+
  private:
   std::unique_ptr<Impl> impl_;
 };

@@ -1,0 +1,206 @@
+// Reliability support: members called from their parsed declarations, and yield timestamps.
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/host_internal.h"
+
+namespace xqt::host {
+namespace {
+
+// The System V x86-64 convention gives integer-class arguments (integers, booleans, colours,
+// pointers, objects, strings) the six integer registers in order, doubles the eight vector
+// registers in order, and puts what does not fit on the stack in declaration order. With at most
+// eight doubles the stack holds only integer-class arguments, so one pointer type of six integer
+// registers, eight doubles and ten stack words calls every member with that many arguments.
+constexpr size_t kRegisterWords = 6;
+constexpr size_t kDoubleRegisters = 8;
+constexpr size_t kStackWords = 10;
+
+struct Frame {
+  uint64_t words[kRegisterWords + kStackWords] = {};
+  double reals[kDoubleRegisters] = {};
+};
+
+template <class R>
+using Wide = R (*)(uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, double, double,
+                   double, double, double, double, double, double, uint64_t, uint64_t, uint64_t,
+                   uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t);
+
+template <class R>
+#if defined(__clang__)
+__attribute__((no_sanitize("function")))
+#endif
+R CallWide(void* function, const Frame& f) {
+  const uint64_t* w = f.words;
+  const double* d = f.reals;
+  return reinterpret_cast<Wide<R>>(function)(w[0], w[1], w[2], w[3], w[4], w[5], d[0], d[1], d[2],
+                                             d[3], d[4], d[5], d[6], d[7], w[6], w[7], w[8], w[9],
+                                             w[10], w[11], w[12], w[13], w[14], w[15]);
+}
+
+using Type = Host::DynamicValue::Type;
+
+int64_t AsInteger(const Host::DynamicValue& v) {
+  switch (v.type) {
+    case Type::Double:
+      return v.real != v.real ? 0
+                              : static_cast<int64_t>(v.real > 9e18    ? 9e18
+                                                     : v.real < -9e18 ? -9e18
+                                                                      : v.real);
+    default:
+      return v.integer;
+  }
+}
+
+}  // namespace
+
+Host::DynamicResult Host::CallDeclared(REALobject self, const ClassInfo::Member& member,
+                                       const std::vector<DynamicValue>& args, bool shared) {
+  Impl& h = *impl_;
+  DynamicResult result;
+  const Declaration& d = member.declaration;
+  if (member.entry == nullptr || member.entry->function == nullptr) return result;
+  TypeRef ret = ClassifyType(d.returnType);
+  if (ret.kind == Kind::Unsupported) return result;
+
+  Frame frame;
+  size_t words = 0;
+  size_t reals = 0;
+  std::vector<REALstring> strings;
+  auto pushWord = [&](uint64_t w) {
+    if (words < kRegisterWords + kStackWords) frame.words[words] = w;
+    ++words;
+  };
+  if (!shared) pushWord(reinterpret_cast<uint64_t>(self));
+  for (size_t i = 0; i < d.params.size(); ++i) {
+    TypeRef type = ClassifyType(d.params[i].type);
+    DynamicValue v = i < args.size() ? args[i] : DynamicValue{};
+    switch (type.kind) {
+      case Kind::Integer:
+        pushWord(static_cast<uint64_t>(AsInteger(v)));
+        break;
+      case Kind::Int32:
+        pushWord(static_cast<uint64_t>(static_cast<int64_t>(static_cast<int32_t>(AsInteger(v)))));
+        break;
+      case Kind::Boolean:
+        pushWord(AsInteger(v) != 0 ? 1u : 0u);
+        break;
+      case Kind::Color:
+        pushWord(static_cast<uint32_t>(AsInteger(v)));
+        break;
+      case Kind::Double:
+        if (reals >= kDoubleRegisters) {
+          for (REALstring s : strings) h.UnlockString(s);
+          return result;
+        }
+        frame.reals[reals++] = v.type == Type::Double ? v.real : static_cast<double>(v.integer);
+        break;
+      case Kind::String: {
+        REALstring s = h.MakeString(v.text, kREALEncodingUTF8);
+        strings.push_back(s);
+        pushWord(reinterpret_cast<uint64_t>(s));
+        break;
+      }
+      case Kind::Ptr:
+        pushWord(reinterpret_cast<uint64_t>(v.pointer));
+        break;
+      case Kind::Object:
+      case Kind::StringArray: {
+        REALobject o = v.type == Type::Object ? v.object : nullptr;
+        if (o != nullptr) {
+          Object* obj = AsObject(o);
+          bool fits = h.objects.count(obj) != 0;
+          if (fits) {
+            const std::string& name = type.className;
+            bool array = name.size() > 2 && name.compare(name.size() - 2, 2, "()") == 0;
+            if (array && !SameName(name, "Integer()") && !SameName(name, "String()")) {
+              fits = h.Derives(obj->cls, "Object()");
+            } else {
+              fits = h.Derives(obj->cls, name);
+            }
+          }
+          if (!fits) o = nullptr;
+        }
+        pushWord(reinterpret_cast<uint64_t>(o));
+        break;
+      }
+      default:
+        for (REALstring s : strings) h.UnlockString(s);
+        return result;
+    }
+  }
+  if (words > kRegisterWords + kStackWords) {
+    for (REALstring s : strings) h.UnlockString(s);
+    return result;
+  }
+
+  void* fn = member.entry->function;
+  result.called = true;
+  DynamicValue& out = result.value;
+  switch (ret.kind) {
+    case Kind::None:
+      CallWide<void>(fn, frame);
+      break;
+    case Kind::Boolean:
+      out.type = Type::Boolean;
+      out.integer = CallWide<bool>(fn, frame) ? 1 : 0;
+      break;
+    case Kind::Int32:
+      out.integer = CallWide<int32_t>(fn, frame);
+      break;
+    case Kind::Integer:
+      out.integer = CallWide<int64_t>(fn, frame);
+      break;
+    case Kind::Double:
+      out.type = Type::Double;
+      out.real = CallWide<double>(fn, frame);
+      break;
+    case Kind::Color:
+      out.type = Type::Color;
+      out.integer = CallWide<uint32_t>(fn, frame);
+      break;
+    case Kind::Ptr:
+      out.type = Type::Ptr;
+      out.pointer = CallWide<void*>(fn, frame);
+      break;
+    case Kind::String: {
+      out.type = Type::String;
+      REALstring s = CallWide<REALstring>(fn, frame);
+      if (s != nullptr) {
+        std::string text;
+        if (h.ToUtf8(s, text)) out.text = text;
+        h.UnlockString(s);
+      }
+      break;
+    }
+    default: {
+      out.type = Type::Object;
+      out.object = CallWide<REALobject>(fn, frame);
+      break;
+    }
+  }
+  for (REALstring s : strings) h.UnlockString(s);
+  try {
+    h.Deliver();
+  } catch (const HostException& e) {
+    result.raised = true;
+    result.exceptionClass = e.className();
+    result.exceptionMessage = e.message();
+  }
+  return result;
+}
+
+std::shared_ptr<std::vector<int64_t>> Host::RecordYieldTimes() {
+  auto times = std::make_shared<std::vector<int64_t>>();
+  OnYield([times] {
+    times->push_back(std::chrono::duration_cast<std::chrono::nanoseconds>(
+                         std::chrono::steady_clock::now().time_since_epoch())
+                         .count());
+  });
+  return times;
+}
+
+}  // namespace xqt::host

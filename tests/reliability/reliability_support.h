@@ -1,0 +1,93 @@
+// Process-level probes for the reliability tests: descriptors, threads, memory, child processes.
+#pragma once
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+
+namespace xqt::reliability {
+
+inline int64_t CountEntries(const char* directory) {
+  int64_t n = 0;
+  std::error_code ec;
+  for (auto it = std::filesystem::directory_iterator(directory, ec);
+       !ec && it != std::filesystem::directory_iterator(); it.increment(ec)) {
+    ++n;
+  }
+  return n;
+}
+
+inline int64_t OpenDescriptors() { return CountEntries("/proc/self/fd"); }
+inline int64_t Threads() { return CountEntries("/proc/self/task"); }
+
+// Resident and virtual size in bytes, from /proc/self/statm.
+inline int64_t ResidentBytes() {
+  std::ifstream in("/proc/self/statm");
+  int64_t size = 0, resident = 0;
+  in >> size >> resident;
+  return resident * sysconf(_SC_PAGESIZE);
+}
+
+inline bool UnderAddressSanitizer() {
+#if defined(__SANITIZE_ADDRESS__)
+  return true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+  return true;
+#else
+  return false;
+#endif
+#else
+  return false;
+#endif
+}
+
+// Runs `body` in a child process with the given limits applied (0: unchanged) and returns its
+// exit status (the body's result), or 128 + signal when it died. Output goes to stderr.
+inline int RunInChild(const std::function<int()>& body, rlim_t addressSpace = 0,
+                      rlim_t fileSize = 0, rlim_t descriptors = 0) {
+  std::fflush(nullptr);
+  pid_t pid = fork();
+  if (pid < 0) return -1;
+  if (pid == 0) {
+    std::signal(SIGXFSZ, SIG_IGN);  // a write past the limit fails with EFBIG instead
+    rlimit limit{};
+    if (addressSpace != 0) {
+      limit.rlim_cur = limit.rlim_max = addressSpace;
+      setrlimit(RLIMIT_AS, &limit);
+    }
+    if (fileSize != 0) {
+      limit.rlim_cur = limit.rlim_max = fileSize;
+      setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    if (descriptors != 0) {
+      limit.rlim_cur = limit.rlim_max = descriptors;
+      setrlimit(RLIMIT_NOFILE, &limit);
+    }
+    int status = 100;
+    try {
+      status = body();
+    } catch (const std::exception& e) {
+      std::fprintf(stderr, "child: %s\n", e.what());
+    } catch (...) {
+      std::fprintf(stderr, "child: unknown exception\n");
+    }
+    std::fflush(nullptr);
+    _exit(status);
+  }
+  int status = 0;
+  if (waitpid(pid, &status, 0) != pid) return -1;
+  if (WIFSIGNALED(status)) return 128 + WTERMSIG(status);
+  return WEXITSTATUS(status);
+}
+
+}  // namespace xqt::reliability
