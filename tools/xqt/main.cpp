@@ -75,10 +75,10 @@ Args Parse(int argc, char** argv, const CommandSpec** command) {
     if (!optionsEnded && token.size() > 2 && token.compare(0, 2, "--") == 0) {
       const size_t equals = token.find('=');
       const std::string name = token.substr(2, equals == std::string::npos ? equals : equals - 2);
-      const OptionSpec* spec = *command ? FindOption((*command)->options, name) : nullptr;
-      if (!spec) spec = FindOption(xqt::tool::GlobalOptionSpecs(), name);
-      if (!spec) throw UsageError("unknown option --" + name);
-      if (spec->value.empty()) {
+      const OptionSpec* option = *command ? FindOption((*command)->options, name) : nullptr;
+      if (!option) option = FindOption(xqt::tool::GlobalOptionSpecs(), name);
+      if (!option) throw UsageError("unknown option --" + name);
+      if (option->value.empty()) {
         if (equals != std::string::npos) throw UsageError("--" + name + " takes no value");
         args.flags.insert(name);
       } else if (equals != std::string::npos) {
@@ -86,7 +86,7 @@ Args Parse(int argc, char** argv, const CommandSpec** command) {
       } else if (i + 1 < argc) {
         args.values[name] = argv[++i];
       } else {
-        throw UsageError("--" + name + " needs a value " + spec->value);
+        throw UsageError("--" + name + " needs a value " + option->value);
       }
     } else if (!*command) {
       *command = FindCommand(token);
