@@ -33,13 +33,18 @@ void FixSpan(int64_t extent, int64_t& origin, int64_t& length) {
 
 }  // namespace
 
-bool StartImage(ImageClassData* image) {
+bool StartImage(ImageClassData* image, StartCheckOrder order) {
   if (!image) return false;
+  bool validityFirst = order == StartCheckOrder::kValidityFirst;
+  if (validityFirst && !image->Valid) {
+    DebugLog("Picture not valid.");
+    return false;
+  }
   if (!image->GetRow) {
     DebugLog("GetRow is nil");
     return false;
   }
-  if (!image->Valid) {
+  if (!validityFirst && !image->Valid) {
     DebugLog("Picture not valid.");
     return false;
   }

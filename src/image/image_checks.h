@@ -5,11 +5,15 @@
 
 #include "image/image_class_data.h"
 
-// The start checks in the order most operations make them: a row accessor ("GetRow is nil"),
-// validity ("Picture not valid."), a width that is not negative ("Width is 0": a width of 0
-// passes on purpose), a height of at least one ("Height is 0"); then the host gets a turn and
-// "StartImage ok" is logged. False, with the debug line, at the first failure; nil is refused.
-bool StartImage(ImageClassData* image);
+// Which of the first two start checks comes first; operations differ, and the first failure is
+// the one that is logged.
+enum class StartCheckOrder { kRowAccessorFirst, kValidityFirst };
+
+// The start checks: a row accessor ("GetRow is nil") and validity ("Picture not valid.") in the
+// given order, a width that is not negative ("Width is 0": a width of 0 passes on purpose), a
+// height of at least one ("Height is 0"); then the host gets a turn and "StartImage ok" is
+// logged. False, with the debug line, at the first failure; nil is refused.
+bool StartImage(ImageClassData* image, StartCheckOrder order = StartCheckOrder::kRowAccessorFirst);
 
 // Gives the host a turn after a row when the application asked for yields.
 inline void YieldRow(ImageClassData* image) {

@@ -26,10 +26,12 @@ void CopyGeometry(ImageClassData* view, const ImageClassData* parent) {
   view->OwnsBuffer = false;
 }
 
-REALobject ChannelView(REALobject instance, bool has, int64_t offset, const char* name) {
+// The view of one named channel, or nil when the image lacks it.
+REALobject ChannelView(REALobject instance, Flag64 ImageClassData::*has,
+                       int64_t ImageClassData::*offset, const char* name) {
   ImageClassData* image = ImageData(instance);
-  if (!image || !has) return nullptr;
-  return NewChannelImageXQT(instance, offset, name);
+  if (!image || !(image->*has)) return nullptr;
+  return NewChannelImageXQT(instance, image->*offset, name);
 }
 
 }  // namespace
@@ -73,41 +75,32 @@ REALobject NewChannelImageXQT(REALobject parentInstance, int64_t offset, const c
 }
 
 REALobject AlphaChannel(REALobject instance) {
-  ImageClassData* image = ImageData(instance);
-  return image ? ChannelView(instance, image->HasAlpha, image->AlphaOffset, "Alpha") : nullptr;
+  return ChannelView(instance, &ImageClassData::HasAlpha, &ImageClassData::AlphaOffset, "Alpha");
 }
 REALobject RedChannel(REALobject instance) {
-  ImageClassData* image = ImageData(instance);
-  return image ? ChannelView(instance, image->HasRed, image->RedOffset, "Red") : nullptr;
+  return ChannelView(instance, &ImageClassData::HasRed, &ImageClassData::RedOffset, "Red");
 }
 REALobject GreenChannel(REALobject instance) {
-  ImageClassData* image = ImageData(instance);
-  return image ? ChannelView(instance, image->HasGreen, image->GreenOffset, "Green") : nullptr;
+  return ChannelView(instance, &ImageClassData::HasGreen, &ImageClassData::GreenOffset, "Green");
 }
 REALobject BlueChannel(REALobject instance) {
-  ImageClassData* image = ImageData(instance);
-  return image ? ChannelView(instance, image->HasBlue, image->BlueOffset, "Blue") : nullptr;
+  return ChannelView(instance, &ImageClassData::HasBlue, &ImageClassData::BlueOffset, "Blue");
 }
 REALobject GrayChannel(REALobject instance) {
-  ImageClassData* image = ImageData(instance);
-  return image ? ChannelView(instance, image->HasGray, image->GrayOffset, "Gray") : nullptr;
+  return ChannelView(instance, &ImageClassData::HasGray, &ImageClassData::GrayOffset, "Gray");
 }
 REALobject CyanChannel(REALobject instance) {
-  ImageClassData* image = ImageData(instance);
-  return image ? ChannelView(instance, image->HasCyan, image->CyanOffset, "Cyan") : nullptr;
+  return ChannelView(instance, &ImageClassData::HasCyan, &ImageClassData::CyanOffset, "Cyan");
 }
 REALobject MagentaChannel(REALobject instance) {
-  ImageClassData* image = ImageData(instance);
-  return image ? ChannelView(instance, image->HasMagenta, image->MagentaOffset, "Magenta")
-               : nullptr;
+  return ChannelView(instance, &ImageClassData::HasMagenta, &ImageClassData::MagentaOffset,
+                     "Magenta");
 }
 REALobject YellowChannel(REALobject instance) {
-  ImageClassData* image = ImageData(instance);
-  return image ? ChannelView(instance, image->HasYellow, image->YellowOffset, "Yellow") : nullptr;
+  return ChannelView(instance, &ImageClassData::HasYellow, &ImageClassData::YellowOffset, "Yellow");
 }
 REALobject BlackChannel(REALobject instance) {
-  ImageClassData* image = ImageData(instance);
-  return image ? ChannelView(instance, image->HasBlack, image->BlackOffset, "Black") : nullptr;
+  return ChannelView(instance, &ImageClassData::HasBlack, &ImageClassData::BlackOffset, "Black");
 }
 
 REALobject Channel(REALobject instance, int64_t index) {

@@ -49,27 +49,9 @@ void VerticalJob(int64_t first, int64_t last, int64_t threadIndex, int8_t flag,
   DebugLog("function 6 done");
 }
 
-// The start checks of the scaler, validity first.
+// The scaler checks validity before the row accessor.
 bool CheckImage(ImageClassData* image) {
-  if (!image->Valid) {
-    DebugLog("Picture not valid.");
-    return false;
-  }
-  if (!image->GetRow) {
-    DebugLog("GetRow is nil");
-    return false;
-  }
-  if (image->Width < 0) {
-    DebugLog("Width is 0");
-    return false;
-  }
-  if (image->Height < 1) {
-    DebugLog("Height is 0");
-    return false;
-  }
-  YieldRow(image);
-  DebugLog("StartImage ok");
-  return true;
+  return StartImage(image, StartCheckOrder::kValidityFirst);
 }
 
 YieldData* InlineYield(ImageClassData* dest, ImageClassData* source, ImageClassData* temp) {
