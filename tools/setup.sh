@@ -3,12 +3,13 @@
 #   demo      build the plug-in and xqt, run `xqt demo`
 #   test      optimised build with warnings as errors, run every test
 #   sanitize  Clang build under AddressSanitizer and UndefinedBehaviorSanitizer, run every test
+#   fuzz      Clang fuzzer build; fuzz for FUZZ_SECONDS (60) from a copy of the committed corpus
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 job=${1:-}
-case "$job" in demo | test | sanitize) ;; *)
-  echo "usage: $0 demo|test|sanitize" >&2
+case "$job" in demo | test | sanitize | fuzz) ;; *)
+  echo "usage: $0 demo|test|sanitize|fuzz" >&2
   exit 2
   ;;
 esac
@@ -44,5 +45,22 @@ sanitize)
   cmake --build build-asan
   ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
     ctest --test-dir build-asan --output-on-failure -j "$jobs"
+  ;;
+fuzz)
+  CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=Debug \
+    -DXQT_SANITIZE=ON -DXQT_FUZZ=ON >/dev/null
+  cmake --build build-fuzz --target images_fuzzer Images
+  corpus=$(mktemp -d)
+  trap 'rm -rf "$corpus"' EXIT
+  cp tests/fuzz/corpus/* "$corpus"/
+  # Crash inputs land in build-fuzz/ (crash-<hash>); docs/reliability.md says how to replay them.
+  cd build-fuzz
+  if ! XQT_PLUGIN=$PWD/libImages.so ASAN_OPTIONS=allocator_may_return_null=1:detect_leaks=1 \
+    ./images_fuzzer -max_total_time="${FUZZ_SECONDS:-60}" -timeout=20 -rss_limit_mb=4096 \
+    -print_final_stats=1 "$corpus" >fuzz.log 2>&1; then
+    tail -n 120 fuzz.log
+    exit 1
+  fi
+  grep -E '^#[0-9]+[[:space:]]+DONE|^stat::' fuzz.log
   ;;
 esac

@@ -138,8 +138,9 @@ void ImageConstructorFile(REALobject instance, int64_t width, int64_t height, in
 
   std::string path = FolderItemPath(filePath);
   int descriptor;
+  bool inUse = false;
   if (!path.empty()) {
-    descriptor = platform::OpenBackingFile(path.c_str(), kFilePermissions);
+    descriptor = platform::OpenBackingFile(path.c_str(), kFilePermissions, &inUse);
   } else {
     descriptor = platform::CreateTemporaryFile(path);
     if (descriptor < 0) {
@@ -148,6 +149,7 @@ void ImageConstructorFile(REALobject instance, int64_t width, int64_t height, in
     }
   }
   DebugLog("open returns", descriptor);
+  if (inUse) DebugLog("Error: the file is the backing file of another image.");
   if (descriptor < 0) return;
 
   if (!SizeBackingFile(descriptor, size)) {

@@ -1,6 +1,7 @@
 #include "platform/mapped_file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -15,11 +16,34 @@ namespace {
 
 FileResult Result(int64_t value) { return {value, value < 0 ? errno : 0}; }
 
+// flock locks belong to the open file description, so views' duplicated descriptors share the
+// owner's lock and keep the file claimed while any of them is open.
+bool LockExclusively(int descriptor) {
+  int result;
+  do {
+    result = flock(descriptor, LOCK_EX | LOCK_NB);
+  } while (result != 0 && errno == EINTR);
+  return result == 0;
+}
+
 }  // namespace
 
-int OpenBackingFile(const char* path, unsigned permissions) {
+int OpenBackingFile(const char* path, unsigned permissions, bool* inUse) {
+  *inUse = false;
   if (!path || !*path) return -1;
-  return open(path, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, static_cast<mode_t>(permissions));
+  // Not O_TRUNC: the lock has to be ours before the file may change.
+  int descriptor = open(path, O_RDWR | O_CREAT | O_CLOEXEC, static_cast<mode_t>(permissions));
+  if (descriptor < 0) return -1;
+  if (!LockExclusively(descriptor)) {
+    *inUse = errno == EWOULDBLOCK;
+    close(descriptor);
+    return -1;
+  }
+  if (ftruncate(descriptor, 0) != 0) {
+    close(descriptor);
+    return -1;
+  }
+  return descriptor;
 }
 
 int CreateTemporaryFile(std::string& path) {
@@ -33,6 +57,11 @@ int CreateTemporaryFile(std::string& path) {
   buffer.push_back('\0');
   int descriptor = mkostemp(buffer.data(), O_CLOEXEC);
   if (descriptor < 0) return -1;
+  if (!LockExclusively(descriptor)) {
+    unlink(buffer.data());
+    close(descriptor);
+    return -1;
+  }
   path.assign(buffer.data());
   return descriptor;
 }

@@ -15,12 +15,14 @@ struct FileResult {
   int error;      // errno after a failure, else 0
 };
 
-// Opens `path` for reading and writing, creating and truncating it, with the permission bits as
-// given. The descriptor, or -1.
-int OpenBackingFile(const char* path, unsigned permissions);
+// Opens `path` for reading and writing, creating it with the permission bits as given, takes the
+// file's exclusive lock and truncates it. The descriptor, or -1; `inUse` tells a file whose lock
+// another open description holds (another image's backing file), which is left untouched: cutting
+// it short would turn that image's mapped pages into bus errors.
+int OpenBackingFile(const char* path, unsigned permissions, bool* inUse);
 
-// Creates a fresh file exclusively in $TMPDIR (when set) or /tmp and stores its path. The
-// descriptor, or -1 when no file could be made.
+// Creates a fresh file exclusively in $TMPDIR (when set) or /tmp, locked like the files above, and
+// stores its path. The descriptor, or -1 when no file could be made.
 int CreateTemporaryFile(std::string& path);
 
 FileResult TruncateFile(int descriptor, int64_t length);

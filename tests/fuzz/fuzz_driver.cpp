@@ -147,22 +147,6 @@ struct World {
   std::string folder;
 };
 
-// Steps around faults the fuzzer found and that are not fixed yet, so that a run can look past
-// them; the regression tests replay them without it. None of the faults it covers is open now:
-// huge rectangle origins are pinned to the image edge, and views hold their parent's block.
-bool gAvoidOpenFaults = false;
-bool OpenFault(const host::ClassInfo::Member& member, const std::vector<Host::DynamicValue>& args) {
-  if (!gAvoidOpenFaults) return false;
-  if (Is(member.declaration.name, "Close")) return true;
-  const auto& params = member.declaration.params;
-  for (size_t i = 0; i < params.size() && i < args.size(); ++i) {
-    bool coordinate = Is(params[i].name, "x") || Is(params[i].name, "y");
-    int64_t v = args[i].integer;
-    if (coordinate && (v > (int64_t{1} << 32) || v < -(int64_t{1} << 32))) return true;
-  }
-  return false;
-}
-
 World& TheWorld() {
   static World* world = new World();  // lives as long as the process: the plug-in stays loaded
   return *world;
@@ -404,6 +388,18 @@ class Sequence {
   static void Trace(const host::ClassInfo::Member& member, REALobject self,
                     const std::vector<Value>& args) {
     std::fprintf(stderr, "call %s on %p:", member.entry->declaration, static_cast<void*>(self));
+    if (self != nullptr) {
+      try {
+        Ref image = Ref::Retain(self);
+        std::fprintf(
+            stderr, " [%lldx%lld fmt %lld row %lld block %lld total %lld file '%s'] ",
+            (long long)image.Get<int64_t>("Width"), (long long)image.Get<int64_t>("Height"),
+            (long long)image.Get<int64_t>("ImageFormat"), (long long)image.Get<int64_t>("RowSize"),
+            (long long)image.Get<int64_t>("MappingBlockSize"),
+            (long long)image.Get<int64_t>("TotalSize"), image.Get<std::string>("FilePath").c_str());
+      } catch (const std::exception&) {
+      }
+    }
     for (const Value& v : args) {
       if (v.type == Value::Type::Double) {
         std::fprintf(stderr, " %g", v.real);
@@ -422,7 +418,6 @@ class Sequence {
     std::vector<Value> args;
     for (const auto& param : member.declaration.params) args.push_back(Argument(param));
     if (std::getenv("XQT_FUZZ_TRACE") != nullptr) Trace(member, self, args);
-    if (OpenFault(member, args)) return;
     Host::DynamicResult result = w_.host.CallDeclared(self, member, args, shared);
     if (result.value.type == Value::Type::Object && result.value.object != nullptr) {
       Keep(Ref::Adopt(result.value.object));
@@ -453,8 +448,6 @@ class Sequence {
 };
 
 }  // namespace
-
-void AvoidOpenFaults(bool avoid) { gAvoidOpenFaults = avoid; }
 
 size_t ReachableMembers() {
   World& w = TheWorld();

@@ -13,10 +13,6 @@ namespace xqt::fuzz {
 // descriptor or backing file behind; otherwise what was left.
 std::string RunSequence(const uint8_t* data, size_t size);
 
-// Open faults that are already reported (each with a disabled regression test) are stepped around
-// so that a run can find new ones; false replays inputs exactly.
-void AvoidOpenFaults(bool avoid);
-
 // Members of PictureXQT and PictureFactoryXQT (instance and shared) that the interpreter reaches.
 size_t ReachableMembers();
 

@@ -216,6 +216,37 @@ TEST_F(FileMapping, NamedFileIsRemovedToo) {
   EXPECT_EQ(fs::path(unnamed.Get<std::string>("FilePath")).parent_path(), scratch_);
 }
 
+// A second image naming the file of a live one must neither cut that file short (the first
+// image's mapped pages would fault) nor remove it when it fails or closes.
+TEST_F(FileMapping, FileOfALiveImageIsNotTakenOver) {
+  fs::path path = scratch_ / "shared";
+  Ref first = NewMappedAt(path, 10, 23);
+  ASSERT_TRUE(first.Get<bool>("Valid"));
+  uint8_t* row = RowThroughBand(first, 22);
+  ASSERT_NE(row, nullptr);
+  row[2] = 0x5A;  // blue of pixel 0
+  Ref blue = first.Call<Ref>("BlueChannel");
+  ASSERT_TRUE(blue);
+
+  for (int64_t height : {1, 23, 40}) {
+    Ref second = NewMappedAt(path, 10, height);
+    EXPECT_FALSE(second.Get<bool>("Valid")) << height;
+    second.Call("Close");
+  }
+  EXPECT_EQ(fs::file_size(path), static_cast<uintmax_t>(24 * kPage));
+  row = RowThroughBand(first, 22);
+  ASSERT_NE(row, nullptr);
+  EXPECT_EQ(row[2], 0x5A);
+
+  // Close removes the name, so a new image gets a new file there while the view keeps the old one.
+  first.Call("Close");
+  Ref third = NewMappedAt(path, 10, 2);
+  EXPECT_TRUE(third.Get<bool>("Valid"));
+  row = RowThroughBand(blue, 22);
+  ASSERT_NE(row, nullptr);
+  EXPECT_EQ(row[2], 0x5A);
+}
+
 TEST_F(FileMapping, BadArgumentsGiveAnInvalidImageAndNoFile) {
   const int64_t cases[][3] = {
       {0, 10, kRGB},
