@@ -20,8 +20,8 @@ int64_t Clamp(int64_t v, int64_t lo, int64_t hi) { return v < lo ? lo : v > hi ?
 bool PlanChannels(const ImageClassData& source, const ImageClassData& dest, ChannelPlan& plan,
                   bool sameSize) {
   plan = {};
-  plan.family = FilterFamilyOf(source);
-  ChannelList channels = FilterFamilyChannels(plan.family);
+  plan.family = FamilyOf(source);
+  ChannelList channels = FamilyChannelList(plan.family);
   if (channels.count == 0) return true;
   if (sameSize && !DestinationFits(source, dest, channels)) return false;
   for (int i = 0; i < channels.count; ++i) {

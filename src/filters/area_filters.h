@@ -12,7 +12,7 @@
 
 // The channels a filter reads and writes, alpha last, with their offsets in each image.
 struct ChannelPlan {
-  FilterFamily family = FilterFamily::kNone;
+  PixelFamily family = PixelFamily::kNone;
   int count = 0;    // 0: a source of no family, left alone
   int colours = 0;  // channels before alpha
   bool alpha = false;

@@ -11,15 +11,15 @@ namespace {
 constexpr int64_t kMaxOilRadius = 32;
 constexpr int64_t kMaxDiffuseRadius = 255;
 
-bool IsCMYK(FilterFamily family) {
-  return family == FilterFamily::kCMYK || family == FilterFamily::kCMYKAlpha;
+bool IsCMYK(PixelFamily family) {
+  return family == PixelFamily::kCMYK || family == PixelFamily::kCMYKA;
 }
 
 uint8_t Byte(int64_t v) { return static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v); }
 
 // Writes one gray level into the colour channels of a compact pixel: the same value for gray and
 // RGB, no inks and K = 255 - v for CMYK.
-void PutLevel(FilterFamily family, int colours, uint8_t v, uint8_t* out) {
+void PutLevel(PixelFamily family, int colours, uint8_t v, uint8_t* out) {
   if (IsCMYK(family)) {
     out[0] = out[1] = out[2] = 0;
     out[3] = static_cast<uint8_t>(255 - v);
@@ -65,20 +65,20 @@ REALobject RunWindowFilter(REALobject instance, REALobject dest, const char* nam
 
 }  // namespace
 
-int PixelIntensity(FilterFamily family, const uint8_t* p) {
+int PixelIntensity(PixelFamily family, const uint8_t* p) {
   switch (family) {
-    case FilterFamily::kGray:
-    case FilterFamily::kGrayAlpha:
+    case PixelFamily::kGray:
+    case PixelFamily::kGrayAlpha:
       return p[0];
-    case FilterFamily::kRGB:
-    case FilterFamily::kRGBAlpha:
+    case PixelFamily::kRGB:
+    case PixelFamily::kRGBA:
       return (77 * p[0] + 151 * p[1] + 28 * p[2]) >> 8;
-    case FilterFamily::kCMYK:
-    case FilterFamily::kCMYKAlpha: {
+    case PixelFamily::kCMYK:
+    case PixelFamily::kCMYKA: {
       int ink = ((77 * p[0] + 151 * p[1] + 28 * p[2]) >> 8) + p[3];
       return 255 - (ink > 255 ? 255 : ink);
     }
-    case FilterFamily::kNone:
+    case PixelFamily::kNone:
       break;
   }
   return 0;

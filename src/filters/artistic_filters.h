@@ -9,7 +9,7 @@
 
 // Brightness of a compact pixel of `family`: gray itself, (77 R + 151 G + 28 B) / 256, or for
 // CMYK 255 - min(255, (77 C + 151 M + 28 Y) / 256 + K).
-int PixelIntensity(FilterFamily family, const uint8_t* pixel);
+int PixelIntensity(PixelFamily family, const uint8_t* pixel);
 
 // "OilFilter(dest as PictureXQT, Radius as integer, Levels as integer) as PictureXQT"
 REALobject OilFilter(REALobject instance, REALobject dest, int64_t radius, int64_t levels);

@@ -66,13 +66,13 @@ constexpr int kMaxSide = 16;
 // One channel list per family: gray, gray and alpha, red, green, blue, and those with alpha.
 struct DitherPath {
   const char* label;
-  FilterFamily family;
+  PixelFamily family;
 };
 constexpr DitherPath kPaths[] = {
-    {"DitherFilterG", FilterFamily::kGray},
-    {"DitherFilterGA", FilterFamily::kGrayAlpha},
-    {"DitherFilterRGB", FilterFamily::kRGB},
-    {"DitherFilterRGBA", FilterFamily::kRGBAlpha},
+    {"DitherFilterG", PixelFamily::kGray},
+    {"DitherFilterGA", PixelFamily::kGrayAlpha},
+    {"DitherFilterRGB", PixelFamily::kRGB},
+    {"DitherFilterRGBA", PixelFamily::kRGBA},
 };
 
 // The levels of step 4 and 5 for every source value v: L[D[v]], L[D[v] + 1] and F[v].
@@ -188,7 +188,7 @@ const int64_t* DitherMatrix(int64_t code) {
 int64_t DitherMatrixSide(int64_t code) { return code >= 1 && code <= 10 ? kSides[code] : 0; }
 
 bool rbDitherFilter(ImageClassData* source, ImageClassData* dest, int64_t matrix, int64_t levels) {
-  FilterFamily family = FilterFamilyOf(*source);
+  PixelFamily family = FamilyOf(*source);
   const DitherPath* path = nullptr;
   for (const DitherPath& candidate : kPaths) {
     if (candidate.family == family) path = &candidate;
@@ -202,7 +202,7 @@ bool rbDitherFilter(ImageClassData* source, ImageClassData* dest, int64_t matrix
     DebugLog("Levels below 2 not supported.", static_cast<long long>(levels));
     return false;
   }
-  ChannelList channels = FilterFamilyChannels(family);
+  ChannelList channels = FamilyChannelList(family);
   if (!DestinationFits(*source, *dest, channels)) return false;
 
   int64_t fromOffsets[4], toOffsets[4];

@@ -4,9 +4,9 @@
 #include <cstring>
 
 #include "composite/fix_rectangle.h"
-#include "filters/pixel_channels.h"
 #include "image/image_checks.h"
 #include "image/image_class_data.h"
+#include "image/pixel_channels.h"
 #include "plugin/debug_log.h"
 
 namespace {

@@ -1,45 +1,15 @@
 // The frame that every filter taking a `dest as PictureXQT` shares: source checks, the
 // destination (given and locked, or made through the factory), destination checks, and the walk
-// over the rows. Also the channel vocabulary the per-family paths of the filters are written in.
+// over the rows.
 #pragma once
 
 #include <cstdint>
 
 #include "image/image_checks.h"
 #include "image/image_class_data.h"
+#include "image/pixel_channels.h"
 #include "plugin/debug_log.h"
 #include "plugin/host_interface.h"
-
-// A channel of a family, found in any byte order through the record's offsets.
-enum class Channel : uint8_t {
-  kGray,
-  kRed,
-  kGreen,
-  kBlue,
-  kAlpha,
-  kCyan,
-  kMagenta,
-  kYellow,
-  kBlack
-};
-
-int64_t ChannelOffset(const ImageClassData& image, Channel channel);
-bool HasChannel(const ImageClassData& image, Channel channel);
-
-// The families the filters dispatch on, each with or without alpha.
-enum class FilterFamily : uint8_t { kNone, kGray, kGrayAlpha, kRGB, kRGBAlpha, kCMYK, kCMYKAlpha };
-inline constexpr int kFilterFamilies = 7;
-
-FilterFamily FilterFamilyOf(const ImageClassData& image);
-
-// Up to five channels in the order a path maps them.
-struct ChannelList {
-  int count = 0;
-  Channel channels[5] = {};
-};
-
-// The channels of `family` in their usual order, alpha last; none for kNone.
-ChannelList FilterFamilyChannels(FilterFamily family);
 
 // A double truncated toward zero as the filters' formulas cast to an integer. Values beyond the
 // 64-bit range saturate and NaN gives 0: the platform cast is undefined there, and every caller

@@ -3,9 +3,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "filters/pixel_channels.h"
 #include "image/image_checks.h"
 #include "image/image_class_data.h"
+#include "image/pixel_channels.h"
 #include "plugin/debug_log.h"
 
 uint8_t* MultiplyTable = nullptr;

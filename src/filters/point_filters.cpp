@@ -98,9 +98,9 @@ using MapRowProc = void (*)(const uint8_t*, uint8_t*, int64_t, int64_t, int64_t,
 constexpr MapRowProc kMapRow[6] = {nullptr, MapRow<1>, MapRow<2>, MapRow<3>, MapRow<4>, MapRow<5>};
 
 using C = Channel;
-using Paths = MappingPath[kFilterFamilies];
+using Paths = MappingPath[kPixelFamilies];
 
-// Indexed by FilterFamily: none, gray, gray+alpha, RGB, RGB+alpha, CMYK, CMYK+alpha.
+// Indexed by PixelFamily: none, gray, gray+alpha, RGB, RGB+alpha, CMYK, CMYK+alpha.
 
 // One table for the colour channels; alpha not written.
 constexpr Paths kOneCurvePaths = {
@@ -164,7 +164,7 @@ constexpr Paths kSolarizePaths = {
 };
 
 const MappingPath& PathFor(const Paths& paths, const ImageClassData* source) {
-  return paths[static_cast<int>(FilterFamilyOf(*source))];
+  return paths[static_cast<int>(FamilyOf(*source))];
 }
 
 }  // namespace

@@ -116,15 +116,15 @@ void Combine(ImageClassData* self, ImageClassData* other, const ChannelList& cha
   }
 }
 
-const char* LabelOf(FilterFamily family) {
+const char* LabelOf(PixelFamily family) {
   switch (family) {
-    case FilterFamily::kGray:
+    case PixelFamily::kGray:
       return "unsharpFilterG";
-    case FilterFamily::kGrayAlpha:
+    case PixelFamily::kGrayAlpha:
       return "unsharpFilterGA";
-    case FilterFamily::kRGB:
+    case PixelFamily::kRGB:
       return "unsharpFilterRGB";
-    case FilterFamily::kRGBAlpha:
+    case PixelFamily::kRGBA:
       return "unsharpFilterRGBA";
     default:
       return nullptr;
@@ -143,7 +143,7 @@ void unsharpFilterCMYKA(ImageClassData* self, ImageClassData* other, double amou
                         int64_t threshold) {
   DebugLog("unsharpFilterCMYKA");
   // The byte at AlphaOffset comes last even without alpha (offset 0 then: an ink mapped twice).
-  ChannelList channels = FilterFamilyChannels(FilterFamily::kCMYK);
+  ChannelList channels = FamilyChannelList(PixelFamily::kCMYK);
   channels.channels[channels.count++] = Channel::kAlpha;
   Combine(self, other, channels, amount, threshold);
 }
@@ -164,15 +164,15 @@ bool unsharpFilter(ImageClassData* self, ImageClassData* other, double amount, i
   }
   if (!StartImage(self) || !StartImage(other)) return false;
 
-  FilterFamily family = FilterFamilyOf(*self);
-  if (family == FilterFamily::kCMYK || family == FilterFamily::kCMYKAlpha) {
+  PixelFamily family = FamilyOf(*self);
+  if (family == PixelFamily::kCMYK || family == PixelFamily::kCMYKA) {
     unsharpFilterCMYKA(self, other, amount, threshold);
     return true;
   }
   const char* label = LabelOf(family);
   if (!label) return true;
   DebugLog(label);
-  Combine(self, other, FilterFamilyChannels(family), amount, threshold);
+  Combine(self, other, FamilyChannelList(family), amount, threshold);
   return true;
 }
 

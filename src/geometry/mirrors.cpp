@@ -4,10 +4,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "filters/pixel_channels.h"
 #include "geometry/turn_pixels.h"
 #include "image/image_checks.h"
 #include "image/image_class_data.h"
+#include "image/pixel_channels.h"
 #include "plugin/debug_log.h"
 
 namespace {

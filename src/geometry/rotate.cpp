@@ -156,8 +156,8 @@ REALobject RotateAngle(REALobject instance, double angle, int64_t red, int64_t g
     DebugLog("Width is 0");
     return nullptr;
   }
-  const FilterFamily family = FilterFamilyOf(*source);
-  if (family == FilterFamily::kNone) {
+  const PixelFamily family = FamilyOf(*source);
+  if (family == PixelFamily::kNone) {
     DebugLog("Unsupported format");
     return nullptr;
   }
@@ -168,13 +168,13 @@ REALobject RotateAngle(REALobject instance, double angle, int64_t red, int64_t g
   }
   uint8_t background[5];
   switch (family) {
-    case FilterFamily::kGray:
-    case FilterFamily::kGrayAlpha:
+    case PixelFamily::kGray:
+    case PixelFamily::kGrayAlpha:
       background[0] = Byte(gray);
       background[1] = Byte(alpha);
       break;
-    case FilterFamily::kRGB:
-    case FilterFamily::kRGBAlpha:
+    case PixelFamily::kRGB:
+    case PixelFamily::kRGBA:
       background[0] = Byte(red), background[1] = Byte(green), background[2] = Byte(blue);
       background[3] = Byte(alpha);
       break;

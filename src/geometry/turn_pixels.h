@@ -10,9 +10,9 @@
 #include <cstring>
 #include <utility>
 
-#include "filters/pixel_channels.h"
 #include "geometry/turn_kernels.h"
 #include "image/image_class_data.h"
+#include "image/pixel_channels.h"
 
 template <int N>
 struct ChannelMover {

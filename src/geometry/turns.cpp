@@ -5,12 +5,12 @@
 #include <new>
 #include <type_traits>
 
-#include "filters/pixel_channels.h"
 #include "geometry/turn_kernels.h"
 #include "geometry/turn_pixels.h"
 #include "image/image_checks.h"
 #include "image/image_class_data.h"
 #include "image/picture_factory.h"
+#include "image/pixel_channels.h"
 #include "plugin/debug_log.h"
 #include "plugin/host_api.h"
 

@@ -1,4 +1,4 @@
-#include "filters/pixel_channels.h"
+#include "image/pixel_channels.h"
 
 #include "plugin/debug_log.h"
 
@@ -10,62 +10,87 @@ PixelFamily FamilyOf(const ImageClassData& image) {
   return PixelFamily::kNone;
 }
 
-namespace {
+int64_t ChannelOffset(const ImageClassData& image, Channel channel) {
+  switch (channel) {
+    case Channel::kGray:
+      return image.GrayOffset;
+    case Channel::kRed:
+      return image.RedOffset;
+    case Channel::kGreen:
+      return image.GreenOffset;
+    case Channel::kBlue:
+      return image.BlueOffset;
+    case Channel::kAlpha:
+      return image.AlphaOffset;
+    case Channel::kCyan:
+      return image.CyanOffset;
+    case Channel::kMagenta:
+      return image.MagentaOffset;
+    case Channel::kYellow:
+      return image.YellowOffset;
+    case Channel::kBlack:
+      return image.BlackOffset;
+  }
+  return 0;
+}
 
-struct Channel {
-  int64_t ImageClassData::*offset;
-  Flag64 ImageClassData::*present;
-};
+bool HasChannel(const ImageClassData& image, Channel channel) {
+  switch (channel) {
+    case Channel::kGray:
+      return image.HasGray;
+    case Channel::kRed:
+      return image.HasRed;
+    case Channel::kGreen:
+      return image.HasGreen;
+    case Channel::kBlue:
+      return image.HasBlue;
+    case Channel::kAlpha:
+      return image.HasAlpha;
+    case Channel::kCyan:
+      return image.HasCyan;
+    case Channel::kMagenta:
+      return image.HasMagenta;
+    case Channel::kYellow:
+      return image.HasYellow;
+    case Channel::kBlack:
+      return image.HasBlack;
+  }
+  return false;
+}
 
-constexpr Channel kGray = {&ImageClassData::GrayOffset, &ImageClassData::HasGray};
-constexpr Channel kRed = {&ImageClassData::RedOffset, &ImageClassData::HasRed};
-constexpr Channel kGreen = {&ImageClassData::GreenOffset, &ImageClassData::HasGreen};
-constexpr Channel kBlue = {&ImageClassData::BlueOffset, &ImageClassData::HasBlue};
-constexpr Channel kCyan = {&ImageClassData::CyanOffset, &ImageClassData::HasCyan};
-constexpr Channel kMagenta = {&ImageClassData::MagentaOffset, &ImageClassData::HasMagenta};
-constexpr Channel kYellow = {&ImageClassData::YellowOffset, &ImageClassData::HasYellow};
-constexpr Channel kBlack = {&ImageClassData::BlackOffset, &ImageClassData::HasBlack};
-constexpr Channel kAlpha = {&ImageClassData::AlphaOffset, &ImageClassData::HasAlpha};
-
-struct ChannelList {
-  int count;
-  Channel channels[5];
-};
-
-ChannelList ListOf(PixelFamily family) {
+ChannelList FamilyChannelList(PixelFamily family) {
+  using C = Channel;
   switch (family) {
     case PixelFamily::kGray:
-      return {1, {kGray}};
+      return {1, {C::kGray}};
     case PixelFamily::kGrayAlpha:
-      return {2, {kGray, kAlpha}};
+      return {2, {C::kGray, C::kAlpha}};
     case PixelFamily::kRGB:
-      return {3, {kRed, kGreen, kBlue}};
+      return {3, {C::kRed, C::kGreen, C::kBlue}};
     case PixelFamily::kRGBA:
-      return {4, {kRed, kGreen, kBlue, kAlpha}};
+      return {4, {C::kRed, C::kGreen, C::kBlue, C::kAlpha}};
     case PixelFamily::kCMYK:
-      return {4, {kCyan, kMagenta, kYellow, kBlack}};
+      return {4, {C::kCyan, C::kMagenta, C::kYellow, C::kBlack}};
     case PixelFamily::kCMYKA:
-      return {5, {kCyan, kMagenta, kYellow, kBlack, kAlpha}};
+      return {5, {C::kCyan, C::kMagenta, C::kYellow, C::kBlack, C::kAlpha}};
     case PixelFamily::kNone:
       break;
   }
-  return {0, {}};
+  return {};
 }
 
-}  // namespace
-
 ChannelSet FamilyChannels(const ImageClassData& image, PixelFamily family) {
-  ChannelList list = ListOf(family);
+  ChannelList list = FamilyChannelList(family);
   ChannelSet set;
   set.count = list.count;
-  for (int i = 0; i < list.count; ++i) set.offsets[i] = image.*(list.channels[i].offset);
+  for (int i = 0; i < list.count; ++i) set.offsets[i] = ChannelOffset(image, list.channels[i]);
   return set;
 }
 
 bool MatchingChannels(const ImageClassData& image, PixelFamily family, ChannelSet* channels) {
-  ChannelList list = ListOf(family);
+  ChannelList list = FamilyChannelList(family);
   for (int i = 0; i < list.count; ++i) {
-    if (!(image.*(list.channels[i].present))) return false;
+    if (!HasChannel(image, list.channels[i])) return false;
   }
   *channels = FamilyChannels(image, family);
   return true;

@@ -12,6 +12,8 @@
 
 enum class PixelFamily : uint8_t { kNone, kGray, kGrayAlpha, kRGB, kRGBA, kCMYK, kCMYKA };
 
+inline constexpr int kPixelFamilies = 7;
+
 // The family by the record's family flags and HasAlpha.
 PixelFamily FamilyOf(const ImageClassData& image);
 
@@ -20,8 +22,33 @@ inline bool FamilyHasAlpha(PixelFamily family) {
          family == PixelFamily::kCMYKA;
 }
 
+// A channel of a family, found in any byte order through the record's offsets.
+enum class Channel : uint8_t {
+  kGray,
+  kRed,
+  kGreen,
+  kBlue,
+  kAlpha,
+  kCyan,
+  kMagenta,
+  kYellow,
+  kBlack
+};
+
+int64_t ChannelOffset(const ImageClassData& image, Channel channel);
+bool HasChannel(const ImageClassData& image, Channel channel);
+
+// Up to five channels in the order a path maps them.
+struct ChannelList {
+  int count = 0;
+  Channel channels[5] = {};
+};
+
 // A family's channels in the order the paths visit them: gray; red, green, blue; cyan, magenta,
-// yellow, black; alpha last. `count` is 0 for kNone.
+// yellow, black; alpha last. None for kNone.
+ChannelList FamilyChannelList(PixelFamily family);
+
+// The offsets of a family's channels in one record, in FamilyChannelList's order.
 struct ChannelSet {
   int count = 0;
   int64_t offsets[5] = {};
