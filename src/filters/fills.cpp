@@ -4,28 +4,13 @@
 #include <cstring>
 
 #include "composite/fix_rectangle.h"
+#include "filters/image_rect.h"
 #include "image/image_checks.h"
 #include "image/image_class_data.h"
 #include "image/pixel_channels.h"
 #include "plugin/debug_log.h"
 
 namespace {
-
-struct Rect {
-  int64_t x, y, width, height;
-};
-
-bool CheckValid(const ImageClassData* image) {
-  if (image->Valid) return true;
-  DebugLog("Picture not valid.");
-  return false;
-}
-
-// Fixes the rectangle against the image; false when nothing of it is left.
-bool FixRect(const ImageClassData* image, Rect& r) {
-  FixImageRectangle(image->Width, image->Height, r.x, r.y, r.width, r.height);
-  return r.width >= 1 && r.height >= 1;
-}
 
 // The block paths: the red, green, blue, gray and alpha channels present fill the pixel, and the
 // rows stay put while they are written. Channels that share a byte (offsets set by the
@@ -49,7 +34,7 @@ bool BlockSpan(const ImageClassData* image, int64_t* base) {
 }
 
 // Writes values[c] into channel c of every pixel of the rectangle.
-void StoreChannels(ImageClassData* image, const Rect& r, const ChannelSet& channels,
+void StoreChannels(ImageClassData* image, const ImageRect& r, const ChannelSet& channels,
                    const uint8_t* values) {
   const int64_t pixelSize = image->PixelSize;
   WithChannelCount(channels.count, [&](auto n) {
@@ -75,8 +60,8 @@ constexpr FamilyLabels kFillAlphaLabels = {"FillRect5G",     "FillRectA5GA",  "F
                                            "FillRectA5RGBA", "FillRect5CMYK", "FillRectA5CMYKA"};
 
 // The per-pixel value fill: colour channels get `value`, alpha gets `alpha`.
-void FillFamily(ImageClassData* image, const Rect& r, const FamilyLabels& labels, uint8_t value,
-                uint8_t alpha) {
+void FillFamily(ImageClassData* image, const ImageRect& r, const FamilyLabels& labels,
+                uint8_t value, uint8_t alpha) {
   PixelFamily family = FamilyOf(*image);
   if (family == PixelFamily::kNone) return;
   DebugLog(LabelOf(labels, family));
@@ -102,7 +87,7 @@ void FillRect5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t
                int64_t value) {
   ImageClassData* image = ImageData(instance);
   if (!image || !CheckValid(image)) return;
-  Rect r{x, y, width, height};
+  ImageRect r{x, y, width, height};
   if (!FixRect(image, r) || !StartImage(image)) return;
   auto byte = static_cast<uint8_t>(value);
   int64_t base;
@@ -126,7 +111,7 @@ void FillRectA5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_
                 int64_t value, int64_t alpha) {
   ImageClassData* image = ImageData(instance);
   if (!image || !CheckValid(image)) return;
-  Rect r{x, y, width, height};
+  ImageRect r{x, y, width, height};
   if (!FixRect(image, r) || !StartImage(image)) return;
   FillFamily(image, r, kFillAlphaLabels, static_cast<uint8_t>(value), static_cast<uint8_t>(alpha));
 }
@@ -144,11 +129,11 @@ bool HasRGB(const ImageClassData* image) {
 }
 
 // Red, green and blue (and alpha when `withAlpha`) into every pixel of the rectangle.
-void FillRGB(REALobject instance, const Rect& rect, int64_t red, int64_t green, int64_t blue,
+void FillRGB(REALobject instance, const ImageRect& rect, int64_t red, int64_t green, int64_t blue,
              bool withAlpha, int64_t alpha) {
   ImageClassData* image = ImageData(instance);
   if (!image || !CheckValid(image) || !HasRGB(image)) return;
-  Rect r = rect;
+  ImageRect r = rect;
   if (!FixRect(image, r) || !StartImage(image)) return;
   ChannelSet channels;
   channels.count = withAlpha ? 4 : 3;
@@ -212,7 +197,7 @@ void FillRectRGBcA5(REALobject instance, int64_t x, int64_t y, int64_t width, in
 void FillRectRandom5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height) {
   ImageClassData* image = ImageData(instance);
   if (!image || !CheckValid(image)) return;
-  Rect r{x, y, width, height};
+  ImageRect r{x, y, width, height};
   if (!FixRect(image, r) || !StartImage(image)) return;
   const int64_t pixelSize = image->PixelSize;
   int64_t base;
@@ -268,7 +253,7 @@ bool FillRectApplyRGBA5(REALobject instance, int64_t x, int64_t y, int64_t width
   LogValue("alpha", weightColor);
   LogValue("alpha1", weightOld);
 
-  Rect r{x, y, width, height};
+  ImageRect r{x, y, width, height};
   FixImageRectangle(image->Width, image->Height, r.x, r.y, r.width, r.height);
   if (r.height < 1) return true;
   // A rectangle without width still fetches its rows.
@@ -345,7 +330,7 @@ void ClearRect1(REALobject instance) {
 void ClearRect5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height) {
   ImageClassData* image = ImageData(instance);
   if (!image) return;
-  Rect r{x, y, width, height};
+  ImageRect r{x, y, width, height};
   if (!FixRect(image, r) || !StartImage(image)) return;
   const int64_t pixelSize = image->PixelSize;
   const auto length = static_cast<size_t>(r.width * pixelSize);

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "filters/image_rect.h"
 #include "image/image_checks.h"
 #include "image/image_class_data.h"
 #include "image/pixel_channels.h"
@@ -16,21 +17,6 @@ namespace {
 
 constexpr size_t kTableSize = 256 * 256;
 
-struct Rect {
-  int64_t x, y, width, height;
-};
-
-bool CheckValid(const ImageClassData* image) {
-  if (image->Valid) return true;
-  DebugLog("Picture not valid.");
-  return false;
-}
-
-bool FixRect(const ImageClassData* image, Rect& r) {
-  FixImageRectangle(image->Width, image->Height, r.x, r.y, r.width, r.height);
-  return r.width >= 1 && r.height >= 1;
-}
-
 void ComplementBytes(uint8_t* bytes, int64_t count) {
   for (int64_t i = 0; i < count; ++i) bytes[i] = static_cast<uint8_t>(~bytes[i]);
 }
@@ -40,7 +26,7 @@ void ComplementBytes(uint8_t* bytes, int64_t count) {
 void Invert5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height) {
   ImageClassData* image = ImageData(instance);
   if (!image || !CheckValid(image)) return;
-  Rect r{x, y, width, height};
+  ImageRect r{x, y, width, height};
   if (!FixRect(image, r) || !StartImage(image)) return;
   PixelFamily family = FamilyOf(*image);
   if (family == PixelFamily::kNone) return;
@@ -140,11 +126,11 @@ namespace {
 
 // Applies the table (or, when the tables are missing, the formula) to each colour channel with
 // the pixel's alpha; alpha stays as it is.
-void PremultiplyRect(REALobject instance, const Rect& rect, bool multiply) {
+void PremultiplyRect(REALobject instance, const ImageRect& rect, bool multiply) {
   ImageClassData* image = ImageData(instance);
   if (!image || !CheckValid(image) || !image->HasAlpha) return;
   InitMultiplyTable();
-  Rect r = rect;
+  ImageRect r = rect;
   if (!FixRect(image, r) || !StartImage(image)) return;
   PixelFamily family = FamilyOf(*image);
   static constexpr FamilyLabels kMultiplyLabels = {
@@ -209,7 +195,7 @@ bool AutoLevel5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_
     return false;
   }
   if (!CheckValid(image) || !image->IsRGB) return false;
-  Rect r{x, y, width, height};
+  ImageRect r{x, y, width, height};
   if (!FixRect(image, r) || !StartImage(image)) return false;
   DebugLog("AutoLevel5_RGB");
 

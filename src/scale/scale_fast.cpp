@@ -106,29 +106,6 @@ const FastPair* ChooseFastPair(const ImageClassData& source, const ImageClassDat
   return nullptr;
 }
 
-int64_t ChannelOffset(const ImageClassData& image, SourceChannel channel) {
-  switch (channel) {
-    case S::kRed:
-      return image.RedOffset;
-    case S::kGreen:
-      return image.GreenOffset;
-    case S::kBlue:
-      return image.BlueOffset;
-    case S::kAlpha:
-      return image.AlphaOffset;
-    case S::kCyan:
-      return image.CyanOffset;
-    case S::kMagenta:
-      return image.MagentaOffset;
-    case S::kYellow:
-      return image.YellowOffset;
-    case S::kBlack:
-      return image.BlackOffset;
-    default:
-      return image.GrayOffset;
-  }
-}
-
 constexpr SourceChannel kDestChannels[] = {S::kRed,  S::kGreen,   S::kBlue,   S::kGray, S::kAlpha,
                                            S::kCyan, S::kMagenta, S::kYellow, S::kBlack};
 
@@ -159,9 +136,9 @@ FastPlan MakeFastPlan(const FastPair& pair, const ImageClassData& source,
         move.from[1] = source.GreenOffset;
         move.from[2] = source.BlueOffset;
       } else {
-        move.from[0] = ChannelOffset(source, move.kind);
+        move.from[0] = SourceOffset(source, move.kind);
       }
-      move.to = ChannelOffset(dest, kDestChannels[bit]);
+      move.to = SourceOffset(dest, kDestChannels[bit]);
     }
   }
   // A copy of the whole pixel when every byte goes to the same place (RGBA into RGBA, ...).

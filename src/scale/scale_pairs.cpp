@@ -69,6 +69,31 @@ constexpr ScalePair kGA_to_GA{"GA_to_GA", ImageFormatScaling2,   2,
                               false,      {S::kGray, S::kAlpha}, {kToGray, kToAlpha}};
 constexpr ScalePair kG16_to_G16{"G16_to_G16", ImageFormatScaling2, 1, true, {S::kGray}, {kToGray}};
 
+int64_t DestOffset(const ImageClassData& image, uint16_t channel) {
+  switch (channel) {
+    case kToRed:
+      return image.RedOffset;
+    case kToGreen:
+      return image.GreenOffset;
+    case kToBlue:
+      return image.BlueOffset;
+    case kToGray:
+      return image.GrayOffset;
+    case kToAlpha:
+      return image.AlphaOffset;
+    case kToCyan:
+      return image.CyanOffset;
+    case kToMagenta:
+      return image.MagentaOffset;
+    case kToYellow:
+      return image.YellowOffset;
+    default:
+      return image.BlackOffset;
+  }
+}
+
+}  // namespace
+
 int64_t SourceOffset(const ImageClassData& image, SourceChannel channel) {
   switch (channel) {
     case S::kGray:
@@ -95,31 +120,6 @@ int64_t SourceOffset(const ImageClassData& image, SourceChannel channel) {
   }
   return 0;
 }
-
-int64_t DestOffset(const ImageClassData& image, uint16_t channel) {
-  switch (channel) {
-    case kToRed:
-      return image.RedOffset;
-    case kToGreen:
-      return image.GreenOffset;
-    case kToBlue:
-      return image.BlueOffset;
-    case kToGray:
-      return image.GrayOffset;
-    case kToAlpha:
-      return image.AlphaOffset;
-    case kToCyan:
-      return image.CyanOffset;
-    case kToMagenta:
-      return image.MagentaOffset;
-    case kToYellow:
-      return image.YellowOffset;
-    default:
-      return image.BlackOffset;
-  }
-}
-
-}  // namespace
 
 const ScalePair* ChooseScalePair(const ImageClassData& source, const ImageClassData& dest) {
   const bool destAlpha = dest.HasAlpha;

@@ -47,6 +47,9 @@ struct ScalePair {
   int64_t TempPixelSize() const { return channels * (wide ? 2 : 1); }
 };
 
+// The offset of a channel in a record's pixels; 0 for kZero and kLuma, which read no one byte.
+int64_t SourceOffset(const ImageClassData& image, SourceChannel channel);
+
 // The resampler's pair for these formats, or null when there is none.
 const ScalePair* ChooseScalePair(const ImageClassData& source, const ImageClassData& dest);
 
