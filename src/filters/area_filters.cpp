@@ -317,39 +317,21 @@ REALobject RunMatrix(REALobject instance, REALobject dest, REALarray matrix, boo
 bool BoxBlurRows(ImageClassData* source, ImageClassData* dest, const ChannelPlan& plan, int64_t rx,
                  int64_t ry, uint64_t inner, uint64_t fx, uint64_t fy) {
   if (source->Width < 1) return true;
-  switch (plan.count) {
-    case 1:
-      return BlurRowsN<1>(source, dest, plan, rx, ry, inner, fx, fy);
-    case 2:
-      return BlurRowsN<2>(source, dest, plan, rx, ry, inner, fx, fy);
-    case 3:
-      return BlurRowsN<3>(source, dest, plan, rx, ry, inner, fx, fy);
-    case 4:
-      return BlurRowsN<4>(source, dest, plan, rx, ry, inner, fx, fy);
-    case 5:
-      return BlurRowsN<5>(source, dest, plan, rx, ry, inner, fx, fy);
-    default:
-      return true;
-  }
+  bool done = true;
+  WithChannelCount(plan.count, [&](auto n) {
+    done = BlurRowsN<n()>(source, dest, plan, rx, ry, inner, fx, fy);
+  });
+  return done;
 }
 
 bool ConvolveRows(ImageClassData* source, ImageClassData* dest, const ChannelPlan& plan,
                   const int64_t* kernel, int64_t side, int64_t divisor, int64_t bias) {
   if (source->Width < 1) return true;
-  switch (plan.count) {
-    case 1:
-      return ConvolveRowsN<1>(source, dest, plan, kernel, side, divisor, bias);
-    case 2:
-      return ConvolveRowsN<2>(source, dest, plan, kernel, side, divisor, bias);
-    case 3:
-      return ConvolveRowsN<3>(source, dest, plan, kernel, side, divisor, bias);
-    case 4:
-      return ConvolveRowsN<4>(source, dest, plan, kernel, side, divisor, bias);
-    case 5:
-      return ConvolveRowsN<5>(source, dest, plan, kernel, side, divisor, bias);
-    default:
-      return true;
-  }
+  bool done = true;
+  WithChannelCount(plan.count, [&](auto n) {
+    done = ConvolveRowsN<n()>(source, dest, plan, kernel, side, divisor, bias);
+  });
+  return done;
 }
 
 REALobject BoxBlurFilter(REALobject instance, REALobject dest, int64_t radius) {

@@ -102,18 +102,9 @@ void Combine(ImageClassData* self, ImageClassData* other, const ChannelList& cha
   // Byte steps where every pair allows them.
   UnsharpSteps steps;
   if (vectorRow && BuildUnsharpSteps(plan.k, plan.limit, steps)) plan.steps = &steps;
-  switch (channels.count) {
-    case 1:
-      return CombineRows<1>(self, other, selfOffsets, otherOffsets, combination, vectorRow, plan);
-    case 2:
-      return CombineRows<2>(self, other, selfOffsets, otherOffsets, combination, vectorRow, plan);
-    case 3:
-      return CombineRows<3>(self, other, selfOffsets, otherOffsets, combination, vectorRow, plan);
-    case 4:
-      return CombineRows<4>(self, other, selfOffsets, otherOffsets, combination, vectorRow, plan);
-    case 5:
-      return CombineRows<5>(self, other, selfOffsets, otherOffsets, combination, vectorRow, plan);
-  }
+  WithChannelCount(channels.count, [&](auto n) {
+    CombineRows<n()>(self, other, selfOffsets, otherOffsets, combination, vectorRow, plan);
+  });
 }
 
 const char* LabelOf(PixelFamily family) {
