@@ -156,77 +156,49 @@ bool WriteProp(const char* entry, REALobject object, const char* name, const Val
   return true;
 }
 
+// One reader and one writer for every value type; Field is the member of Value it travels in.
+template <Kind K, auto Field, class T>
+bool ReadTyped(const char* entry, REALobject object, const char* name, T* value) {
+  Value v;
+  if (value == nullptr || !ReadProp(entry, object, name, K, v)) return false;
+  *value = v.*Field;
+  return true;
+}
+
+template <Kind K, auto Field, class T>
+bool WriteTyped(const char* entry, REALobject object, const char* name, T value) {
+  Value v;
+  v.kind = K;
+  v.*Field = value;
+  return WriteProp(entry, object, name, v);
+}
+
 bool GetInteger(REALobject object, const char* name, RBInteger* value) {
-  Value v;
-  if (value == nullptr || !ReadProp("REALGetPropValueInteger", object, name, Kind::Integer, v)) {
-    return false;
-  }
-  *value = v.i;
-  return true;
+  return ReadTyped<Kind::Integer, &Value::i>("REALGetPropValueInteger", object, name, value);
 }
-
 bool SetInteger(REALobject object, const char* name, RBInteger value) {
-  Value v;
-  v.kind = Kind::Integer;
-  v.i = value;
-  return WriteProp("REALSetPropValueInteger", object, name, v);
+  return WriteTyped<Kind::Integer, &Value::i>("REALSetPropValueInteger", object, name, value);
 }
-
 bool GetBool(REALobject object, const char* name, RBBoolean* value) {
-  Value v;
-  if (value == nullptr || !ReadProp("REALGetPropValueBool", object, name, Kind::Boolean, v)) {
-    return false;
-  }
-  *value = v.b;
-  return true;
+  return ReadTyped<Kind::Boolean, &Value::b>("REALGetPropValueBool", object, name, value);
 }
-
 bool SetBool(REALobject object, const char* name, RBBoolean value) {
-  Value v;
-  v.kind = Kind::Boolean;
-  v.b = value;
-  return WriteProp("REALSetPropValueBool", object, name, v);
+  return WriteTyped<Kind::Boolean, &Value::b>("REALSetPropValueBool", object, name, value);
 }
-
 bool GetDouble(REALobject object, const char* name, RBDouble* value) {
-  Value v;
-  if (value == nullptr || !ReadProp("REALGetPropValueDouble", object, name, Kind::Double, v)) {
-    return false;
-  }
-  *value = v.d;
-  return true;
+  return ReadTyped<Kind::Double, &Value::d>("REALGetPropValueDouble", object, name, value);
 }
-
 bool GetString(REALobject object, const char* name, REALstring* value) {
-  Value v;
-  if (value == nullptr || !ReadProp("REALGetPropValueString", object, name, Kind::String, v)) {
-    return false;
-  }
-  *value = v.s;
-  return true;
+  return ReadTyped<Kind::String, &Value::s>("REALGetPropValueString", object, name, value);
 }
-
 bool SetString(REALobject object, const char* name, REALstring value) {
-  Value v;
-  v.kind = Kind::String;
-  v.s = value;
-  return WriteProp("REALSetPropValueString", object, name, v);
+  return WriteTyped<Kind::String, &Value::s>("REALSetPropValueString", object, name, value);
 }
-
 bool GetObject(REALobject object, const char* name, REALobject* value) {
-  Value v;
-  if (value == nullptr || !ReadProp("REALGetPropValueObject", object, name, Kind::Object, v)) {
-    return false;
-  }
-  *value = v.o;
-  return true;
+  return ReadTyped<Kind::Object, &Value::o>("REALGetPropValueObject", object, name, value);
 }
-
 bool SetObject(REALobject object, const char* name, REALobject value) {
-  Value v;
-  v.kind = Kind::Object;
-  v.o = value;
-  return WriteProp("REALSetPropValueObject", object, name, v);
+  return WriteTyped<Kind::Object, &Value::o>("REALSetPropValueObject", object, name, value);
 }
 
 // --- Exceptions ----------------------------------------------------------------------------
