@@ -135,10 +135,6 @@ struct World {
     char name[] = "/tmp/xqt-fuzz-XXXXXX";
     if (mkdtemp(name) != nullptr) folder = name;
   }
-  ~World() {
-    std::error_code ec;
-    if (!folder.empty()) std::filesystem::remove_all(folder, ec);
-  }
   Host host;
   const host::ClassInfo* picture = nullptr;
   const host::ClassInfo* factory = nullptr;
@@ -147,8 +143,18 @@ struct World {
   std::string folder;
 };
 
+// Removes the world's scratch folder when the process ends; the world itself is never destroyed.
+struct FolderRemoval {
+  std::string path;
+  ~FolderRemoval() {
+    std::error_code ignored;
+    if (!path.empty()) std::filesystem::remove_all(path, ignored);
+  }
+};
+
 World& TheWorld() {
   static World* world = new World();  // lives as long as the process: the plug-in stays loaded
+  static FolderRemoval removal{world->folder};
   return *world;
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "support/plugin_fixture.h"
+#include "support/scratch_folder.h"
 
 namespace {
 
@@ -253,29 +254,7 @@ TEST_F(AreaFilters, MatrixInPlaceSeesOnlyOriginalPixels) {
 // File-mapped sources whose rows span several bands: the same pixels as from memory.
 class MappedAreaFilters : public AreaFilters {
  protected:
-  MappedAreaFilters() {
-    scratch_ = fs::temp_directory_path() /
-               ("xqt-area-" +
-                std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "-" +
-                std::to_string(getpid()));
-    fs::remove_all(scratch_);
-    fs::create_directories(scratch_);
-    const char* old = std::getenv("TMPDIR");
-    hadTmpdir_ = old != nullptr;
-    if (old) oldTmpdir_ = old;
-    setenv("TMPDIR", scratch_.c_str(), 1);
-  }
-  ~MappedAreaFilters() override {
-    fs::remove_all(scratch_);
-    if (hadTmpdir_) {
-      setenv("TMPDIR", oldTmpdir_.c_str(), 1);
-    } else {
-      unsetenv("TMPDIR");
-    }
-  }
-  fs::path scratch_;
-  std::string oldTmpdir_;
-  bool hadTmpdir_ = false;
+  ScratchFolder scratch_{"xqt-area"};
 };
 
 TEST_F(MappedAreaFilters, MappedSourceMatchesMemory) {

@@ -14,6 +14,7 @@
 #include <string>
 
 #include "support/plugin_fixture.h"
+#include "support/scratch_folder.h"
 
 namespace {
 
@@ -29,26 +30,7 @@ constexpr int64_t kMiB16 = kPage * kPage;
 // end: every path out of the constructor and every way of closing removes the file.
 class FileMapping : public PluginTest {
  protected:
-  FileMapping() {
-    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    scratch_ = fs::temp_directory_path() /
-               (std::string("xqt-mapping-") + info->name() + "-" + std::to_string(getpid()));
-    fs::remove_all(scratch_);
-    fs::create_directories(scratch_);
-    const char* old = std::getenv("TMPDIR");
-    hadTmpdir_ = old != nullptr;
-    if (old) oldTmpdir_ = old;
-    setenv("TMPDIR", scratch_.c_str(), 1);
-  }
-  ~FileMapping() override {
-    EXPECT_TRUE(fs::is_empty(scratch_)) << "a backing file was left behind";
-    fs::remove_all(scratch_);
-    if (hadTmpdir_) {
-      setenv("TMPDIR", oldTmpdir_.c_str(), 1);
-    } else {
-      unsetenv("TMPDIR");
-    }
-  }
+  ~FileMapping() override { EXPECT_TRUE(scratch_.IsEmpty()) << "a backing file was left behind"; }
 
   Ref NewMapped(int64_t width, int64_t height, int64_t format = kRGB, int64_t blockSize = 0) {
     return host_.New("PictureXQT", width, height, format, blockSize, nullptr);
@@ -69,9 +51,7 @@ class FileMapping : public PluginTest {
     return xqt::host::Host::BlockData(band) + (y - first) * image.Get<int64_t>("RowSize");
   }
 
-  fs::path scratch_;
-  std::string oldTmpdir_;
-  bool hadTmpdir_ = false;
+  ScratchFolder scratch_{"xqt-mapping"};
 };
 
 TEST_F(FileMapping, RowSizeAndBandSize) {
@@ -170,7 +150,7 @@ TEST_F(FileMapping, TemporaryFileLivesAsLongAsTheImage) {
   Ref image = NewMapped(30, 30);
   ASSERT_TRUE(image.Get<bool>("Valid"));
   fs::path path = image.Get<std::string>("FilePath");
-  EXPECT_EQ(path.parent_path(), scratch_);
+  EXPECT_EQ(path.parent_path(), scratch_.path());
   ASSERT_TRUE(fs::exists(path));
   EXPECT_EQ(fs::file_size(path), static_cast<uintmax_t>(30 * kPage + kPage));
   image.Call("Close");
@@ -213,7 +193,7 @@ TEST_F(FileMapping, NamedFileIsRemovedToo) {
   // An empty path means a temporary file.
   Ref unnamed = NewMappedAt("", 10, 10);
   ASSERT_TRUE(unnamed.Get<bool>("Valid"));
-  EXPECT_EQ(fs::path(unnamed.Get<std::string>("FilePath")).parent_path(), scratch_);
+  EXPECT_EQ(fs::path(unnamed.Get<std::string>("FilePath")).parent_path(), scratch_.path());
 }
 
 // A second image naming the file of a live one must neither cut that file short (the first
@@ -266,7 +246,7 @@ TEST_F(FileMapping, BadArgumentsGiveAnInvalidImageAndNoFile) {
     EXPECT_EQ(image.Get<std::string>("FilePath"), "");
     EXPECT_FALSE(image.Call<bool>("MapInRows", int64_t{0}, int64_t{0}));
   }
-  EXPECT_TRUE(fs::is_empty(scratch_));
+  EXPECT_TRUE(scratch_.IsEmpty());
 }
 
 TEST_F(FileMapping, FileThatCannotBeMadeGivesAnInvalidImage) {
@@ -311,7 +291,7 @@ TEST_F(FileMapping, FileThatCannotBeSizedIsRemoved) {
     Ref atPath = NewMappedAt(named, 100, 100);
     failed += atPath.Get<bool>("Valid") ? 1 : 0;
     failed += fs::exists(named) ? 1 : 0;
-    failed += fs::is_empty(scratch_) ? 0 : 1;
+    failed += scratch_.IsEmpty() ? 0 : 1;
     return failed;
   });
   EXPECT_EQ(failures, 0);

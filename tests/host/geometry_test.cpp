@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "support/plugin_fixture.h"
+#include "support/scratch_folder.h"
 
 namespace {
 
@@ -447,26 +448,8 @@ TEST_F(Geometry, NewDestinationsComeFromTheSourcesFactory) {
 // rows of one page each here), as source, as destination, and in place.
 class MappedGeometry : public Geometry {
  protected:
-  MappedGeometry() {
-    scratch_ = fs::temp_directory_path() /
-               ("xqt-geometry-" +
-                std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "-" +
-                std::to_string(getpid()));
-    fs::remove_all(scratch_);
-    fs::create_directories(scratch_);
-    const char* old = std::getenv("TMPDIR");
-    hadTmpdir_ = old != nullptr;
-    if (old) oldTmpdir_ = old;
-    setenv("TMPDIR", scratch_.c_str(), 1);
-  }
   ~MappedGeometry() override {
-    EXPECT_TRUE(fs::is_empty(scratch_)) << "a backing file was left behind";
-    fs::remove_all(scratch_);
-    if (hadTmpdir_) {
-      setenv("TMPDIR", oldTmpdir_.c_str(), 1);
-    } else {
-      unsetenv("TMPDIR");
-    }
+    EXPECT_TRUE(scratch_.IsEmpty()) << "a backing file was left behind";
   }
   Ref NewMapped(int64_t width, int64_t height, int64_t format) {
     Ref image = host_.New("PictureXQT", width, height, format, int64_t{0}, nullptr);
@@ -474,9 +457,7 @@ class MappedGeometry : public Geometry {
     return image;
   }
 
-  fs::path scratch_;
-  std::string oldTmpdir_;
-  bool hadTmpdir_ = false;
+  ScratchFolder scratch_{"xqt-geometry"};
 };
 
 TEST_F(MappedGeometry, MappedSourceSpanningBands) {

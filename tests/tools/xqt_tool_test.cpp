@@ -11,6 +11,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <random>
 #include <sstream>
 #include <string>
@@ -421,6 +422,147 @@ TEST_F(XqtTool, CommandsWithResultsWorkedOutByHand) {
   EXPECT_EQ(out.pixels[1], gray.pixels[0]);
 }
 
+// ---- area filters, artistic effects, free rotation -------------------------------------------
+
+TEST_F(XqtTool, AreaFiltersEffectsAndFreeRotationWriteWhatThePluginComputes) {
+  const PngFile rgba = MakePng(37, 23, PNG_COLOR_TYPE_RGB_ALPHA, 8, 61);
+  const PngFile rgb = MakePng(31, 27, PNG_COLOR_TYPE_RGB, 8, 62);
+  const PngFile gray = MakePng(29, 19, PNG_COLOR_TYPE_GRAY, 8, 63);
+  const PngFile ga = MakePng(17, 11, PNG_COLOR_TYPE_GRAY_ALPHA, 8, 64);
+  const std::pair<const char*, const PngFile*> files[] = {
+      {"rgba.png", &rgba}, {"rgb.png", &rgb}, {"gray.png", &gray}, {"ga.png", &ga}};
+  for (const auto& [name, png] : files) xqt::test::WritePng(Path(name), *png);
+  auto matrix = [&](const std::vector<int64_t>& entries) { return host_.NewIntegerArray(entries); };
+  const std::vector<int64_t> sharpen = {0, -1, 0, -1, 5, -1, 0, -1, 0};
+  const std::vector<int64_t> edge = {-1, -1, -1, -1, 8, -1, -1, -1, -1};
+  // A 5 x 5 kernel with entries of both signs, and the same as text.
+  std::vector<int64_t> wide(25);
+  std::string wideText;
+  for (size_t i = 0; i < wide.size(); ++i) {
+    wide[i] = static_cast<int64_t>(i % 7) - 3;
+    if (i) wideText += ',';
+    wideText += std::to_string(wide[i]);
+  }
+
+  struct Case {
+    std::vector<std::string> args;  // after IN OUT
+    const char* in;
+    std::function<Ref(const Ref&)> expected;
+  };
+  const Case cases[] = {
+      {{"blur", "--radius", "2"},
+       "rgba.png",
+       [](const Ref& i) { return i.Call<Ref>("BoxBlurFilter", nullptr, int64_t{2}); }},
+      {{"blur", "--radius", "2", "--mapped"},
+       "rgb.png",
+       [](const Ref& i) { return i.Call<Ref>("BoxBlurFilter", nullptr, int64_t{2}); }},
+      {{"blur", "--radius", "3,0"},
+       "ga.png",
+       [](const Ref& i) { return i.Call<Ref>("BoxBlurFilter", nullptr, int64_t{3}, int64_t{0}); }},
+      {{"blur", "--radius", "1.5"},
+       "gray.png",
+       [](const Ref& i) { return i.Call<Ref>("BoxBlurFractionalFilter", nullptr, 1.5); }},
+      {{"matrix", "--matrix", "sharpen"},
+       "rgb.png",
+       [&](const Ref& i) { return i.Call<Ref>("ApplyMatrix", nullptr, matrix(sharpen)); }},
+      // A bias alone keeps the plug-in's divisor: the sum of the entries, here 0, so 1.
+      {{"matrix", "--matrix", "Edge", "--bias", "128"},
+       "gray.png",
+       [&](const Ref& i) {
+         return i.Call<Ref>("ApplyMatrix", nullptr, matrix(edge), int64_t{1}, int64_t{128});
+       }},
+      {{"matrix", "--matrix", wideText, "--divisor", "-3"},
+       "rgba.png",
+       [&](const Ref& i) {
+         return i.Call<Ref>("ApplyMatrix", nullptr, matrix(wide), int64_t{-3});
+       }},
+      {{"oil", "--radius", "2", "--levels", "8"},
+       "rgb.png",
+       [](const Ref& i) { return i.Call<Ref>("OilFilter", nullptr, int64_t{2}, int64_t{8}); }},
+      {{"diffuse", "--radius", "3", "--seed", "7"},
+       "rgba.png",
+       [](const Ref& i) {
+         std::srand(7);
+         return i.Call<Ref>("DiffuseFilter", nullptr, int64_t{3});
+       }},
+      {{"engrave"}, "rgba.png", [](const Ref& i) { return i.Call<Ref>("EngraveFilter", nullptr); }},
+      {{"neon"}, "ga.png", [](const Ref& i) { return i.Call<Ref>("NeonFilter", nullptr); }},
+      {{"stamp", "--threshold", "100"},
+       "rgb.png",
+       [](const Ref& i) { return i.Call<Ref>("StampFilter", nullptr, int64_t{100}); }},
+      {{"rotate", "30"},
+       "rgba.png",
+       [](const Ref& i) {
+         const int64_t z = 0;
+         return i.Call<Ref>("Rotate", 30.0, z, z, z, z, z, z, z, z, z);
+       }},
+      // #3366cc: gray (77 * 0x33 + 151 * 0x66 + 28 * 0xcc) >> 8 = 25041 >> 8 = 97; inks 255 - RGB.
+      {{"rotate", "-12.5", "--background", "#3366cc", "--alpha", "200", "--mapped"},
+       "rgba.png",
+       [](const Ref& i) {
+         return i.Call<Ref>("Rotate", -12.5, int64_t{0x33}, int64_t{0x66}, int64_t{0xcc},
+                            int64_t{200}, int64_t{97}, int64_t{0xcc}, int64_t{0x99}, int64_t{0x33},
+                            int64_t{0});
+       }},
+      {{"rotate", "100", "--background", "#3366cc"},
+       "gray.png",
+       [](const Ref& i) {
+         return i.Call<Ref>("Rotate", 100.0, int64_t{0x33}, int64_t{0x66}, int64_t{0xcc},
+                            int64_t{255}, int64_t{97}, int64_t{0xcc}, int64_t{0x99}, int64_t{0x33},
+                            int64_t{0});
+       }},
+      // Quarter turns in any spelling keep to the exact turning members.
+      {{"rotate", "-90"},
+       "rgb.png",
+       [](const Ref& i) { return i.Call<Ref>("Rotate270", nullptr); }},
+      {{"rotate", "450.0"},
+       "ga.png",
+       [](const Ref& i) { return i.Call<Ref>("Rotate90", nullptr); }},
+  };
+  for (const Case& c : cases) {
+    std::string trace;
+    for (const std::string& a : c.args) trace += a + " ";
+    SCOPED_TRACE(trace + c.in);
+    const PngFile* png = nullptr;
+    for (const auto& [name, file] : files) {
+      if (std::string(name) == c.in) png = file;
+    }
+    Ref expected = c.expected(PictureOf(*png));
+    ASSERT_TRUE(expected);
+    std::vector<std::string> args = {c.args[0], Path(c.in), Path("out.png")};
+    args.insert(args.end(), c.args.begin() + 1, c.args.end());
+    Ok(args);
+    const PngFile out = xqt::test::ReadPng(Path("out.png"));
+    EXPECT_EQ(out.width, static_cast<uint32_t>(expected.Get<int64_t>("Width")));
+    EXPECT_EQ(out.pixels, Pixels(expected));
+  }
+}
+
+TEST_F(XqtTool, FreeRotationCornersTakeTheBackgroundInEveryFamily) {
+  // The top-left pixel of a 30-degree turn lies far outside the turned image.
+  xqt::test::WritePng(Path("rgba.png"), MakePng(40, 30, PNG_COLOR_TYPE_RGB_ALPHA, 8, 71));
+  xqt::test::WritePng(Path("ga.png"), MakePng(40, 30, PNG_COLOR_TYPE_GRAY_ALPHA, 8, 72));
+  xqt::test::WriteJpeg(Path("cmyk.jpg"), MakeJpeg(40, 30, 4, true));
+  auto corner = [&](std::vector<std::string> args) {
+    Ok(args);
+    const PngFile out = xqt::test::ReadPng(Path("out.png"));
+    const size_t channels = out.pixels.size() / (size_t{out.width} * out.height);
+    return std::vector<uint8_t>(out.pixels.begin(), out.pixels.begin() + channels);
+  };
+  const std::string rgba = Path("rgba.png"), ga = Path("ga.png"), out = Path("out.png");
+  EXPECT_EQ(corner({"rotate", rgba, out, "30"}), (std::vector<uint8_t>{0, 0, 0, 0}));
+  EXPECT_EQ(corner({"rotate", rgba, out, "30", "--background", "#3366cc"}),
+            (std::vector<uint8_t>{0x33, 0x66, 0xcc, 255}));
+  EXPECT_EQ(corner({"rotate", ga, out, "30", "--background", "white", "--alpha", "40"}),
+            (std::vector<uint8_t>{255, 40}));
+  EXPECT_EQ(corner({"rotate", ga, out, "30", "--alpha", "40"}), (std::vector<uint8_t>{0, 40}));
+  // CMYK is written to PNG as R = (255 - C)(255 - K) / 255: the inks show the colour again;
+  // without a background no ink at all, white paper.
+  EXPECT_EQ(corner({"rotate", Path("cmyk.jpg"), out, "30", "--background", "#3366cc"}),
+            (std::vector<uint8_t>{0x33, 0x66, 0xcc}));
+  EXPECT_EQ(corner({"rotate", Path("cmyk.jpg"), out, "30"}), (std::vector<uint8_t>{255, 255, 255}));
+}
+
 // ---- errors ----------------------------------------------------------------------------------
 
 TEST_F(XqtTool, BadFilesAreReportedAndNothingIsWritten) {
@@ -466,12 +608,57 @@ TEST_F(XqtTool, BadArgumentsAreReportedAndNothingIsWritten) {
         "the plug-in raised OutOfMemoryException: Failed to allocate");
 }
 
+TEST_F(XqtTool, BadFilterAndRotationArgumentsAreReportedAndNothingIsWritten) {
+  xqt::test::WritePng(Path("in.png"), MakePng(8, 8, PNG_COLOR_TYPE_RGB, 8, 81));
+  xqt::test::WritePng(Path("g16.png"), MakePng(8, 8, PNG_COLOR_TYPE_GRAY, 16, 82));
+  const std::string in = Path("in.png"), out = Path("out.png");
+  const struct {
+    std::vector<std::string> args;
+    const char* reason;
+  } usage[] = {
+      {{"blur", in, out}, "--radius"},
+      {{"blur", in, out, "--radius", "-1"}, "--radius must lie in 0 ... 65535"},
+      {{"blur", in, out, "--radius", "65536"}, "--radius must lie in 0 ... 65535"},
+      {{"blur", in, out, "--radius", "-0.5"}, "--radius must lie in 0 ... 65535"},
+      {{"blur", in, out, "--radius", "nan"}, "'nan' is not a number"},
+      {{"blur", in, out, "--radius", "1,2,3"}, "needs 2 numbers"},
+      {{"blur", in, out, "--radius", "1.5,2"}, "not a whole number"},
+      {{"matrix", in, out}, "--matrix"},
+      {{"matrix", in, out, "--matrix", "sharper"}, "unknown matrix 'sharper'"},
+      {{"matrix", in, out, "--matrix", "1,2,3,4"}, "4 entries do not make a square of odd side"},
+      {{"matrix", in, out, "--matrix", "1,1,1,1,,1,1,1,1"}, "is not a whole number"},
+      {{"matrix", in, out, "--matrix", "0,0,0,0,4294967296,0,0,0,0"}, "does not fit in 32 bits"},
+      {{"matrix", in, out, "--matrix", "blur", "--divisor", "0"}, "--divisor must not be 0"},
+      {{"oil", in, out, "--radius", "33"}, "--radius must lie in 1 ... 32"},
+      {{"oil", in, out, "--levels", "1"}, "--levels must lie in 2 ... 256"},
+      {{"diffuse", in, out, "--radius", "256"}, "--radius must lie in 0 ... 255"},
+      {{"diffuse", in, out, "--seed", "-1"}, "--seed must lie in 0 ..."},
+      {{"stamp", in, out, "--threshold", "257"}, "--threshold must lie in 0 ... 256"},
+      {{"neon", in, out, "--radius", "2"}, "unknown option --radius"},
+      {{"rotate", in, out, "nan"}, "the angle: 'nan' is not a number"},
+      {{"rotate", in, out, "30deg"}, "the angle: '30deg' is not a number"},
+      {{"rotate", in, out, "30", "--slow"}, "apply to 90, 180 and 270 only"},
+      {{"rotate", in, out, "-90", "--background", "red"}, "apply to angles other than 90"},
+      {{"rotate", in, out, "30", "--background", "reddish"}, "is not a colour"},
+      {{"rotate", in, out, "30", "--alpha", "256"}, "--alpha must lie in 0 ... 255"},
+  };
+  for (const auto& c : usage) {
+    SCOPED_TRACE(c.args[0] + " " + c.args.back());
+    Fails(c.args, "", c.reason, 2);
+  }
+  // The plug-in's filters take 8-bit components only: its nil is named.
+  Fails({"blur", Path("g16.png"), out, "--radius", "1"}, "g16.png",
+        "BoxBlurFilter refused the image (it returned nil");
+  Fails({"rotate", Path("g16.png"), out, "30"}, "g16.png", "Rotate refused the image");
+}
+
 TEST_F(XqtTool, EveryCommandHasHelp) {
   const Result list = Run({"--help"});
   ASSERT_EQ(list.status, 0);
   for (const char* command :
        {"info",     "scale",    "rotate", "mirror",    "convert", "gamma",   "gain",
-        "transfer", "solarize", "dither", "unsharp",   "blend",   "copy",    "clip",
+        "transfer", "solarize", "dither", "unsharp",   "blur",    "matrix",  "oil",
+        "diffuse",  "engrave",  "neon",   "stamp",     "blend",   "copy",    "clip",
         "channel",  "fill",     "invert", "autolevel", "gray",    "classes", "demo"}) {
     SCOPED_TRACE(command);
     EXPECT_NE(list.out.find(std::string("  ") + command + " "), std::string::npos);
@@ -501,6 +688,9 @@ TEST_F(XqtTool, DemoWritesItsContactSheetAndTable) {
   }
   EXPECT_GT(links, 50u);
   EXPECT_TRUE(fs::exists(dir_ / "demo" / "63-cmyk.jpg"));
+  for (const char* file : {"33-rotate-30.png", "90-boxblur.png", "94-emboss.png", "95-oil.png"}) {
+    EXPECT_TRUE(fs::exists(dir_ / "demo" / file)) << file;
+  }
 }
 
 }  // namespace

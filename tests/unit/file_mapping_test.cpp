@@ -17,6 +17,7 @@
 #include "plugin/host_api.h"
 #include "plugin/plugin_main.h"
 #include "support/log_capture.h"
+#include "support/scratch_folder.h"
 
 namespace {
 
@@ -93,37 +94,17 @@ TEST(MappingBlockSize, FloorCapAndFiveRows) {
 // directory that must be empty again at the end.
 class FileMappedRecord : public ::testing::Test {
  protected:
-  FileMappedRecord() {
-    scratch_ =
-        fs::temp_directory_path() /
-        ("xqt-mapping-unit-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-         "-" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(scratch_);
-    fs::create_directories(scratch_);
-    const char* old = std::getenv("TMPDIR");
-    if (old) oldTmpdir_ = old;
-    hadTmpdir_ = old != nullptr;
-    setenv("TMPDIR", scratch_.c_str(), 1);
-    host_.Attach(&REALPluginMain);
-  }
+  FileMappedRecord() { host_.Attach(&REALPluginMain); }
   ~FileMappedRecord() override {
     EXPECT_EQ(host_.LiveObjects(), 0) << host_.LiveReport();
-    EXPECT_TRUE(fs::is_empty(scratch_)) << "backing file left behind";
-    fs::remove_all(scratch_);
-    if (hadTmpdir_) {
-      setenv("TMPDIR", oldTmpdir_.c_str(), 1);
-    } else {
-      unsetenv("TMPDIR");
-    }
+    EXPECT_TRUE(scratch_.IsEmpty()) << "backing file left behind";
   }
 
   Ref NewMapped(int64_t width, int64_t height, int64_t blockSize = 0) {
     return host_.New("PictureXQT", width, height, kRGB, blockSize, nullptr);
   }
 
-  fs::path scratch_;
-  std::string oldTmpdir_;
-  bool hadTmpdir_ = false;
+  ScratchFolder scratch_{"xqt-mapping-unit"};
   Host host_;
 };
 
@@ -315,7 +296,7 @@ TEST_F(FileMappedRecord, ClosingTwiceReleasesTheFileOnce) {
   ImageClassData* record = ImageData(image.get());
   ASSERT_TRUE(record->Valid);
   std::string path = host_.Utf8(record->FilePath);
-  EXPECT_EQ(fs::path(path).parent_path(), scratch_);
+  EXPECT_EQ(fs::path(path).parent_path(), scratch_.path());
   EXPECT_EQ(fs::file_size(path), static_cast<uintmax_t>(10 * kPage + kPage));
 
   int descriptor = record->FileDescriptor;

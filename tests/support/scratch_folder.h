@@ -1,0 +1,45 @@
+// A scratch folder that TMPDIR points at while a test runs, so the temporary backing files of
+// file-mapped images land where the test can see them; TMPDIR is restored afterwards.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+class ScratchFolder {
+ public:
+  explicit ScratchFolder(const std::string& prefix) {
+    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    path_ = std::filesystem::temp_directory_path() /
+            (prefix + "-" + (info ? info->name() : "") + "-" + std::to_string(getpid()));
+    std::filesystem::remove_all(path_);
+    std::filesystem::create_directories(path_);
+    const char* old = std::getenv("TMPDIR");
+    hadTmpdir_ = old != nullptr;
+    if (old) oldTmpdir_ = old;
+    setenv("TMPDIR", path_.c_str(), 1);
+  }
+  ~ScratchFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+    if (hadTmpdir_) {
+      setenv("TMPDIR", oldTmpdir_.c_str(), 1);
+    } else {
+      unsetenv("TMPDIR");
+    }
+  }
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+  const std::filesystem::path& path() const { return path_; }
+  std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
+  bool IsEmpty() const { return std::filesystem::is_empty(path_); }
+
+ private:
+  std::filesystem::path path_;
+  std::string oldTmpdir_;
+  bool hadTmpdir_ = false;
+};
