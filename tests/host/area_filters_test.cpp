@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 #include "support/scratch_folder.h"
 
@@ -23,29 +24,6 @@ const int64_t kFormats[] = {kRGB, kRGBA, kXRGB, kBGRA, kG, kGA, kAG, kCMYK, kCMY
 
 class AreaFilters : public PluginTest {
  protected:
-  uint8_t* Row(const Ref& image, int64_t y) {
-    return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
-  }
-  // The family's channel offsets, alpha last, as the filters order them.
-  std::vector<int64_t> Offsets(const Ref& image) {
-    std::vector<int64_t> out;
-    const char* order[] = {"Gray",    "Red",    "Green", "Blue", "Cyan",
-                           "Magenta", "Yellow", "Black", "Alpha"};
-    for (const char* name : order) {
-      if (image.Get<bool>(std::string("Has") + name)) {
-        out.push_back(image.Get<int64_t>(std::string(name) + "Offset"));
-      }
-    }
-    return out;
-  }
-  void Randomise(const Ref& image, uint32_t seed) {
-    std::mt19937 random(seed);
-    const int64_t bytes = image.Get<int64_t>("Width") * image.Get<int64_t>("PixelSize");
-    for (int64_t y = 0; y < image.Get<int64_t>("Height"); ++y) {
-      uint8_t* row = Row(image, y);
-      for (int64_t i = 0; i < bytes; ++i) row[i] = static_cast<uint8_t>(random());
-    }
-  }
   // Channel k of pixel (x, y), coordinates clamped to the image.
   int64_t At(const Ref& image, int64_t x, int64_t y, int64_t offset) {
     const int64_t w = image.Get<int64_t>("Width"), h = image.Get<int64_t>("Height");
@@ -59,7 +37,7 @@ class AreaFilters : public PluginTest {
     const int64_t w = source.Get<int64_t>("Width"), h = source.Get<int64_t>("Height");
     const int64_t pixel = result.Get<int64_t>("PixelSize");
     const int64_t sourcePixel = source.Get<int64_t>("PixelSize");
-    std::vector<int64_t> from = Offsets(source), to = Offsets(result);
+    std::vector<int64_t> from = ChannelOffsets(source), to = ChannelOffsets(result);
     std::vector<const uint8_t*> rows;
     for (int64_t y = 0; y < h; ++y) rows.push_back(Row(source, y));
     auto at = [&](int64_t x, int64_t y, int64_t offset) {
@@ -177,7 +155,7 @@ TEST_F(AreaFilters, MatrixMatchesDirectSumsAndKeepsAlpha) {
     Ref source = NewImage(9, 7, format);
     Randomise(source, static_cast<uint32_t>(format) + 40);
     Ref result = source.Call<Ref>("ApplyMatrix", nullptr, array, int64_t{-7}, int64_t{128});
-    std::vector<int64_t> offsets = Offsets(source);
+    std::vector<int64_t> offsets = ChannelOffsets(source);
     const bool alpha = source.Get<bool>("HasAlpha");
     const size_t colours = offsets.size() - (alpha ? 1 : 0);
     const int64_t pixel = source.Get<int64_t>("PixelSize");

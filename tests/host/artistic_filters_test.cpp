@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
 namespace {
@@ -37,26 +38,13 @@ struct Pixels {
 
 class ArtisticFilters : public PluginTest {
  protected:
-  uint8_t* Row(const Ref& image, int64_t y) {
-    return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
-  }
-  std::vector<int64_t> Offsets(const Ref& image) {
-    std::vector<int64_t> out;
-    for (const char* name :
-         {"Gray", "Red", "Green", "Blue", "Cyan", "Magenta", "Yellow", "Black", "Alpha"}) {
-      if (image.Get<bool>(std::string("Has") + name)) {
-        out.push_back(image.Get<int64_t>(std::string(name) + "Offset"));
-      }
-    }
-    return out;
-  }
   Pixels Read(const Ref& image) {
     Pixels p;
     p.w = image.Get<int64_t>("Width");
     p.h = image.Get<int64_t>("Height");
     p.alpha = image.Get<bool>("HasAlpha");
     p.cmyk = image.Get<bool>("IsCMYK");
-    std::vector<int64_t> offsets = Offsets(image);
+    std::vector<int64_t> offsets = ChannelOffsets(image);
     p.colours = static_cast<int>(offsets.size()) - (p.alpha ? 1 : 0);
     const int64_t size = image.Get<int64_t>("PixelSize");
     for (int64_t y = 0; y < p.h; ++y) {
@@ -68,14 +56,6 @@ class ArtisticFilters : public PluginTest {
       }
     }
     return p;
-  }
-  void Randomise(const Ref& image, uint32_t seed) {
-    std::mt19937 random(seed);
-    const int64_t bytes = image.Get<int64_t>("Width") * image.Get<int64_t>("PixelSize");
-    for (int64_t y = 0; y < image.Get<int64_t>("Height"); ++y) {
-      uint8_t* row = Row(image, y);
-      for (int64_t i = 0; i < bytes; ++i) row[i] = static_cast<uint8_t>(random());
-    }
   }
   void ExpectPixels(const Ref& result,
                     const std::function<std::vector<int>(int64_t, int64_t)>& expected) {

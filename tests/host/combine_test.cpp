@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
 namespace {
@@ -20,20 +21,8 @@ using xqt::host::Ref;
 constexpr int64_t kRGB = 1, kRGBA = 2, kBGRA = 7, kG = 11, kGA = 12, kCMYK = 23, kCMYKA = 24,
                   kKYMCA = 29, kGray16 = 41;
 
-using Bytes = std::vector<uint8_t>;
-
 class CombineTest : public PluginTest {
  protected:
-  uint8_t* Row(const Ref& image, int64_t y) {
-    return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
-  }
-  void SetPixels(const Ref& image, int64_t y, const Bytes& bytes) {
-    std::memcpy(Row(image, y), bytes.data(), bytes.size());
-  }
-  Bytes Pixels(const Ref& image, int64_t y, size_t count) {
-    uint8_t* row = Row(image, y);
-    return Bytes(row, row + count);
-  }
   Ref Mask(const Bytes& values) {
     Ref mask = NewImage(static_cast<int64_t>(values.size()), 1, kG);
     SetPixels(mask, 0, values);
@@ -52,7 +41,7 @@ TEST_F(CombineTest, ImageThroughMask) {
   // (0 + 100 x 32385 + 32512) / 65025 = 3271012 / 65025 = 50.
   Ref mask = Mask({255, 0, 128});
   EXPECT_TRUE(self.Call<bool>("Combine", source, mask));
-  EXPECT_EQ(Pixels(self, 0, 9), (Bytes{200, 50, 0, 100, 100, 100, 150, 75, 50}));
+  EXPECT_EQ(RowBytes(self, 0, 9), (Bytes{200, 50, 0, 100, 100, 100, 150, 75, 50}));
 }
 
 TEST_F(CombineTest, SourceAlphaAndSelfAlpha) {
@@ -63,7 +52,7 @@ TEST_F(CombineTest, SourceAlphaAndSelfAlpha) {
   Ref source = NewImage(1, 1, kBGRA);
   SetPixels(source, 0, {0, 50, 200, 128});
   EXPECT_TRUE(self.Call<bool>("Combine", source, Mask({255})));
-  EXPECT_EQ(Pixels(self, 0, 4), (Bytes{150, 75, 50, 128}));
+  EXPECT_EQ(RowBytes(self, 0, 4), (Bytes{150, 75, 50, 128}));
 }
 
 TEST_F(CombineTest, PremultipliedSource) {
@@ -76,13 +65,13 @@ TEST_F(CombineTest, PremultipliedSource) {
   SetPixels(source, 0, {100, 0, 0, 128});
   Ref mask = Mask({255});
   EXPECT_TRUE(self.Call<bool>("Combine", source, mask, true));
-  EXPECT_EQ(Pixels(self, 0, 3), (Bytes{100, 0, 100}));
+  EXPECT_EQ(RowBytes(self, 0, 3), (Bytes{100, 0, 100}));
   // Colours beyond their alpha (not really premultiplied) stop at 255.
   SetPixels(self, 0, {255, 255, 255});
   SetPixels(source, 0, {255, 255, 255, 128});
   EXPECT_TRUE(self.Call<bool>("Combine", source, mask, int64_t{0}, int64_t{0}, int64_t{1},
                               int64_t{1}, true));
-  EXPECT_EQ(Pixels(self, 0, 3), (Bytes{255, 255, 255}));
+  EXPECT_EQ(RowBytes(self, 0, 3), (Bytes{255, 255, 255}));
 }
 
 TEST_F(CombineTest, ColoursInEveryFamily) {
@@ -91,22 +80,22 @@ TEST_F(CombineTest, ColoursInEveryFamily) {
   Ref gray = NewImage(2, 1, kG);
   SetPixels(gray, 0, {1, 2});
   EXPECT_TRUE(gray.Call<bool>("Combine", mask, Color{0x0A141E}));
-  EXPECT_EQ(Pixels(gray, 0, 2), (Bytes{18, 2}));
+  EXPECT_EQ(RowBytes(gray, 0, 2), (Bytes{18, 2}));
   // A gray colour into CMYK: the gray byte becomes black, as CopyPixels moves gray into CMYK.
   Ref cmyk = NewImage(2, 1, kCMYKA);
   SetPixels(cmyk, 0, {9, 9, 9, 9, 9, 9, 9, 9, 9, 9});
   EXPECT_TRUE(cmyk.Call<bool>("Combine", mask, int64_t{200}, int64_t{255}));
-  EXPECT_EQ(Pixels(cmyk, 0, 10), (Bytes{0, 0, 0, 200, 255, 9, 9, 9, 9, 9}));
+  EXPECT_EQ(RowBytes(cmyk, 0, 10), (Bytes{0, 0, 0, 200, 255, 9, 9, 9, 9, 9}));
   // An RGB colour into KYMC order: (10, 20, 30) is C 170, M 85, Y 0, K 225.
   Ref kymc = NewImage(1, 1, kKYMCA);
   EXPECT_TRUE(
       kymc.Call<bool>("Combine", Mask({255}), int64_t{10}, int64_t{20}, int64_t{30}, int64_t{255}));
-  EXPECT_EQ(Pixels(kymc, 0, 5), (Bytes{225, 0, 85, 170, 255}));
+  EXPECT_EQ(RowBytes(kymc, 0, 5), (Bytes{225, 0, 85, 170, 255}));
   // A CMYK colour into RGB: 255 - (K + C x (255 - K) / 255) with K = 100: cyan 255 gives 0.
   Ref rgb = NewImage(1, 1, kRGB);
   EXPECT_TRUE(rgb.Call<bool>("Combine", Mask({255}), int64_t{255}, int64_t{0}, int64_t{0},
                              int64_t{100}, int64_t{255}));
-  EXPECT_EQ(Pixels(rgb, 0, 3), (Bytes{0, 155, 155}));
+  EXPECT_EQ(RowBytes(rgb, 0, 3), (Bytes{0, 155, 155}));
   // 16-bit gray blends in 16 bits: 65535 at t = 32640 gives 65535 x 32640 / 65025 = 32896.
   Ref gray16 = NewImage(1, 1, kGray16);
   std::memset(Row(gray16, 0), 0, 2);
@@ -124,21 +113,21 @@ TEST_F(CombineTest, RectanglesAreFixedAgainstEveryImage) {
   for (int64_t y = 0; y < 2; ++y) SetPixels(mask, y, Bytes(4, 255));
   EXPECT_TRUE(self.Call<bool>("Combine", mask, int64_t{-1}, int64_t{1}, int64_t{9}, int64_t{9},
                               int64_t{99}, int64_t{255}));
-  EXPECT_EQ(Pixels(self, 0, 5), Bytes(5, 10));
-  EXPECT_EQ(Pixels(self, 1, 5), (Bytes{99, 99, 99, 99, 10}));
-  EXPECT_EQ(Pixels(self, 2, 5), Bytes(5, 10));
+  EXPECT_EQ(RowBytes(self, 0, 5), Bytes(5, 10));
+  EXPECT_EQ(RowBytes(self, 1, 5), (Bytes{99, 99, 99, 99, 10}));
+  EXPECT_EQ(RowBytes(self, 2, 5), Bytes(5, 10));
   // A negative size flips: (3, 0, -2, 1) is columns 1 and 2 of row 0.
   EXPECT_TRUE(self.Call<bool>("Combine", mask, int64_t{3}, int64_t{0}, int64_t{-2}, int64_t{1},
                               Color{0x000000}));
-  EXPECT_EQ(Pixels(self, 0, 5), (Bytes{10, 0, 0, 10, 10}));
+  EXPECT_EQ(RowBytes(self, 0, 5), (Bytes{10, 0, 0, 10, 10}));
   Ref source = NewImage(5, 3, kRGB);
   EXPECT_TRUE(
       self.Call<bool>("Combine", source, mask, int64_t{3}, int64_t{1}, int64_t{5}, int64_t{5}));
-  EXPECT_EQ(Pixels(self, 1, 5), (Bytes{99, 99, 99, 0, 10}));
+  EXPECT_EQ(RowBytes(self, 1, 5), (Bytes{99, 99, 99, 0, 10}));
   // Row 2 lies outside the mask: nothing is left.
   EXPECT_FALSE(self.Call<bool>("Combine", mask, int64_t{0}, int64_t{2}, int64_t{1}, int64_t{1},
                                int64_t{1}, int64_t{2}, int64_t{3}, int64_t{255}));
-  EXPECT_EQ(Pixels(self, 2, 5), Bytes(5, 10));
+  EXPECT_EQ(RowBytes(self, 2, 5), Bytes(5, 10));
 }
 
 TEST_F(CombineTest, SelfAsSourceOrMask) {
@@ -148,12 +137,12 @@ TEST_F(CombineTest, SelfAsSourceOrMask) {
     for (int i = 0; i < 12; ++i) Row(self, y)[i] = random() & 0xFF;
     Row(self, y)[3] = 255;  // an opaque pixel keeps self's alpha exactly
   }
-  Bytes before = Pixels(self, 0, 12);
+  Bytes before = RowBytes(self, 0, 12);
   Ref mask = NewImage(3, 2, kG);
   for (int64_t y = 0; y < 2; ++y) SetPixels(mask, y, {255, 128, 1});
   EXPECT_TRUE(self.Call<bool>("Combine", self, mask));
   // s = d gives d exactly for the colours.
-  Bytes after = Pixels(self, 0, 12);
+  Bytes after = RowBytes(self, 0, 12);
   for (int i = 0; i < 12; ++i) {
     if (i % 4 != 3) {
       EXPECT_EQ(after[i], before[i]) << i;
@@ -164,7 +153,7 @@ TEST_F(CombineTest, SelfAsSourceOrMask) {
   Ref gray = NewImage(2, 1, kG);
   SetPixels(gray, 0, {0, 255});
   EXPECT_TRUE(gray.Call<bool>("Combine", gray, int64_t{7}, int64_t{255}));
-  EXPECT_EQ(Pixels(gray, 0, 2), (Bytes{0, 7}));
+  EXPECT_EQ(RowBytes(gray, 0, 2), (Bytes{0, 7}));
 }
 
 // Every family, with and without alpha, against the formulas evaluated here on random images of
@@ -210,7 +199,7 @@ TEST_F(CombineTest, EveryFamilyAgainstReference) {
       bool wide = c.self == kGray16;
       std::vector<Bytes> expected;
       for (int64_t y = 0; y < h; ++y) {
-        Bytes row = Pixels(self, y, w * sps);
+        Bytes row = RowBytes(self, y, w * sps);
         const uint8_t* s = Row(source, y);
         const uint8_t* m = Row(mask, y);
         for (int64_t x = 0; x < w; ++x) {
@@ -251,7 +240,7 @@ TEST_F(CombineTest, EveryFamilyAgainstReference) {
         expected.push_back(row);
       }
       EXPECT_TRUE(self.Call<bool>("Combine", source, mask, pre));
-      for (int64_t y = 0; y < h; ++y) EXPECT_EQ(Pixels(self, y, w * sps), expected[y]) << y;
+      for (int64_t y = 0; y < h; ++y) EXPECT_EQ(RowBytes(self, y, w * sps), expected[y]) << y;
     }
   }
 }
@@ -312,7 +301,7 @@ TEST_F(CombineTest, Refusals) {
       self.Call<bool>("Combine", source, mask, int64_t{0}, int64_t{0}, int64_t{0}, int64_t{2}));
   EXPECT_FALSE(self.Call<bool>("Combine", source, mask, int64_t{0}, int64_t{-3}, int64_t{2},
                                int64_t{2}, true));
-  for (int64_t y = 0; y < 2; ++y) EXPECT_EQ(Pixels(self, y, 6), Bytes(6, 50));
+  for (int64_t y = 0; y < 2; ++y) EXPECT_EQ(RowBytes(self, y, 6), Bytes(6, 50));
   // A closed self is refused too.
   EXPECT_FALSE(closed.Call<bool>("Combine", mask, int64_t{1}, int64_t{255}));
 }

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
 namespace {
@@ -37,22 +38,11 @@ struct Mapped {
 
 class Filters : public PluginTest {
  protected:
-  uint8_t* Row(const Ref& image, int64_t y) {
-    return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
-  }
   int64_t Int(const Ref& image, const std::string& property) {
     return image.Get<int64_t>(property);
   }
   uint8_t& Byte(const Ref& image, int64_t x, int64_t y, const char* channel) {
     return Row(image, y)[x * Int(image, "PixelSize") + Int(image, std::string(channel) + "Offset")];
-  }
-  void Randomise(const Ref& image, uint32_t seed) {
-    std::mt19937 random(seed);
-    int64_t bytes = Int(image, "Width") * Int(image, "PixelSize");
-    for (int64_t y = 0; y < Int(image, "Height"); ++y) {
-      uint8_t* row = Row(image, y);
-      for (int64_t i = 0; i < bytes; ++i) row[i] = static_cast<uint8_t>(random());
-    }
   }
   void FillAll(const Ref& image, uint8_t value) {
     int64_t bytes = Int(image, "Width") * Int(image, "PixelSize");

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
 namespace {
@@ -20,10 +21,6 @@ using xqt::host::Ref;
 
 constexpr int64_t kRGB = 1, kRGBA = 2, kARGB = 4, kXRGB = 5, kBGRA = 7, kG = 11, kGA = 12,
                   kBuffer = 22, kCMYK = 23, kCMYKA = 24, kKYMC = 28, kGray16 = 41, kG3 = 43;
-
-uint8_t* Row(const Ref& image, int64_t y) {
-  return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
-}
 
 uint8_t* Pixel(const Ref& image, int64_t x, int64_t y) {
   return Row(image, y) + x * image.Get<int64_t>("PixelSize");

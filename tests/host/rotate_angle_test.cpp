@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
 namespace {
@@ -20,17 +21,6 @@ constexpr int64_t kRGB = 1, kRGBA = 2, kBGRA = 7, kG = 11, kGA = 12, kCMYK = 23,
 
 class RotateAngle : public PluginTest {
  protected:
-  uint8_t* Row(const Ref& image, int64_t y) {
-    return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
-  }
-  void Randomise(const Ref& image, uint32_t seed) {
-    std::mt19937 random(seed);
-    const int64_t bytes = image.Get<int64_t>("Width") * image.Get<int64_t>("PixelSize");
-    for (int64_t y = 0; y < image.Get<int64_t>("Height"); ++y) {
-      uint8_t* row = Row(image, y);
-      for (int64_t i = 0; i < bytes; ++i) row[i] = static_cast<uint8_t>(random());
-    }
-  }
   Ref Turn(const Ref& image, double angle) {
     return image.Call<Ref>("Rotate", angle, int64_t{10}, int64_t{20}, int64_t{30}, int64_t{40},
                            int64_t{50}, int64_t{60}, int64_t{70}, int64_t{80}, int64_t{90});

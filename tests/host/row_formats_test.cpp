@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
 namespace {
@@ -19,20 +20,8 @@ using xqt::host::Ref;
 constexpr int64_t kRGB = 1, kRGBA = 2, kXRGB = 5, kBGRA = 7, kG = 11, kGA = 12, kAG = 13,
                   kCMYK = 23, kCMYKA = 24, kAKYMC = 30, kGray16 = 41;
 
-using Bytes = std::vector<uint8_t>;
-
 class RowFormatsTest : public PluginTest {
  protected:
-  uint8_t* Row(const Ref& image, int64_t y) {
-    return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
-  }
-  void SetPixels(const Ref& image, int64_t y, const Bytes& bytes) {
-    std::memcpy(Row(image, y), bytes.data(), bytes.size());
-  }
-  Bytes Pixels(const Ref& image, int64_t y, size_t count) {
-    uint8_t* row = Row(image, y);
-    return Bytes(row, row + count);
-  }
   Bytes RowIn(const Ref& image, int64_t y, int64_t format) {
     Ref block = image.Call<Ref>("RowInFormat", y, format);
     return Bytes(Host::BlockData(block), Host::BlockData(block) + Host::BlockSize(block));
@@ -129,10 +118,10 @@ TEST_F(RowFormatsTest, AlphaOpaqueKeptOrInverted) {
   Bytes in{9, 8, 7, 0, 6, 5, 4, 255};
   std::memcpy(Host::BlockData(block), in.data(), in.size());
   rgba.Assign("RowInFormat", block, int64_t{0}, kRGBA, true);
-  EXPECT_EQ(Pixels(rgba, 0, 8), (Bytes{9, 8, 7, 255, 6, 5, 4, 0}));
+  EXPECT_EQ(RowBytes(rgba, 0, 8), (Bytes{9, 8, 7, 255, 6, 5, 4, 0}));
   // A format without alpha leaves the image's alpha as it was.
   AssignRow(rgba, 0, kRGB, {100, 110, 120, 130, 140, 150});
-  EXPECT_EQ(Pixels(rgba, 0, 8), (Bytes{100, 110, 120, 255, 130, 140, 150, 0}));
+  EXPECT_EQ(RowBytes(rgba, 0, 8), (Bytes{100, 110, 120, 255, 130, 140, 150, 0}));
 }
 
 TEST_F(RowFormatsTest, SixteenBitGrayAndCMYKImages) {
@@ -157,7 +146,7 @@ TEST_F(RowFormatsTest, SixteenBitGrayAndCMYKImages) {
   EXPECT_EQ(RowIn(cmyk, 0, kG), (Bytes{225, 100}));
   // Gray into CMYK: no colour, the gray byte as black.
   AssignRow(cmyk, 0, kG, {33, 44});
-  EXPECT_EQ(Pixels(cmyk, 0, 8), (Bytes{0, 0, 0, 33, 0, 0, 0, 44}));
+  EXPECT_EQ(RowBytes(cmyk, 0, 8), (Bytes{0, 0, 0, 33, 0, 0, 0, 44}));
 }
 
 // Odd-sized random images taken out in another format and written back give the same pixels
@@ -178,22 +167,22 @@ TEST_F(RowFormatsTest, RoundTrips) {
       for (int64_t i = 0; i < 7 * pixelSize; ++i) Row(image, y)[i] = random() & 0xFF;
     }
     std::vector<Bytes> before;
-    for (int64_t y = 0; y < 5; ++y) before.push_back(Pixels(image, y, 7 * pixelSize));
+    for (int64_t y = 0; y < 5; ++y) before.push_back(RowBytes(image, y, 7 * pixelSize));
     // Rows through memory blocks, the whole image through one string.
     Bytes row2 = RowIn(image, 2, trip.via);
     Bytes all = DataString(image, trip.via);
     for (int64_t y = 0; y < 5; ++y) std::memset(Row(image, y), 0, 7 * pixelSize);
     AssignDataString(image, trip.via, all);
-    for (int64_t y = 0; y < 5; ++y) EXPECT_EQ(Pixels(image, y, 7 * pixelSize), before[y]);
+    for (int64_t y = 0; y < 5; ++y) EXPECT_EQ(RowBytes(image, y, 7 * pixelSize), before[y]);
     std::memset(Row(image, 2), 0, 7 * pixelSize);
     AssignRow(image, 2, trip.via, row2);
-    EXPECT_EQ(Pixels(image, 2, 7 * pixelSize), before[2]);
+    EXPECT_EQ(RowBytes(image, 2, 7 * pixelSize), before[2]);
     std::memset(Row(image, 3), 0, 7 * pixelSize);
     AssignRowString(image, 3, trip.via, RowString(image, 3, trip.via));
     // Row 3 was cleared first: its string is of the cleared row, and stays cleared.
-    EXPECT_EQ(Pixels(image, 3, 7 * pixelSize), Bytes(7 * pixelSize, 0));
+    EXPECT_EQ(RowBytes(image, 3, 7 * pixelSize), Bytes(7 * pixelSize, 0));
     AssignRowString(image, 3, trip.via, Bytes(all.begin() + 3 * row2.size(), all.end()));
-    EXPECT_EQ(Pixels(image, 3, 7 * pixelSize), before[3]);
+    EXPECT_EQ(RowBytes(image, 3, 7 * pixelSize), before[3]);
   }
 }
 
@@ -203,7 +192,7 @@ TEST_F(RowFormatsTest, ClipAndChannelViewsUseTheirOffsets) {
   Ref clip = image.Call<Ref>("ClipImage", 1, 1, 2, 1);
   EXPECT_EQ(RowIn(clip, 0, kRGB), (Bytes{5, 6, 7, 9, 10, 11}));
   AssignRow(clip, 0, kRGB, {50, 60, 70, 90, 100, 110});
-  EXPECT_EQ(Pixels(image, 1, 16),
+  EXPECT_EQ(RowBytes(image, 1, 16),
             (Bytes{1, 2, 3, 4, 50, 60, 70, 8, 90, 100, 110, 12, 13, 14, 15, 16}));
 }
 
@@ -235,7 +224,7 @@ TEST_F(RowFormatsTest, Refusals) {
                         AssignRowString(image, 0, kBGRA, Bytes(11, 1)));
   EXPECT_HOST_EXCEPTION("OutOfBoundsException", "The data has 5 bytes, 6 are needed.",
                         AssignDataString(image, kG, Bytes(5, 1)));
-  EXPECT_EQ(Pixels(image, 0, 12), Bytes(12, 77));
+  EXPECT_EQ(RowBytes(image, 0, 12), Bytes(12, 77));
   // A closed image has no row accessor: refused, not read.
   Ref closed = NewImage(3, 2, kRGBA);
   closed.Call("Close");
