@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "image/image_views.h"
 #include "plugin/debug_log.h"
 #include "plugin/host_arrays.h"
 
@@ -211,9 +212,13 @@ bool RefuseRadius(int64_t radius) {
 
 bool RunBlur(ImageClassData* source, ImageClassData* dest, int64_t rx, int64_t ry, uint64_t inner,
              uint64_t fx, uint64_t fy) {
+  // The running sums read each source row again after the rows above it are written.
   if (source == dest) {
-    // The running sums read each source row again after the rows above it are written.
     DebugLog("Destination is the source.");
+    return false;
+  }
+  if (SharesStorage(source, dest)) {
+    DebugLog("Destination shares the source's storage.");
     return false;
   }
   ChannelPlan plan;

@@ -9,6 +9,7 @@
 #include "geometry/turn_pixels.h"
 #include "image/image_checks.h"
 #include "image/image_class_data.h"
+#include "image/image_views.h"
 #include "image/picture_factory.h"
 #include "image/pixel_channels.h"
 #include "plugin/debug_log.h"
@@ -71,6 +72,8 @@ const char* DestinationProblem(const ImageClassData* dest, const ImageClassData*
   // One record has one mapped band: reading and writing through it would leave row addresses
   // dangling, and the turn would read pixels it has already overwritten.
   if (dest == source) return "Destination is the source.";
+  // A view of the source (or the source seen through a view) would be overwritten while read.
+  if (SharesStorage(dest, source)) return "Destination shares the source's storage.";
   if (dest->Width < width || dest->Height < height) return "Destination too small.";
   if (family != PixelFamily::kNone && !MatchingChannels(*dest, family, to)) {
     return "Destination lacks the source's channels.";

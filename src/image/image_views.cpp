@@ -54,6 +54,27 @@ void ShareStorage(ImageClassData* view, REALobject parentInstance) {
   if (view->GetRow) view->GetRow(view, 0);
 }
 
+namespace {
+
+// The image whose storage a view reaches in the end.
+const ImageClassData* StorageOwner(const ImageClassData* image) {
+  // Views hold their parent locked, so the chain is finite and every link alive.
+  while (image && image->Parent) image = ImageData(image->Parent);
+  return image;
+}
+
+}  // namespace
+
+bool SharesStorage(const ImageClassData* a, const ImageClassData* b) {
+  if (!a || !b) return false;
+  if (a == b) return true;
+  const ImageClassData* ownerA = StorageOwner(a);
+  const ImageClassData* ownerB = StorageOwner(b);
+  if (ownerA == ownerB) return true;
+  if (ownerA->MemoryTarget && ownerA->MemoryTarget == ownerB->MemoryTarget) return true;
+  return ownerA->Target && ownerA->Target == ownerB->Target;
+}
+
 REALobject NewChannelImageXQT(REALobject parentInstance, int64_t offset, const char* name) {
   DebugLog("NewChannelImageXQT");
   const ImageClassData* parent = ImageData(parentInstance);

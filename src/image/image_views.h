@@ -15,6 +15,10 @@ REALobject NewChannelImageXQT(REALobject parent, int64_t offset, const char* nam
 // in memory reached directly, a mapped file through a mapping state of the view's own.
 void ShareStorage(ImageClassData* view, REALobject parentInstance);
 
+// True when writing one image can change the other's pixels: the same record, views of one
+// image (through their parents), or images over the same memory block or host picture.
+bool SharesStorage(const ImageClassData* a, const ImageClassData* b);
+
 // "AlphaChannel as PictureXQT" and its siblings: nil when the image lacks the channel.
 REALobject AlphaChannel(REALobject instance);
 REALobject RedChannel(REALobject instance);

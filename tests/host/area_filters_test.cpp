@@ -192,6 +192,9 @@ TEST_F(AreaFilters, Refusals) {
   EXPECT_FALSE(source.Call<Ref>("BoxBlurFractionalFilter", nullptr, std::nan("")));
   // The running sums read source rows after writing rows above them.
   EXPECT_FALSE(source.Call<Ref>("BoxBlurFilter", source, int64_t{1}));
+  Ref mirrored = source.Call<Ref>("MirroredView");
+  EXPECT_FALSE(source.Call<Ref>("BoxBlurFilter", mirrored, int64_t{1}));
+  EXPECT_FALSE(mirrored.Call<Ref>("BoxBlurFractionalFilter", source, 1.5));
   Ref small = NewImage(4, 4, kRGBA);
   EXPECT_FALSE(source.Call<Ref>("BoxBlurFilter", small, int64_t{1}));
   Ref gray = NewImage(5, 4, kG);

@@ -393,6 +393,13 @@ TEST_F(Geometry, RefusedSourcesAndDestinations) {
   Bytes squareBefore(square);
   EXPECT_FALSE(square.Call<Ref>("Rotate90", square));
   EXPECT_FALSE(square.Call<Ref>("Rotate180", square));
+  // Nor is any view of it: its mirrored view, a clip of it, or a view as the source.
+  Ref mirrored = square.Call<Ref>("MirroredView");
+  EXPECT_FALSE(square.Call<Ref>("Rotate90", mirrored));
+  EXPECT_FALSE(square.Call<Ref>("Rotate180", mirrored));
+  EXPECT_FALSE(mirrored.Call<Ref>("Rotate270", square));
+  Ref clip = square.Call<Ref>("ClipImage", int64_t{0}, int64_t{0}, int64_t{5}, int64_t{5});
+  EXPECT_FALSE(mirrored.Call<Ref>("Rotate90slow", clip));
   ExpectSameBytes(squareBefore, square, "source as destination");
 
   // A source without a family still returns the destination, unchanged.
