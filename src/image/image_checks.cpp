@@ -19,7 +19,9 @@ void FixSpan(int64_t extent, int64_t& origin, int64_t& length) {
     length = length == INT64_MIN ? INT64_MAX : -length;
   }
   if (origin < 0) {
+    // A cut longer than the span leaves nothing, not a negative length.
     length = SaturatingAdd(length, origin);
+    if (length < 0) length = 0;
     origin = 0;
   }
   if (origin >= extent) {

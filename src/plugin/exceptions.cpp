@@ -1,5 +1,6 @@
 #include "plugin/exceptions.h"
 
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -47,7 +48,8 @@ void RaiseOutOfBoundsException(int64_t value, int64_t count, const char* paramet
   std::snprintf(buffer.get(), static_cast<size_t>(size),
                 "The parameter %s %s%s is too %s. Range is %lld to %lld, but value is %lld.",
                 parameterName, functionName[0] ? "to method " : "", functionName,
-                value < 0 ? "small" : "big", 0LL, static_cast<long long>(count) - 1,
+                value < 0 ? "small" : "big", 0LL,
+                count > INT64_MIN ? static_cast<long long>(count - 1) : LLONG_MIN,
                 static_cast<long long>(value));
   RaiseException("OutOfBoundsException", buffer.get());
 }

@@ -299,9 +299,21 @@ TEST_F(ImageCore, ClipsShareThePixels) {
   EXPECT_EQ(cut.Get<int64_t>("RedOffset"), 0);
   Ref outside = image.Call<Ref>("ClipImage", 100, 0, 5, 5);
   EXPECT_EQ(outside.Get<int64_t>("Width"), 0);
+  // A cut longer than the rectangle leaves it empty, never of negative size.
+  Ref beforeLeft = image.Call<Ref>("ClipImage", -5, -7, 3, 4);
+  EXPECT_EQ(beforeLeft.Get<int64_t>("Width"), 0);
+  EXPECT_EQ(beforeLeft.Get<int64_t>("Height"), 0);
   Ref extreme = image.Call<Ref>("ClipImage", INT64_MIN, INT64_MAX, INT64_MIN, INT64_MIN);
-  EXPECT_LE(extreme.Get<int64_t>("Width"), 100);
-  EXPECT_LE(extreme.Get<int64_t>("Height"), 100);
+  // x + width saturates at the lowest value and the cut leaves nothing; y + height is -1, so the
+  // flipped span of the largest length covers every row.
+  EXPECT_EQ(extreme.Get<int64_t>("Width"), 0);
+  EXPECT_EQ(extreme.Get<int64_t>("Height"), 100);
+  Ref lowest = image.Call<Ref>("ClipImage", 8, INT64_MIN, 0, 0);
+  EXPECT_EQ(lowest.Get<int64_t>("Height"), 0);
+  EXPECT_HOST_EXCEPTION("OutOfBoundsException",
+                        "The parameter index to method RawRow is too big. Range is 0 to -1, "
+                        "but value is 38.",
+                        lowest.Call<void*>("RawRowPtr", 38));
   Ref whole = image.Call<Ref>("ClipImage");
   EXPECT_EQ(whole.Get<int64_t>("Width"), 100);
 }

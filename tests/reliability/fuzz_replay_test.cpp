@@ -73,4 +73,11 @@ TEST(FuzzRegressions, SecondImageOnABackingFileLeavesItWhole) {
   ReplayRegression("mapped-bus-error");
 }
 
+// Found by the fuzzer: ClipImage(8, -2^63, 0, 0) cut the lowest origin to 0 and left a height of
+// -2^63; RawRowPtr on that clip then computed the top of its range as height - 1 (UBSan: signed
+// overflow). Cut rectangles now end empty, never of negative size.
+TEST(FuzzRegressions, ClipBelowTheLowestRowIsEmpty) {
+  ReplayRegression("clip-below-the-lowest-row");
+}
+
 }  // namespace
