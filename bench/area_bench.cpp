@@ -1,6 +1,8 @@
 // Box blurs at radius 1, 10 and 100 on a 6000 x 4000 RGBA image (the time must not grow with the
-// radius), the fractional blur, a 3 x 3 ApplyMatrix, and Rotate by 30 degrees (compare with
-// bench/peers/rotate_vips.sh, which runs libvips on the same image size in the same run).
+// radius), the fractional blur, a 3 x 3 ApplyMatrix, the oil filter at radius 2, 8 and 32 on a
+// 1500 x 1000 image (its time grows with the radius, not its square), and Rotate by 30 degrees
+// (compare with bench/peers/rotate_vips.sh, which runs libvips on the same image size in the same
+// run).
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -69,6 +71,19 @@ void BM_ApplyMatrix3x3(benchmark::State& state) {
   SetPixels(state);
 }
 BENCHMARK(BM_ApplyMatrix3x3)->Unit(benchmark::kMillisecond);
+
+void BM_Oil(benchmark::State& state) {
+  constexpr int64_t kOilWidth = 1500, kOilHeight = 1000;
+  Ref image = NewImage(kOilWidth, kOilHeight);
+  Ref dest = NewImage(kOilWidth, kOilHeight);
+  for (auto _ : state) {
+    Ref result =
+        image.Call<Ref>("OilFilter", dest, static_cast<int64_t>(state.range(0)), int64_t{64});
+    benchmark::DoNotOptimize(result.get());
+  }
+  state.SetItemsProcessed(state.iterations() * kOilWidth * kOilHeight);
+}
+BENCHMARK(BM_Oil)->Arg(2)->Arg(8)->Arg(32)->Unit(benchmark::kMillisecond);
 
 void BM_Rotate30(benchmark::State& state) {
   Ref image = NewImage(kWidth, kHeight);

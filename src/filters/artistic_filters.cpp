@@ -84,6 +84,70 @@ int PixelIntensity(PixelFamily family, const uint8_t* p) {
   return 0;
 }
 
+// The intensity buckets of a window of pixels: how many pixels fall in each and the sums of their
+// colour channels, with the set of occupied buckets kept so that the most common one is found
+// without scanning every level.
+class OilHistogram {
+ public:
+  OilHistogram(const ChannelPlan& plan, int64_t levels)
+      : plan_(plan),
+        levels_(levels),
+        counts_(static_cast<size_t>(levels), 0),
+        sums_(static_cast<size_t>(levels) * 4, 0),
+        position_(static_cast<size_t>(levels), -1) {}
+
+  void Clear() {
+    for (int b : occupied_) {
+      counts_[b] = 0;
+      for (int c = 0; c < 4; ++c) sums_[b * 4 + c] = 0;
+      position_[b] = -1;
+    }
+    occupied_.clear();
+  }
+
+  // Adds (sign 1) or removes (sign -1) the window's column at x around row y.
+  void AddColumn(const RowWindow& w, int64_t y, int64_t radius, int64_t x, int sign) {
+    const int n = plan_.count;
+    for (int64_t j = -radius; j <= radius; ++j) {
+      const uint8_t* p = w.Row(y + j) + x * n;
+      const int bucket = static_cast<int>(PixelIntensity(plan_.family, p) * levels_ / 256);
+      for (int c = 0; c < plan_.colours; ++c) sums_[bucket * 4 + c] += sign * p[c];
+      if (sign > 0) {
+        if (counts_[bucket]++ == 0) {
+          position_[bucket] = static_cast<int>(occupied_.size());
+          occupied_.push_back(bucket);
+        }
+      } else if (--counts_[bucket] == 0) {
+        const int last = occupied_.back();
+        occupied_[position_[bucket]] = last;
+        position_[last] = position_[bucket];
+        occupied_.pop_back();
+        position_[bucket] = -1;
+      }
+    }
+  }
+
+  // The rounded mean colour of the most common bucket; ties go to the darker bucket.
+  void Mean(uint8_t* out) const {
+    int best = occupied_[0];
+    for (int b : occupied_) {
+      if (counts_[b] > counts_[best] || (counts_[b] == counts_[best] && b < best)) best = b;
+    }
+    const int64_t count = counts_[best];
+    for (int c = 0; c < plan_.colours; ++c) {
+      out[c] = static_cast<uint8_t>((sums_[best * 4 + c] + count / 2) / count);
+    }
+  }
+
+ private:
+  const ChannelPlan& plan_;
+  int64_t levels_;
+  std::vector<int64_t> counts_;
+  std::vector<int64_t> sums_;
+  std::vector<int> position_;  // index in occupied_, or -1
+  std::vector<int> occupied_;
+};
+
 REALobject OilFilter(REALobject instance, REALobject dest, int64_t radius, int64_t levels) {
   return RunWindowFilter(
       instance, dest, "OilFilter", [&](ImageClassData* s, ImageClassData* d, ChannelPlan& plan) {
@@ -95,40 +159,26 @@ REALobject OilFilter(REALobject instance, REALobject dest, int64_t radius, int64
           DebugLog("Levels out of range", static_cast<long long>(levels));
           return false;
         }
-        const int n = plan.count;
-        std::vector<int64_t> counts(static_cast<size_t>(levels), 0);
-        std::vector<int64_t> sums(static_cast<size_t>(levels) * 4, 0);
-        std::vector<int> touched;
-        return WindowRows(
-            s, d, plan, radius, radius,
-            [&](const RowWindow& w, int64_t y, int64_t x, uint8_t* out) {
-              touched.clear();
-              for (int64_t j = -radius; j <= radius; ++j) {
-                const uint8_t* row = w.Row(y + j) + (x - radius) * n;
-                for (int64_t i = 0; i <= 2 * radius; ++i) {
-                  const uint8_t* p = row + i * n;
-                  const int bucket =
-                      static_cast<int>(PixelIntensity(plan.family, p) * levels / 256);
-                  if (counts[bucket]++ == 0) touched.push_back(bucket);
-                  for (int c = 0; c < plan.colours; ++c) sums[bucket * 4 + c] += p[c];
-                }
-              }
-              int best = touched[0];
-              for (int b : touched) {
-                if (counts[b] > counts[best] || (counts[b] == counts[best] && b < best)) {
-                  best = b;
-                }
-              }
-              for (int c = 0; c < plan.colours; ++c) {
-                out[c] =
-                    static_cast<uint8_t>((sums[best * 4 + c] + counts[best] / 2) / counts[best]);
-              }
-              if (plan.alpha) out[n - 1] = w.Row(y)[x * n + n - 1];
-              for (int b : touched) {
-                counts[b] = 0;
-                for (int c = 0; c < 4; ++c) sums[b * 4 + c] = 0;
-              }
-            });
+        OilHistogram histogram(plan, levels);
+        int64_t lastY = -1, lastX = -1;
+        return WindowRows(s, d, plan, radius, radius,
+                          [&](const RowWindow& w, int64_t y, int64_t x, uint8_t* out) {
+                            // Along a row the window slides: one column leaves and one comes in.
+                            if (y != lastY || x != lastX + 1) {
+                              histogram.Clear();
+                              for (int64_t i = x - radius; i <= x + radius; ++i) {
+                                histogram.AddColumn(w, y, radius, i, 1);
+                              }
+                            } else {
+                              histogram.AddColumn(w, y, radius, x - radius - 1, -1);
+                              histogram.AddColumn(w, y, radius, x + radius, 1);
+                            }
+                            lastY = y;
+                            lastX = x;
+                            histogram.Mean(out);
+                            const int n = plan.count;
+                            if (plan.alpha) out[n - 1] = w.Row(y)[x * n + n - 1];
+                          });
       });
 }
 

@@ -7,6 +7,7 @@
 #include <functional>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/image_bytes.h"
@@ -131,29 +132,37 @@ TEST_F(ArtisticFilters, EveryFamilyFollowsTheFormulas) {
     ExpectPixels(source.Call<Ref>("StampFilter", nullptr, int64_t{100}), [&](int64_t x, int64_t y) {
       return Level(p, p.Intensity(p.P(x, y)) >= 100 ? 255 : 0, alphaOf(x, y));
     });
-    // Oil with radius 2 and 4 buckets: the most populated bucket (lowest on ties), its mean.
-    ExpectPixels(
-        source.Call<Ref>("OilFilter", nullptr, int64_t{2}, int64_t{4}), [&](int64_t x, int64_t y) {
-          int64_t counts[4] = {}, sums[4][4] = {};
-          for (int64_t j = -2; j <= 2; ++j) {
-            for (int64_t i = -2; i <= 2; ++i) {
-              const std::vector<int>& q = p.P(x + i, y + j);
-              const int b = p.Intensity(q) * 4 / 256;
-              ++counts[b];
-              for (int c = 0; c < p.colours; ++c) sums[b][c] += q[c];
-            }
+    // Oil: the most populated bucket (lowest on ties), its mean; a window wider than the image
+    // and more buckets than pixels too.
+    struct OilCase {
+      int64_t radius, levels;
+    };
+    for (const OilCase& oil : {OilCase{2, 4}, OilCase{1, 2}, OilCase{9, 256}}) {
+      const int64_t radius = oil.radius, levels = oil.levels;
+      SCOPED_TRACE(radius);
+      ExpectPixels(source.Call<Ref>("OilFilter", nullptr, radius, levels), [&](int64_t x,
+                                                                               int64_t y) {
+        std::vector<int64_t> counts(levels), sums(levels * 4);
+        for (int64_t j = -radius; j <= radius; ++j) {
+          for (int64_t i = -radius; i <= radius; ++i) {
+            const std::vector<int>& q = p.P(x + i, y + j);
+            const int64_t b = p.Intensity(q) * levels / 256;
+            ++counts[b];
+            for (int c = 0; c < p.colours; ++c) sums[b * 4 + c] += q[c];
           }
-          int best = 0;
-          for (int b = 1; b < 4; ++b) {
-            if (counts[b] > counts[best]) best = b;
-          }
-          std::vector<int> out;
-          for (int c = 0; c < p.colours; ++c) {
-            out.push_back(static_cast<int>((sums[best][c] + counts[best] / 2) / counts[best]));
-          }
-          if (p.alpha) out.push_back(alphaOf(x, y));
-          return out;
-        });
+        }
+        int64_t best = 0;
+        for (int64_t b = 1; b < levels; ++b) {
+          if (counts[b] > counts[best]) best = b;
+        }
+        std::vector<int> out;
+        for (int c = 0; c < p.colours; ++c) {
+          out.push_back(static_cast<int>((sums[best * 4 + c] + counts[best] / 2) / counts[best]));
+        }
+        if (p.alpha) out.push_back(alphaOf(x, y));
+        return out;
+      });
+    }
     // Diffuse: dx then dy from rand(), which the plug-in shares with this process.
     std::srand(99);
     Ref diffused = source.Call<Ref>("DiffuseFilter", nullptr, int64_t{3});
