@@ -313,6 +313,10 @@ REALobject RunMatrix(REALobject instance, REALobject dest, REALarray matrix, boo
                      }
                      ChannelPlan plan;
                      if (!PlanChannels(*s, *d, plan)) return false;
+                     // Weighted sums stay below 2^53 (99 x 99 taps of 32-bit weights times 255),
+                     // so a bias beyond 2^60 clamps every sample alike and cannot overflow.
+                     constexpr int64_t kBiasLimit = int64_t{1} << 60;
+                     bias = std::clamp(bias, -kBiasLimit, kBiasLimit);
                      return ConvolveRows(s, d, plan, kernel.data(), side, divisor, bias);
                    });
 }

@@ -215,6 +215,12 @@ TEST_F(AreaFilters, Refusals) {
   EXPECT_FALSE(source.Call<Ref>("ApplyMatrix", nullptr, nullptr));
   EXPECT_FALSE(source.Call<Ref>("ApplyMatrix", nullptr, huge));
   EXPECT_FALSE(source.Call<Ref>("ApplyMatrix", nullptr, ones, int64_t{0}));
+  // The extreme biases push every sample to one end (and must not overflow on the way).
+  for (int64_t bias : {INT64_MAX, INT64_MIN}) {
+    Ref result = source.Call<Ref>("ApplyMatrix", nullptr, ones, int64_t{1}, bias);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(Row(result, 2)[1], bias > 0 ? 255 : 0);
+  }
   // A refused given dest goes back with its reference dropped (TearDown counts them).
   Ref dest = NewImage(5, 4, kRGBA);
   EXPECT_FALSE(source.Call<Ref>("ApplyMatrix", dest, ones, int64_t{0}, int64_t{0}));

@@ -4,6 +4,8 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
+#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -102,6 +104,18 @@ int64_t DitherMatrix(const Session& s, const std::string& name) {
   return *matrix;
 }
 
+// An integer option within low ... high, or `fallback` when it is not given.
+int64_t IntegerIn(const Args& args, const std::string& name, int64_t fallback, int64_t low,
+                  int64_t high) {
+  const auto text = args.Value(name);
+  const int64_t value = text ? ParseInteger(*text, "--" + name) : fallback;
+  if (value < low || value > high) {
+    throw UsageError("--" + name + " must lie in " + std::to_string(low) + " ... " +
+                     std::to_string(high));
+  }
+  return value;
+}
+
 // ---- info ------------------------------------------------------------------------------------
 
 int Info(Session* s, const Args& args) {
@@ -194,27 +208,79 @@ int Scale(Session* s, const Args& args) {
 
 // ---- rotate, mirror --------------------------------------------------------------------------
 
-int Rotate(Session* s, const Args& args) {
-  const std::string angle = args.positional.at(1);
-  if (angle != "90" && angle != "180" && angle != "270") {
-    throw UsageError("rotate by 90, 180 or 270, not '" + angle + "'");
+// The values of a free rotation's uncovered corners in every family: the colour for RGB, its
+// gray as CopyPixels makes it ((77 R + 151 G + 28 B) >> 8), and for CMYK the inks 255 - R,
+// 255 - G, 255 - B with no black, so that the corners show the colour when written as PNG.
+struct Background {
+  int64_t red = 0, green = 0, blue = 0, alpha = 0, gray = 0;
+  int64_t cyan = 0, magenta = 0, yellow = 0, black = 0;
+};
+
+Background BackgroundOf(uint32_t color, int64_t alpha) {
+  Background b;
+  b.red = (color >> 16) & 0xff;
+  b.green = (color >> 8) & 0xff;
+  b.blue = color & 0xff;
+  b.alpha = alpha;
+  b.gray = (77 * b.red + 151 * b.green + 28 * b.blue) >> 8;
+  b.cyan = 255 - b.red;
+  b.magenta = 255 - b.green;
+  b.yellow = 255 - b.blue;
+  return b;
+}
+
+int RotateFree(Session* s, const Args& args, double angle) {
+  if (args.Has("slow") || args.Has("in-place")) {
+    throw UsageError("--slow and --in-place apply to 90, 180 and 270 only");
   }
+  // Without --background the corners keep the member's defaults: 0 in every channel.
+  Background background;
+  const int64_t alpha = IntegerIn(args, "alpha", args.Has("background") ? 255 : 0, 0, 255);
+  background.alpha = alpha;
+  if (auto c = args.Value("background")) {
+    background = BackgroundOf(ParseColor(*c, "--background"), alpha);
+  }
+  CheckOutput(Out(args));
+  Ref source = s->Load(In(args));
+  const std::string label = "Rotate " + args.positional.at(1);
+  const Background& b = background;
+  Ref result;
+  s->SetStage(In(args) + ": Rotate");
+  Report(*s, label, s->Run(label, [&] {
+    result = source.Call<Ref>("Rotate", angle, b.red, b.green, b.blue, b.alpha, b.gray, b.cyan,
+                              b.magenta, b.yellow, b.black);
+  }));
+  Required(result, In(args), "Rotate");
+  s->Save(result, Out(args));
+  return 0;
+}
+
+int Rotate(Session* s, const Args& args) {
+  const double angle = ParseNumber(args.positional.at(1), "the angle");
+  // Turns by whole quarters are exact: they keep to the turning members.
+  double turn = std::fmod(angle, 360.0);
+  if (turn < 0) turn += 360.0;
+  if (turn != 90 && turn != 180 && turn != 270) return RotateFree(s, args, angle);
+  if (args.Has("background") || args.Has("alpha")) {
+    throw UsageError("--background and --alpha apply to angles other than 90, 180 and 270");
+  }
+  const std::string quarter = std::to_string(static_cast<int>(turn));
   const bool slow = args.Has("slow");
   const bool inPlace = args.Has("in-place");
-  if (slow && angle == "180") throw UsageError("--slow applies to 90 and 270");
-  if (inPlace && angle != "180") throw UsageError("only 180 turns in place");
+  if (slow && quarter == "180") throw UsageError("--slow applies to 90 and 270");
+  if (inPlace && quarter != "180") throw UsageError("only 180 turns in place");
   if (inPlace) {
     return InPlace(s, args, "Rotate180",
                    [](const Ref& image, const PictureShape&) { image.Call("Rotate180"); });
   }
-  const std::string member = "Rotate" + angle + (slow ? "slow" : "");
+  const std::string member = "Rotate" + quarter + (slow ? "slow" : "");
   CheckOutput(Out(args));
   Ref source = s->Load(In(args));
   const PictureShape shape = Describe(source);
   Ref dest;
   if (s->options().mapped) {
-    const bool quarter = angle != "180";
-    dest = s->NewImage(quarter ? shape.height : shape.width, quarter ? shape.width : shape.height,
+    const bool sideways = quarter != "180";
+    dest = s->NewImage(sideways ? shape.height : shape.width, sideways ? shape.width : shape.height,
                        shape.format, In(args));
   }
   Ref result;
@@ -400,6 +466,104 @@ int Unsharp(Session* s, const Args& args) {
   Succeeded(ok, In(args), "UnsharpFilter");
   s->Save(image, Out(args));
   return 0;
+}
+
+// ---- area and artistic filters -------------------------------------------------------------
+
+// The plug-in's limit for box radii.
+constexpr int64_t kMaxBoxRadius = 65535;
+
+bool IsWholeNumber(const std::string& text) {
+  const size_t digits = !text.empty() && (text[0] == '-' || text[0] == '+') ? 1 : 0;
+  return text.size() > digits && text.find_first_not_of("0123456789", digits) == std::string::npos;
+}
+
+int Blur(Session* s, const Args& args) {
+  const auto text = args.Value("radius");
+  if (!text) throw UsageError("give --radius R or --radius H,V");
+  const std::string range = "--radius must lie in 0 ... " + std::to_string(kMaxBoxRadius);
+  if (text->find(',') != std::string::npos) {
+    const std::vector<int64_t> r = ParseIntegers(*text, 2, "--radius");
+    for (int64_t v : r) {
+      if (v < 0 || v > kMaxBoxRadius) throw UsageError(range);
+    }
+    return Filter(s, args, "BoxBlurFilter", [&](const Ref& source, const Ref& dest) {
+      return source.Call<Ref>("BoxBlurFilter", dest, r[0], r[1]);
+    });
+  }
+  if (IsWholeNumber(*text)) {
+    const int64_t radius = IntegerIn(args, "radius", 0, 0, kMaxBoxRadius);
+    return Filter(s, args, "BoxBlurFilter", [&](const Ref& source, const Ref& dest) {
+      return source.Call<Ref>("BoxBlurFilter", dest, radius);
+    });
+  }
+  // A radius with a fraction weighs the box's edge samples by it.
+  const double radius = ParseNumber(*text, "--radius");
+  if (!(radius >= 0 && radius <= static_cast<double>(kMaxBoxRadius))) throw UsageError(range);
+  return Filter(s, args, "BoxBlurFractionalFilter", [&](const Ref& source, const Ref& dest) {
+    return source.Call<Ref>("BoxBlurFractionalFilter", dest, radius);
+  });
+}
+
+int Convolve(Session* s, const Args& args) {
+  const auto text = args.Value("matrix");
+  if (!text) throw UsageError("give --matrix, a preset name or the entries");
+  const std::vector<int64_t> entries = ParseMatrix(*text, "--matrix");
+  // Divisor and bias stay within 32 bits, as the entries do.
+  constexpr int64_t kLow = std::numeric_limits<int32_t>::min();
+  constexpr int64_t kHigh = std::numeric_limits<int32_t>::max();
+  std::optional<int64_t> divisor, bias;
+  if (args.Has("divisor")) {
+    divisor = IntegerIn(args, "divisor", 1, kLow, kHigh);
+    if (*divisor == 0) throw UsageError("--divisor must not be 0");
+  }
+  if (args.Has("bias")) bias = IntegerIn(args, "bias", 0, kLow, kHigh);
+  if (bias && !divisor) {
+    // The divisor the plug-in takes when none is given: the sum of the entries, 1 when it is 0.
+    int64_t sum = 0;
+    for (int64_t v : entries) sum += v;
+    divisor = sum == 0 ? 1 : sum;
+  }
+  host::Host& host = s->host();
+  return Filter(s, args, "ApplyMatrix", [&](const Ref& source, const Ref& dest) {
+    Ref matrix = host.NewIntegerArray(entries);
+    if (bias) return source.Call<Ref>("ApplyMatrix", dest, matrix, *divisor, *bias);
+    if (divisor) return source.Call<Ref>("ApplyMatrix", dest, matrix, *divisor);
+    return source.Call<Ref>("ApplyMatrix", dest, matrix);
+  });
+}
+
+int Oil(Session* s, const Args& args) {
+  const int64_t radius = IntegerIn(args, "radius", 3, 1, 32);
+  const int64_t levels = IntegerIn(args, "levels", 20, 2, 256);
+  return Filter(s, args, "OilFilter", [&](const Ref& source, const Ref& dest) {
+    return source.Call<Ref>("OilFilter", dest, radius, levels);
+  });
+}
+
+int Diffuse(Session* s, const Args& args) {
+  const int64_t radius = IntegerIn(args, "radius", 3, 0, 255);
+  std::optional<int64_t> seed;
+  if (args.Has("seed")) seed = IntegerIn(args, "seed", 0, 0, std::numeric_limits<unsigned>::max());
+  return Filter(s, args, "DiffuseFilter", [&](const Ref& source, const Ref& dest) {
+    // The plug-in draws from the C library's rand(), seeded from the clock when it loads; seeding
+    // it again here, in the same process, makes the scatter repeatable.
+    if (seed) std::srand(static_cast<unsigned>(*seed));
+    return source.Call<Ref>("DiffuseFilter", dest, radius);
+  });
+}
+
+int Stamp(Session* s, const Args& args) {
+  const int64_t threshold = IntegerIn(args, "threshold", 128, 0, 256);
+  return Filter(s, args, "StampFilter", [&](const Ref& source, const Ref& dest) {
+    return source.Call<Ref>("StampFilter", dest, threshold);
+  });
+}
+
+// Engrave and neon take no parameters.
+int Plain(Session* s, const Args& args, const std::string& member) {
+  return Filter(s, args, member,
+                [&](const Ref& source, const Ref& dest) { return source.Call<Ref>(member, dest); });
 }
 
 // ---- blend, copy, clip, channel --------------------------------------------------------------
@@ -599,6 +763,25 @@ int Classes(Session* s, const Args& args) {
   return 0;
 }
 
+std::string MatrixHelp() {
+  std::string help =
+      "M is a preset or k x k whole numbers row by row (k odd, at most 99), for example\n"
+      "1,2,1,0,0,0,-1,-2,-1. Each colour channel becomes round(sum / D) + B; alpha is kept.\n"
+      "Without --divisor D is the sum of the entries (1 when they sum to 0).\n\npresets:";
+  for (const MatrixPreset& preset : MatrixPresets()) {
+    std::string entries;
+    for (int64_t v : preset.entries) {
+      if (!entries.empty()) entries += ',';
+      entries += std::to_string(v);
+    }
+    char line[160];
+    std::snprintf(line, sizeof line, "\n  %-9s %-26s %s", preset.name, entries.c_str(),
+                  preset.about);
+    help += line;
+  }
+  return help;
+}
+
 const OptionSpec kRect{"rect", "X,Y,W,H", "only this rectangle (default: the whole image)"};
 
 }  // namespace
@@ -641,11 +824,17 @@ const std::vector<CommandSpec>& Commands() {
        2,
        Scale},
       {"rotate",
-       "IN OUT 90|180|270 [--slow] [--in-place]",
-       "quarter and half turns (Rotate90 and Rotate270 turn counter-clockwise and clockwise)",
-       "90 is the plug-in's Rotate90, a quarter turn counter-clockwise; 270 turns clockwise.",
-       {{"slow", "", "the row-by-row forms Rotate90slow and Rotate270slow"},
-        {"in-place", "", "180 only: turn the image itself (Rotate180 without destination)"}},
+       "IN OUT ANGLE [--slow] [--in-place] [--background C [--alpha A]]",
+       "turn by any angle (Rotate90, Rotate180, Rotate270, Rotate)",
+       "ANGLE is in degrees, counter-clockwise. 90, 180 and 270 (and their equals, such as -90)\n"
+       "are exact turns made by Rotate90, Rotate180 and Rotate270 (90 is a quarter turn\n"
+       "counter-clockwise). Any other angle is a free rotation by Rotate: the result is as large\n"
+       "as the turned image's bounding box, sampled bilinearly, and the corners it does not cover\n"
+       "take the background (by default 0 in every channel: transparent black, or no ink).",
+       {{"slow", "", "90 and 270: the row-by-row forms Rotate90slow and Rotate270slow"},
+        {"in-place", "", "180 only: turn the image itself (Rotate180 without destination)"},
+        {"background", "COLOUR", "free angles: the colour of the uncovered corners (opaque)"},
+        {"alpha", "A", "free angles: the alpha of the corners, 0 ... 255"}},
        3,
        3,
        [](P s, const Args& a) {
@@ -728,6 +917,70 @@ const std::vector<CommandSpec>& Commands() {
        2,
        2,
        Unsharp},
+      {"blur",
+       "IN OUT --radius R | --radius H,V",
+       "box blur (BoxBlurFilter, BoxBlurFractionalFilter)",
+       "Every channel, alpha included, becomes the mean of the (2R + 1) x (2R + 1) box around the\n"
+       "pixel. H,V gives each axis its own radius (10,0 blurs along rows only). A radius with a\n"
+       "fraction, such as 1.5, weighs the box's outer samples by the fraction\n"
+       "(BoxBlurFractionalFilter).",
+       {{"radius", "R", "0 ... 65535; whole, fractional or H,V"}},
+       2,
+       2,
+       Blur},
+      {"matrix",
+       "IN OUT --matrix M [--divisor D] [--bias B]",
+       "convolution with a square kernel (ApplyMatrix)",
+       MatrixHelp(),
+       {{"matrix", "M", "a preset name or the entries"},
+        {"divisor", "D", "not 0 (default: the sum of the entries)"},
+        {"bias", "B", "added after the division (default 0)"}},
+       2,
+       2,
+       Convolve},
+      {"oil",
+       "IN OUT [--radius R] [--levels N]",
+       "oil paint (OilFilter)",
+       "Each pixel takes the mean colour of those neighbours whose brightness falls into the most\n"
+       "common of N brightness levels.",
+       {{"radius", "R", "the neighbourhood, 1 ... 32 (default 3)"},
+        {"levels", "N", "brightness levels, 2 ... 256 (default 20)"}},
+       2,
+       2,
+       Oil},
+      {"diffuse",
+       "IN OUT [--radius R] [--seed N]",
+       "scatter pixels (DiffuseFilter)",
+       "Each pixel is copied from a random neighbour at most R pixels away on each axis.",
+       {{"radius", "R", "0 ... 255 (default 3)"},
+        {"seed", "N", "seed the random numbers, for a repeatable result (default: the clock)"}},
+       2,
+       2,
+       Diffuse},
+      {"engrave",
+       "IN OUT",
+       "gray relief (EngraveFilter)",
+       "",
+       {},
+       2,
+       2,
+       [](P s, const Args& a) { return Plain(s, a, "EngraveFilter"); }},
+      {"neon",
+       "IN OUT",
+       "edges glowing in their own colour (NeonFilter)",
+       "",
+       {},
+       2,
+       2,
+       [](P s, const Args& a) { return Plain(s, a, "NeonFilter"); }},
+      {"stamp",
+       "IN OUT [--threshold T]",
+       "black and white by brightness (StampFilter)",
+       "Pixels at least as bright as T become white, the others black; alpha is kept.",
+       {{"threshold", "T", "0 ... 256 (default 128)"}},
+       2,
+       2,
+       Stamp},
       {"blend",
        "IN OUT [--mask M] [--over IMAGE | --background COLOUR] [--rect X,Y,W,H]",
        "blend through a mask (BlendPicturesWithMaskWithBackground)",

@@ -70,6 +70,19 @@ uint32_t ParseColor(const std::string& text, const std::string& what);
 // or "identity", "invert", "contrast", "posterize<N>".
 std::vector<int64_t> ParseCurve(const std::string& text, const std::string& what);
 
+// A convolution kernel for ApplyMatrix: its entries row by row, top left first.
+struct MatrixPreset {
+  const char* name;
+  std::vector<int64_t> entries;
+  const char* about;
+};
+const std::vector<MatrixPreset>& MatrixPresets();
+// The plug-in's largest kernel is 99 x 99.
+inline constexpr size_t kMaxMatrixSide = 99;
+// A preset name (sharpen, blur, gaussian, edge, emboss) or k x k integers separated by commas,
+// k odd and at most kMaxMatrixSide, each of 32 bits.
+std::vector<int64_t> ParseMatrix(const std::string& text, const std::string& what);
+
 // The demo (demo.cpp).
 int RunDemo(Session* session, const Args& args);
 

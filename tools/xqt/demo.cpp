@@ -254,6 +254,13 @@ void Demo::Run() {
     }
     t = Time("MirroredView", [&] { result = small.Call<Ref>("MirroredView"); });
     Record("32-mirrored-view", "MirroredView", "a view reading the rows bottom up", result, t);
+    // Any other angle: a larger image, sampled bilinearly, its corners transparent black.
+    t = Time("Rotate", [&] {
+      result = small.Call<Ref>("Rotate", 30.0, int64_t{0}, int64_t{0}, int64_t{0}, int64_t{0},
+                               int64_t{0}, int64_t{0}, int64_t{0}, int64_t{0}, int64_t{0});
+    });
+    Record("33-rotate-30", "Rotate", "30 degrees counter-clockwise, uncovered corners transparent",
+           result, t);
   }
 
   // Fills and pixel operations, each on a copy, in the middle of the image.
@@ -452,6 +459,47 @@ void Demo::Run() {
     Check(ok, "CopyPixels");
     Record("83-collage", "CopyPixels", "three rectangles from RGBA and gray images into RGB",
            collage, t);
+  }
+
+  // Area and artistic filters.
+  {
+    host::Host& host = s_.host();
+    struct Effect {
+      const char* file;
+      const char* member;
+      const char* parameters;
+      std::function<Ref()> call;
+    };
+    auto matrix = [&](const char* preset) {
+      return host.NewIntegerArray(ParseMatrix(preset, "matrix"));
+    };
+    const Effect effects[] = {
+        {"90-boxblur", "BoxBlurFilter", "radius 6: the mean of a 13 x 13 box",
+         [&] { return small.Call<Ref>("BoxBlurFilter", nullptr, int64_t{6}); }},
+        {"91-boxblur-rows", "BoxBlurFilter", "radii 16 and 0: along the rows only",
+         [&] { return small.Call<Ref>("BoxBlurFilter", nullptr, int64_t{16}, int64_t{0}); }},
+        {"92-boxblur-fraction", "BoxBlurFractionalFilter", "radius 2.5",
+         [&] { return small.Call<Ref>("BoxBlurFractionalFilter", nullptr, 2.5); }},
+        {"93-sharpen", "ApplyMatrix", "sharpen: 0,-1,0,-1,5,-1,0,-1,0",
+         [&] { return small.Call<Ref>("ApplyMatrix", nullptr, matrix("sharpen")); }},
+        {"94-emboss", "ApplyMatrix", "emboss: -2,-1,0,-1,1,1,0,1,2",
+         [&] { return small.Call<Ref>("ApplyMatrix", nullptr, matrix("emboss")); }},
+        {"95-oil", "OilFilter", "radius 3, 20 levels",
+         [&] { return small.Call<Ref>("OilFilter", nullptr, int64_t{3}, int64_t{20}); }},
+        {"96-diffuse", "DiffuseFilter", "radius 4",
+         [&] { return small.Call<Ref>("DiffuseFilter", nullptr, int64_t{4}); }},
+        {"97-engrave", "EngraveFilter", "gray relief of the brightness",
+         [&] { return small.Call<Ref>("EngraveFilter", nullptr); }},
+        {"98-neon", "NeonFilter", "edges in their own colour",
+         [&] { return small.Call<Ref>("NeonFilter", nullptr); }},
+        {"99-stamp", "StampFilter", "threshold 128",
+         [&] { return small.Call<Ref>("StampFilter", nullptr, int64_t{128}); }},
+    };
+    for (const Effect& effect : effects) {
+      Ref result;
+      t = Time(effect.member, [&] { result = effect.call(); });
+      Record(effect.file, effect.member, effect.parameters, result, t);
+    }
   }
 }
 

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -158,6 +159,55 @@ std::vector<int64_t> ParseCurve(const std::string& text, const std::string& what
     }
   }
   return table;
+}
+
+const std::vector<MatrixPreset>& MatrixPresets() {
+  static const std::vector<MatrixPreset> kPresets = {
+      {"sharpen",
+       {0, -1, 0, -1, 5, -1, 0, -1, 0},
+       "the pixel pushed away from its four neighbours"},
+      {"blur", {1, 1, 1, 1, 1, 1, 1, 1, 1}, "the mean of the 3 x 3 box"},
+      {"gaussian", {1, 2, 1, 2, 4, 2, 1, 2, 1}, "a 3 x 3 bell, divided by 16"},
+      {"edge",
+       {-1, -1, -1, -1, 8, -1, -1, -1, -1},
+       "edges bright on black; --bias 128 shows both sides"},
+      {"emboss", {-2, -1, 0, -1, 1, 1, 0, 1, 2}, "a relief; the sum 1 keeps the brightness"},
+  };
+  return kPresets;
+}
+
+std::vector<int64_t> ParseMatrix(const std::string& text, const std::string& what) {
+  const std::string lower = Lower(text);
+  std::string names;
+  for (const MatrixPreset& preset : MatrixPresets()) {
+    if (lower == preset.name) return preset.entries;
+    names += (names.empty() ? "" : ", ") + std::string(preset.name);
+  }
+  // Anything without a digit was meant as a preset name.
+  if (text.find_first_of("0123456789") == std::string::npos) {
+    throw UsageError(what + ": unknown matrix '" + text + "' (known: " + names +
+                     ", or entries like 0,-1,0,-1,5,-1,0,-1,0)");
+  }
+  std::vector<int64_t> entries;
+  for (const std::string& part : Split(text, ',')) {
+    const int64_t v = ParseInteger(part, what);
+    // The plug-in keeps its sums in 64 bits by taking entries of 32 bits only.
+    if (v < std::numeric_limits<int32_t>::min() || v > std::numeric_limits<int32_t>::max()) {
+      throw UsageError(what + ": entry " + part + " does not fit in 32 bits");
+    }
+    entries.push_back(v);
+  }
+  size_t side = 1;
+  while (side * side < entries.size()) side += 2;
+  if (side * side != entries.size()) {
+    throw UsageError(what + ": " + std::to_string(entries.size()) +
+                     " entries do not make a square of odd side (9, 25, 49, ... entries)");
+  }
+  if (side > kMaxMatrixSide) {
+    throw UsageError(what + ": a side of " + std::to_string(side) + " is above " +
+                     std::to_string(kMaxMatrixSide));
+  }
+  return entries;
 }
 
 }  // namespace xqt::tool
