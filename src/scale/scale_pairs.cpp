@@ -95,30 +95,8 @@ int64_t DestOffset(const ImageClassData& image, uint16_t channel) {
 }  // namespace
 
 int64_t SourceOffset(const ImageClassData& image, SourceChannel channel) {
-  switch (channel) {
-    case S::kGray:
-      return image.GrayOffset;
-    case S::kRed:
-      return image.RedOffset;
-    case S::kGreen:
-      return image.GreenOffset;
-    case S::kBlue:
-      return image.BlueOffset;
-    case S::kAlpha:
-      return image.AlphaOffset;
-    case S::kCyan:
-      return image.CyanOffset;
-    case S::kMagenta:
-      return image.MagentaOffset;
-    case S::kYellow:
-      return image.YellowOffset;
-    case S::kBlack:
-      return image.BlackOffset;
-    case S::kZero:
-    case S::kLuma:
-      break;
-  }
-  return 0;
+  if (channel == S::kZero || channel == S::kLuma) return 0;
+  return ChannelOffset(image, static_cast<Channel>(static_cast<int>(channel) - 1));
 }
 
 const ScalePair* ChooseScalePair(const ImageClassData& source, const ImageClassData& dest) {

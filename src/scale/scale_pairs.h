@@ -6,18 +6,20 @@
 #include <cstdint>
 
 #include "image/image_class_data.h"
+#include "image/pixel_channels.h"
 
+// A byte channel of the source (one past its Channel), or one of the two reads of no one byte.
 enum class SourceChannel : uint8_t {
   kZero,  // a constant 0 (the padding and unused bytes of a temp pixel)
-  kGray,
-  kRed,
-  kGreen,
-  kBlue,
-  kAlpha,
-  kCyan,
-  kMagenta,
-  kYellow,
-  kBlack,
+  kGray = 1 + static_cast<int>(Channel::kGray),
+  kRed = 1 + static_cast<int>(Channel::kRed),
+  kGreen = 1 + static_cast<int>(Channel::kGreen),
+  kBlue = 1 + static_cast<int>(Channel::kBlue),
+  kAlpha = 1 + static_cast<int>(Channel::kAlpha),
+  kCyan = 1 + static_cast<int>(Channel::kCyan),
+  kMagenta = 1 + static_cast<int>(Channel::kMagenta),
+  kYellow = 1 + static_cast<int>(Channel::kYellow),
+  kBlack = 1 + static_cast<int>(Channel::kBlack),
   kLuma,  // 0.3 R + 0.59 G + 0.11 B of the sample, before weighting
 };
 
