@@ -1,4 +1,4 @@
-// Faults the reliability work found outside the plug-in, kept as disabled tests until fixed.
+// Faults the reliability work found outside the plug-in, in the emulated host, kept as tests.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -11,15 +11,27 @@ using xqt::host::Ref;
 
 class HostRegressions : public PluginTest {};
 
-// Open: the emulated host's Graphics.DrawPicture (host/pictures.cpp, Draw -> ReadARGB) reads a
-// palette gd picture's tpixels, which are null, and crashes. The plug-in reaches it through
-// DrawMaskedPictureApplyMaskRGB(pic, InvertMask) with a palette console picture. The host should
-// read palette pixels (or refuse them) instead.
-TEST_F(HostRegressions, DrawingAPalettePictureDoesNotCrashTheHost) {
+// Found by the fuzzer: the emulated host's Graphics.DrawPicture read a palette gd picture's
+// tpixels, which are null, and crashed; the plug-in reaches it through
+// DrawMaskedPictureApplyMaskRGB with a palette console picture. The host now reads palette
+// pixels through their colour table, so the drawing shows the picture's colours.
+TEST_F(HostRegressions, DrawingAPalettePictureShowsItsColours) {
   Ref image = NewImage(16, 16, 2);
   Ref palette = host_.NewConsolePicture(16, 16, false);
+  for (int64_t y = 0; y < 16; ++y) {
+    for (int64_t x = 0; x < 16; ++x) {
+      host_.SetPictureARGB(palette, x, y, 0xFF000000u | (x % 3 == 0 ? 0xFF0000u : 0x0000FFu));
+    }
+  }
   image.Call("DrawMaskedPictureApplyMaskRGB", palette, false);
-  SUCCEED();
+  for (int64_t x : {0, 1, 2, 3, 15}) {
+    const auto* pixel =
+        static_cast<const uint8_t*>(image.Call<void*>("RawRowPtr", int64_t{7})) + x * 4;
+    const bool red = x % 3 == 0;
+    EXPECT_EQ(pixel[0], red ? 255 : 0) << x;
+    EXPECT_EQ(pixel[2], red ? 0 : 255) << x;
+    EXPECT_EQ(pixel[3], 255) << x;
+  }
 }
 
 }  // namespace
