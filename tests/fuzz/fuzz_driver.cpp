@@ -377,8 +377,8 @@ class Sequence {
       if (b > 0) {
         int64_t width = r_.Byte() % 33;
         int64_t height = r_.Byte() % 33;
-        // Palette pictures only reach the constructor: the emulated host cannot draw them yet
-        // (DISABLED_HostDrawsPalettePictures in tests/reliability).
+        // Palette pictures come in through MakeImage; adding them here would change what every
+        // committed input means.
         pictures_.push_back(b == 1
                                 ? w_.host.NewConsolePicture(width, height, true)
                                 : w_.host.NewDesktopPicture(width, height, r_.Byte() % 8, b == 2));
