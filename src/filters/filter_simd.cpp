@@ -1,5 +1,6 @@
 #include "filters/filter_simd.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "platform/cpu_features.h"
@@ -30,6 +31,36 @@ bool RowsSafeForVectors(const uint8_t* a, const uint8_t* b, int64_t bytes) {
   return first + length <= second || second + length <= first;
 }
 
+namespace {
+
+// Looks for m (at most 256 x 65536) and c (below 65536) that give the table's entry as
+// min(255, (size * m + c) >> 16) for every size from `first` on; the products' own rounding makes
+// some entries one off a plain multiple, which the few candidates around |k| x 65536 absorb.
+bool FitMultiplier(const uint8_t* table, int first, double magnitude, uint32_t* m, uint32_t* c) {
+  constexpr double kCeiling = 256.0 * 65536.0;
+  const double centre = std::min(std::floor(magnitude * 65536.0), kCeiling);
+  for (int delta = -2; delta <= 2; ++delta) {
+    const double candidate = centre + delta;
+    if (candidate < 0 || candidate > kCeiling) continue;
+    for (uint32_t offset : {0u, 32768u, 65535u}) {
+      const uint64_t multiplier = static_cast<uint64_t>(candidate);
+      bool fits = true;
+      for (int size = first; size < 256 && fits; ++size) {
+        const uint64_t step = (size * multiplier + offset) >> 16;
+        fits = (step > 255 ? 255 : step) == table[size];
+      }
+      if (fits) {
+        *m = static_cast<uint32_t>(multiplier);
+        *c = offset;
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
 bool BuildUnsharpSteps(double k, int32_t limit, UnsharpSteps& steps) {
   // A step falls (is subtracted) where d * k is negative: for d > 0 when k is, for d < 0 when k
   // is positive.
@@ -54,6 +85,10 @@ bool BuildUnsharpSteps(double k, int32_t limit, UnsharpSteps& steps) {
       if (UnsharpByte(b + d, b, k, limit) != expected) return false;
     }
   }
+  // Sizes below the limit keep a, whatever their step; size 0 only matters with no limit.
+  const int first = limit > 255 ? 256 : limit > 0 ? limit : 0;
+  steps.fixed = FitMultiplier(steps.up, first, std::fabs(k), &steps.upM, &steps.upC) &&
+                FitMultiplier(steps.down, first, std::fabs(k), &steps.downM, &steps.downC);
   return true;
 }
 

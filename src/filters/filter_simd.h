@@ -63,7 +63,7 @@ using DitherRowProc = void (*)(const DitherRow& row, const uint8_t* from, uint8_
 // Unsharp: byte i of self with class 1, a = self[i], b = other[i], d = a - b, becomes a where
 // |d| < limit, else clamp((integer)(b + d * k), 0, 255). Only for finite k: then b + d * k is
 // never NaN, and clamping before the conversion gives what truncating and clamping gives.
-// With `steps` (from UnsharpSteps) the AVX-512 kernel works in bytes instead.
+// With `steps` (from UnsharpSteps) the kernels work in bytes instead.
 struct UnsharpSteps;
 struct UnsharpRow {
   const BytePattern* pattern;
@@ -87,11 +87,15 @@ inline uint8_t UnsharpByte(int a, int b, double k, int32_t limit) {
 // Usually the step is floor(d * k); every pair (a, b) is checked, and where the rounding of
 // b + d * k makes no single step fit, BuildUnsharpSteps gives false (the double kernel then).
 // Only for finite k.
+// Where it fits, each table is also min(255, (size * m + c) >> 16) for every size the rule uses,
+// so kernels without a fast byte lookup can multiply instead (fixed false: they may not).
 struct UnsharpSteps {
   uint8_t up[256];
   uint8_t down[256];
   bool upFalls;
   bool downFalls;
+  bool fixed = false;
+  uint32_t upM = 0, upC = 0, downM = 0, downC = 0;
 };
 bool BuildUnsharpSteps(double k, int32_t limit, UnsharpSteps& steps);
 

@@ -269,7 +269,73 @@ __m128i Combine4(__m128i b, __m128i d, __m256d k) {
   return _mm256_cvttpd_epi32(x);
 }
 
+// min(255, (size * m + c) >> 16) for sixteen sizes in 16-bit lanes: size * (m >> 16) plus the
+// high half of size * (m & 0xFFFF), plus the carry that c brings into that high half.
+struct FixedStep {
+  __m256i high, low, offset;
+  bool carries;
+  explicit FixedStep(uint32_t m, uint32_t c)
+      : high(_mm256_set1_epi16(static_cast<short>(m >> 16))),
+        low(_mm256_set1_epi16(static_cast<short>(m & 0xFFFF))),
+        offset(_mm256_set1_epi16(static_cast<short>(c))),
+        carries(c != 0) {}
+  __m256i operator()(__m256i size) const {
+    __m256i step = _mm256_add_epi16(_mm256_mullo_epi16(size, high), _mm256_mulhi_epu16(size, low));
+    if (carries) {
+      __m256i part = _mm256_mullo_epi16(size, low);
+      __m256i sum = _mm256_add_epi16(part, offset);
+      // The sum wrapped (c is not 0, so it differs from part) where it came out lower: -1 there.
+      __m256i wrapped = _mm256_cmpeq_epi16(_mm256_min_epu16(sum, part), sum);
+      step = _mm256_sub_epi16(step, wrapped);
+    }
+    return _mm256_min_epu16(step, _mm256_set1_epi16(255));
+  }
+  // Thirty-two sizes, bytes in and bytes out (the packing undoes the unpacking lane by lane).
+  __m256i Bytes(__m256i sizes) const {
+    const __m256i zero = _mm256_setzero_si256();
+    return _mm256_packus_epi16((*this)(_mm256_unpacklo_epi8(sizes, zero)),
+                               (*this)(_mm256_unpackhi_epi8(sizes, zero)));
+  }
+};
+
+// The unsharp rule as byte steps, the steps multiplied out (UnsharpSteps::fixed): thirty-two
+// samples per block.
+void UnsharpFixedRow(const UnsharpRow& row, const uint8_t* other, uint8_t* self, int64_t bytes) {
+  const UnsharpSteps& steps = *row.steps;
+  const FixedStep up(steps.upM, steps.upC), down(steps.downM, steps.downC);
+  const __m256i zero = _mm256_setzero_si256(), ones = _mm256_set1_epi8(-1);
+  // Below the limit a stays; a limit past 255 keeps every sample, one of 0 or less none.
+  const bool keepAll = row.limit > 255;
+  const __m256i limit = _mm256_set1_epi8(static_cast<char>(row.limit > 0 ? row.limit : 0));
+  const __m256i upFalls = steps.upFalls ? ones : zero, downFalls = steps.downFalls ? ones : zero;
+  const uint8_t* classes = row.pattern->classes;
+  const int64_t period = row.pattern->pixelSize;
+  const bool everyByte = EveryByteWritten(*row.pattern);
+  int64_t phase = 0, i = 0;
+  for (; i + 32 <= bytes; i += 32) {
+    __m256i a = Load32(self + i), b = Load32(other + i);
+    __m256i rise = _mm256_subs_epu8(a, b), sink = _mm256_subs_epu8(b, a);
+    __m256i size = _mm256_or_si256(rise, sink);
+    __m256i rises = _mm256_xor_si256(_mm256_cmpeq_epi8(rise, zero), ones);
+    __m256i sinks = _mm256_xor_si256(_mm256_cmpeq_epi8(sink, zero), ones);
+    __m256i step = _mm256_blendv_epi8(down.Bytes(size), up.Bytes(size), rises);
+    __m256i falls =
+        _mm256_or_si256(_mm256_and_si256(rises, upFalls), _mm256_and_si256(sinks, downFalls));
+    __m256i out = _mm256_blendv_epi8(_mm256_adds_epu8(b, step), _mm256_subs_epu8(b, step), falls);
+    // size < limit, unsigned: limit - size does not saturate to 0.
+    __m256i keep =
+        keepAll ? ones
+                : _mm256_xor_si256(_mm256_cmpeq_epi8(_mm256_subs_epu8(limit, size), zero), ones);
+    StoreClasses(self + i, _mm256_blendv_epi8(out, a, keep), Load32(classes + phase), everyByte);
+    phase = Advance(phase, 32, period);
+  }
+  for (; i < bytes; ++i, phase = Advance(phase, 1, period)) {
+    if (classes[phase]) self[i] = UnsharpByte(self[i], other[i], row.k, row.limit);
+  }
+}
+
 void UnsharpRowKernel(const UnsharpRow& row, const uint8_t* other, uint8_t* self, int64_t bytes) {
+  if (row.steps && row.steps->fixed) return UnsharpFixedRow(row, other, self, bytes);
   const __m256d k = _mm256_set1_pd(row.k);
   const __m256i limit = _mm256_set1_epi32(row.limit);
   const uint8_t* classes = row.pattern->classes;
