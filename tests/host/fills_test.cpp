@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/image_layout.h"
 #include "support/plugin_fixture.h"
 
 namespace {
@@ -30,103 +31,24 @@ std::vector<int64_t> AllFormats() {
   return codes;
 }
 
-// What a test needs to know of an image, read through its properties.
-struct Layout {
-  int64_t width, height, pixelSize, rowSize, bits;
-  bool gray, rgb, cmyk, alpha;
-  int64_t red, green, blue, grayOffset, alphaOffset;
-  // The family's channels in the order the paths visit them, alpha last.
-  std::vector<int64_t> channels;
-};
-
-Layout LayoutOf(const Ref& image) {
-  Layout l{};
-  l.width = image.Get<int64_t>("Width");
-  l.height = image.Get<int64_t>("Height");
-  l.pixelSize = image.Get<int64_t>("PixelSize");
-  l.rowSize = image.Get<int64_t>("RowSize");
-  l.bits = image.Get<int64_t>("BitsPerComponent");
-  l.gray = image.Get<bool>("IsGray");
-  l.rgb = image.Get<bool>("IsRGB");
-  l.cmyk = image.Get<bool>("IsCMYK");
-  l.alpha = image.Get<bool>("HasAlpha");
-  l.red = image.Get<int64_t>("RedOffset");
-  l.green = image.Get<int64_t>("GreenOffset");
-  l.blue = image.Get<int64_t>("BlueOffset");
-  l.grayOffset = image.Get<int64_t>("GrayOffset");
-  l.alphaOffset = image.Get<int64_t>("AlphaOffset");
-  if (l.gray) {
-    l.channels = {l.grayOffset};
-  } else if (l.rgb) {
-    l.channels = {l.red, l.green, l.blue};
-  } else if (l.cmyk) {
-    l.channels = {image.Get<int64_t>("CyanOffset"), image.Get<int64_t>("MagentaOffset"),
-                  image.Get<int64_t>("YellowOffset"), image.Get<int64_t>("BlackOffset")};
-  }
-  if (!l.channels.empty() && l.alpha) l.channels.push_back(l.alphaOffset);
-  return l;
-}
-
-// All bytes of all rows (RowSize each, padding included) as the row accessor gives them.
-class Bytes {
- public:
-  explicit Bytes(const Ref& image) : layout(LayoutOf(image)) {
-    data.resize(static_cast<size_t>(layout.rowSize * layout.height));
-    for (int64_t y = 0; y < layout.height; ++y) {
-      std::memcpy(Row(y), RowOf(image, y), static_cast<size_t>(layout.rowSize));
-    }
-  }
-  static uint8_t* RowOf(const Ref& image, int64_t y) {
-    return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
-  }
-  uint8_t* Row(int64_t y) { return data.data() + y * layout.rowSize; }
-  uint8_t* Pixel(int64_t x, int64_t y) { return Row(y) + x * layout.pixelSize; }
-
-  Layout layout;
-  std::vector<uint8_t> data;
-};
-
-void Randomize(const Ref& image, uint32_t seed) {
-  std::mt19937 random(seed);
-  Layout l = LayoutOf(image);
-  for (int64_t y = 0; y < l.height; ++y) {
-    uint8_t* row = Bytes::RowOf(image, y);
-    for (int64_t i = 0; i < l.rowSize; ++i) row[i] = static_cast<uint8_t>(random());
-  }
-}
-
 // Sets the channel bytes of one pixel: values in the family's channel order.
 void SetPixel(const Ref& image, int64_t x, int64_t y, const std::vector<int>& values) {
   Layout l = LayoutOf(image);
-  uint8_t* pixel = Bytes::RowOf(image, y) + x * l.pixelSize;
+  uint8_t* pixel = RowOf(image, y) + x * l.pixelSize;
   for (size_t c = 0; c < values.size(); ++c) pixel[l.channels[c]] = static_cast<uint8_t>(values[c]);
 }
 
 std::vector<int> GetPixel(const Ref& image, int64_t x, int64_t y) {
   Layout l = LayoutOf(image);
-  const uint8_t* pixel = Bytes::RowOf(image, y) + x * l.pixelSize;
+  const uint8_t* pixel = RowOf(image, y) + x * l.pixelSize;
   std::vector<int> values;
   for (int64_t offset : l.channels) values.push_back(pixel[offset]);
   return values;
 }
 
-void ExpectSameBytes(const Bytes& expected, const Ref& image, const std::string& what) {
-  Bytes actual(image);
-  ASSERT_EQ(expected.data.size(), actual.data.size()) << what;
-  for (size_t i = 0; i < expected.data.size(); ++i) {
-    if (expected.data[i] != actual.data[i]) {
-      ADD_FAILURE() << what << ": first difference at row "
-                    << static_cast<int64_t>(i) / expected.layout.rowSize << ", byte "
-                    << static_cast<int64_t>(i) % expected.layout.rowSize << ": expected "
-                    << int{expected.data[i]} << ", got " << int{actual.data[i]};
-      return;
-    }
-  }
-}
-
 // Applies `change(pixel, layout)` to every pixel of an in-bounds rectangle of a snapshot.
 template <class Change>
-void ForRect(Bytes& bytes, int64_t x, int64_t y, int64_t w, int64_t h, Change change) {
+void ForRect(ImageSnapshot& bytes, int64_t x, int64_t y, int64_t w, int64_t h, Change change) {
   for (int64_t j = y; j < y + h; ++j) {
     for (int64_t i = x; i < x + w; ++i) change(bytes.Pixel(i, j), bytes.layout);
   }
@@ -138,8 +60,8 @@ TEST_F(Fills, ValueFillsEveryFormatAgainstTheReference) {
   for (int64_t code : AllFormats()) {
     SCOPED_TRACE("format " + std::to_string(code));
     Ref image = NewImage(23, 9, code);
-    Randomize(image, static_cast<uint32_t>(code));
-    Bytes expected(image);
+    RandomizeWholeRows(image, static_cast<uint32_t>(code));
+    ImageSnapshot expected(image);
     ForRect(expected, 3, 2, 17, 5, [](uint8_t* p, const Layout& l) {
       for (int64_t offset : l.channels) p[offset] = 0xA7;
     });
@@ -190,7 +112,7 @@ TEST_F(Fills, RectanglesAreFlippedAndCut) {
   EXPECT_EQ(filled, 9);
   EXPECT_EQ(GetPixel(image, 2, 19)[0], 50);
   // Entirely outside, or absurd: nothing changes and nothing breaks.
-  Bytes before(image);
+  ImageSnapshot before(image);
   image.Call("FillRect", 20, 0, 5, 5, 1);
   image.Call("FillRect", 0, -10, 5, 10, 1);
   image.Call("FillRect", INT64_MIN, INT64_MIN, INT64_MIN, INT64_MIN, 1);
@@ -204,8 +126,8 @@ TEST_F(Fills, RectanglesAreFlippedAndCut) {
 
 TEST_F(Fills, ClipsAndChannelViewsFillTheirOwnPixels) {
   Ref image = NewImage(30, 20, kRGBA);
-  Randomize(image, 7);
-  Bytes expected(image);
+  RandomizeWholeRows(image, 7);
+  ImageSnapshot expected(image);
   Ref clip = image.Call<Ref>("ClipImage", 10, 5, 12, 8);
   clip.Call("FillRect", 2, 1, 4, 3, 0x55);
   ForRect(expected, 12, 6, 4, 3, [](uint8_t* p, const Layout&) { std::memset(p, 0x55, 4); });
@@ -230,8 +152,8 @@ TEST_F(Fills, ColourFills) {
   for (int64_t code : {kRGB, kRGBA, kRGBX, kARGB, kBGR}) {
     SCOPED_TRACE("format " + std::to_string(code));
     Ref image = NewImage(7, 5, code);
-    Randomize(image, 3);
-    Bytes expected(image);
+    RandomizeWholeRows(image, 3);
+    ImageSnapshot expected(image);
     const Layout& l = expected.layout;
     auto rgb = [&](int r, int g, int b) {
       return [=](uint8_t* p, const Layout& layout) {
@@ -269,8 +191,8 @@ TEST_F(Fills, ColourFills) {
   // Gray and CMYK images are left alone.
   for (int64_t code : {kG, kGA, kCMYK, kCMYKA}) {
     Ref image = NewImage(4, 3, code);
-    Randomize(image, 4);
-    Bytes before(image);
+    RandomizeWholeRows(image, 4);
+    ImageSnapshot before(image);
     image.Call("FillRectRGB", 1, 2, 3);
     image.Call("FillRectRGB", 1, 2, 3, 4);
     image.Call("FillRectRGB", Color{0x123456}, 9);
@@ -289,7 +211,7 @@ TEST_F(Fills, RandomBytesInDrawingOrder) {
   for (auto& d : draws) d = static_cast<uint8_t>(std::rand());
   std::srand(1234);
   image.Call("FillRectRandom", 2, 1, 7, 2);
-  Bytes expected(image);
+  ImageSnapshot expected(image);
   std::fill(expected.data.begin(), expected.data.end(), 0);
   size_t next = 0;
   for (int64_t y = 1; y < 3; ++y) {
@@ -299,7 +221,7 @@ TEST_F(Fills, RandomBytesInDrawingOrder) {
   // x at or past the width: nothing.
   image.Call("FillRect", 0);
   image.Call("FillRectRandom", 6, 0, 5, 4);
-  EXPECT_EQ(Bytes(image).data, std::vector<uint8_t>(expected.data.size(), 0));
+  EXPECT_EQ(ImageSnapshot(image).data, std::vector<uint8_t>(expected.data.size(), 0));
 
   // Per-pixel path of KYMC: cyan, magenta, yellow, black are bytes 3, 2, 1, 0.
   Ref kymc = NewImage(5, 3, kKYMC);
@@ -358,7 +280,7 @@ TEST_F(Fills, BlendLosesOneAtBothEnds) {
   }
 
   // True for an empty rectangle; false for CMYK and for an image that is not valid.
-  Bytes before(image);
+  ImageSnapshot before(image);
   EXPECT_TRUE(image.Call<bool>("FillRectApply", 2, 0, 0, 2, 1, 2, 3, 4));
   EXPECT_TRUE(image.Call<bool>("FillRectApply", 9, 9, 2, 2, 1, 2, 3, 4));
   ExpectSameBytes(before, image, "empty rectangle");
@@ -372,11 +294,11 @@ TEST_F(Fills, BlendAgainstTheReference) {
   for (int64_t code : {kRGB, kRGBA, kRGBX, kARGB, kBGR, kG, kGA, kAG, kG3}) {
     SCOPED_TRACE("format " + std::to_string(code));
     Ref image = NewImage(13, 7, code);
-    Randomize(image, static_cast<uint32_t>(code));
+    RandomizeWholeRows(image, static_cast<uint32_t>(code));
     for (int round = 0; round < 4; ++round) {
       int red = static_cast<int>(random() % 256), green = static_cast<int>(random() % 256);
       int blue = static_cast<int>(random() % 256), alpha = static_cast<int>(random() % 256);
-      Bytes expected(image);
+      ImageSnapshot expected(image);
       const uint32_t wa = static_cast<uint32_t>(alpha) * 257u;
       const uint32_t wo = static_cast<uint32_t>(255 - alpha) * 257u;
       auto blend = [&](uint8_t& v, uint32_t color) {
@@ -399,21 +321,21 @@ TEST_F(Fills, BlendAgainstTheReference) {
 
 TEST_F(Fills, ClearZeroesRowsOrPixels) {
   Ref image = NewImage(5, 3, kRGB);  // 15 bytes of pixels in rows of 64
-  Randomize(image, 8);
-  Bytes expected(image);
+  RandomizeWholeRows(image, 8);
+  ImageSnapshot expected(image);
   ASSERT_EQ(expected.layout.rowSize, 64);
   ForRect(expected, 1, 1, 3, 2, [](uint8_t* p, const Layout&) { std::memset(p, 0, 3); });
   image.Call("ClearRect", 1, 1, 3, 5);
   ExpectSameBytes(expected, image, "rectangle");
   // The whole form clears the padding too.
   image.Call("ClearRect");
-  EXPECT_EQ(Bytes(image).data, std::vector<uint8_t>(64 * 3, 0));
+  EXPECT_EQ(ImageSnapshot(image).data, std::vector<uint8_t>(64 * 3, 0));
 
   // A padding byte of the pixel (RGBX) is cleared by the rectangle form as well.
   Ref padded = NewImage(3, 1, kRGBX);
-  Randomize(padded, 9);
+  RandomizeWholeRows(padded, 9);
   padded.Call("ClearRect", 0, 0, 3, 1);
-  std::vector<uint8_t> row(Bytes::RowOf(padded, 0), Bytes::RowOf(padded, 0) + 12);
+  std::vector<uint8_t> row(RowOf(padded, 0), RowOf(padded, 0) + 12);
   EXPECT_EQ(row, std::vector<uint8_t>(12, 0));
 }
 
@@ -421,8 +343,8 @@ TEST_F(Fills, InvertEveryFormatAgainstTheReference) {
   for (int64_t code : AllFormats()) {
     SCOPED_TRACE("format " + std::to_string(code));
     Ref image = NewImage(21, 5, code);
-    Randomize(image, static_cast<uint32_t>(code) + 100);
-    Bytes expected(image);
+    RandomizeWholeRows(image, static_cast<uint32_t>(code) + 100);
+    ImageSnapshot expected(image);
     ForRect(expected, 1, 1, 19, 3, [](uint8_t* p, const Layout& l) {
       if (l.gray && l.bits == 16) {
         // The whole 16-bit sample.
@@ -442,9 +364,9 @@ TEST_F(Fills, InvertEveryFormatAgainstTheReference) {
   }
   Ref sixteen = NewImage(1, 1, kGray16);
   uint16_t sample = 0x1234;
-  std::memcpy(Bytes::RowOf(sixteen, 0), &sample, 2);
+  std::memcpy(RowOf(sixteen, 0), &sample, 2);
   sixteen.Call("Invert");
-  std::memcpy(&sample, Bytes::RowOf(sixteen, 0), 2);
+  std::memcpy(&sample, RowOf(sixteen, 0), 2);
   EXPECT_EQ(sample, 0xEDCB);
 }
 
@@ -477,8 +399,8 @@ TEST_F(Fills, PremultiplicationRoundTrip) {
     EXPECT_EQ(GetPixel(other, 1, 1), want) << code;
   }
   Ref opaque = NewImage(3, 2, kRGB);
-  Randomize(opaque, 1);
-  Bytes before(opaque);
+  RandomizeWholeRows(opaque, 1);
+  ImageSnapshot before(opaque);
   opaque.Call("Multiply");
   opaque.Call("Unmultiply", 0, 0, 3, 2);
   ExpectSameBytes(before, opaque, "no alpha");
@@ -535,7 +457,7 @@ TEST_F(Fills, GrayConversionModes) {
           << "mode " << mode << ", pixel " << x;
     }
   }
-  Bytes before(image);
+  ImageSnapshot before(image);
   EXPECT_FALSE(image.Call<bool>("RGBToGray", 5));
   EXPECT_FALSE(image.Call<bool>("RGBToGray", -1));
   ExpectSameBytes(before, image, "bad mode");
@@ -546,8 +468,8 @@ TEST_F(Fills, GrayConversionModes) {
 TEST_F(Fills, CompareImagesCountsPixels) {
   Ref a = NewImage(7, 5, kRGBA);
   Ref b = NewImage(7, 5, kBGRA);
-  Randomize(a, 1);
-  Randomize(b, 2);
+  RandomizeWholeRows(a, 1);
+  RandomizeWholeRows(b, 2);
   EXPECT_EQ(a.Call<int64_t>("CompareImages", b), 35);
   EXPECT_EQ(a.Call<int64_t>("CompareImages", a), 35);
   EXPECT_EQ(a.Call<int64_t>("CompareImages", nullptr), -1);

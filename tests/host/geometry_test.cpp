@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "support/image_layout.h"
 #include "support/plugin_fixture.h"
 #include "support/scratch_folder.h"
 
@@ -32,75 +33,6 @@ std::vector<int64_t> EightBitFormats() {
     if (code != 14 && code != kGray16) codes.push_back(code);
   }
   return codes;
-}
-
-struct Layout {
-  int64_t width, height, pixelSize, rowSize, format;
-  std::vector<int64_t> channels;  // the family's channels, alpha last
-};
-
-Layout LayoutOf(const Ref& image) {
-  Layout l{};
-  l.width = image.Get<int64_t>("Width");
-  l.height = image.Get<int64_t>("Height");
-  l.pixelSize = image.Get<int64_t>("PixelSize");
-  l.rowSize = image.Get<int64_t>("RowSize");
-  l.format = image.Get<int64_t>("ImageFormat");
-  if (image.Get<bool>("IsGray")) {
-    l.channels = {image.Get<int64_t>("GrayOffset")};
-  } else if (image.Get<bool>("IsRGB")) {
-    l.channels = {image.Get<int64_t>("RedOffset"), image.Get<int64_t>("GreenOffset"),
-                  image.Get<int64_t>("BlueOffset")};
-  } else if (image.Get<bool>("IsCMYK")) {
-    l.channels = {image.Get<int64_t>("CyanOffset"), image.Get<int64_t>("MagentaOffset"),
-                  image.Get<int64_t>("YellowOffset"), image.Get<int64_t>("BlackOffset")};
-  }
-  if (!l.channels.empty() && image.Get<bool>("HasAlpha")) {
-    l.channels.push_back(image.Get<int64_t>("AlphaOffset"));
-  }
-  return l;
-}
-
-uint8_t* RowOf(const Ref& image, int64_t y) {
-  return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
-}
-
-// All bytes of all rows, padding included, one row fetched at a time (file-mapped rows move).
-struct Bytes {
-  explicit Bytes(const Ref& image) : layout(LayoutOf(image)) {
-    data.resize(static_cast<size_t>(layout.rowSize * layout.height));
-    for (int64_t y = 0; y < layout.height; ++y) {
-      std::memcpy(data.data() + y * layout.rowSize, RowOf(image, y),
-                  static_cast<size_t>(layout.rowSize));
-    }
-  }
-  uint8_t* Pixel(int64_t x, int64_t y) {
-    return data.data() + y * layout.rowSize + x * layout.pixelSize;
-  }
-  Layout layout;
-  std::vector<uint8_t> data;
-};
-
-void Randomize(const Ref& image, uint32_t seed) {
-  std::mt19937 random(seed);
-  Layout l = LayoutOf(image);
-  for (int64_t y = 0; y < l.height; ++y) {
-    uint8_t* row = RowOf(image, y);
-    for (int64_t i = 0; i < l.rowSize; ++i) row[i] = static_cast<uint8_t>(random());
-  }
-}
-
-void ExpectSameBytes(const Bytes& expected, const Ref& image, const std::string& what) {
-  Bytes actual(image);
-  ASSERT_EQ(expected.data.size(), actual.data.size()) << what;
-  for (size_t i = 0; i < expected.data.size(); ++i) {
-    if (expected.data[i] != actual.data[i]) {
-      ADD_FAILURE() << what << ": first difference at row "
-                    << static_cast<int64_t>(i) / expected.layout.rowSize << ", byte "
-                    << static_cast<int64_t>(i) % expected.layout.rowSize;
-      return;
-    }
-  }
 }
 
 enum class Op { k90, k270, k180 };
@@ -125,9 +57,9 @@ void Map(Op op, int64_t width, int64_t height, int64_t x, int64_t y, int64_t* dx
 
 // The destination as it must be after the turn: its old bytes, with the family's channels of
 // every source pixel written at the mapped position.
-Bytes Expected(const Ref& source, const Ref& dest, Op op) {
-  Bytes from(source);
-  Bytes to(dest);
+ImageSnapshot Expected(const Ref& source, const Ref& dest, Op op) {
+  ImageSnapshot from(source);
+  ImageSnapshot to(dest);
   for (int64_t y = 0; y < from.layout.height; ++y) {
     for (int64_t x = 0; x < from.layout.width; ++x) {
       int64_t dx = 0, dy = 0;
@@ -141,9 +73,9 @@ Bytes Expected(const Ref& source, const Ref& dest, Op op) {
 }
 
 // The in-place forms: the image against a copy of itself.
-Bytes ExpectedInPlace(const Ref& image, bool horizontal, bool vertical) {
-  Bytes from(image);
-  Bytes to = from;
+ImageSnapshot ExpectedInPlace(const Ref& image, bool horizontal, bool vertical) {
+  ImageSnapshot from(image);
+  ImageSnapshot to = from;
   const Layout& l = from.layout;
   for (int64_t y = 0; y < l.height; ++y) {
     for (int64_t x = 0; x < l.width; ++x) {
@@ -172,8 +104,8 @@ class Geometry : public PluginTest {
     int64_t width = source.Get<int64_t>("Width"), height = source.Get<int64_t>("Height");
     bool quarter = turn.op != Op::k180;
     Ref dest = NewImage(quarter ? height : width, quarter ? width : height, destFormat);
-    Randomize(dest, seed);
-    Bytes expected = Expected(source, dest, turn.op);
+    RandomizeWholeRows(dest, seed);
+    ImageSnapshot expected = Expected(source, dest, turn.op);
     Ref result = source.Call<Ref>(turn.name, dest);
     ASSERT_TRUE(result);
     EXPECT_EQ(result.get(), dest.get());
@@ -186,8 +118,8 @@ class Geometry : public PluginTest {
     EXPECT_EQ(made.Get<int64_t>("Height"), dest.Get<int64_t>("Height"));
     if (destFormat == source.Get<int64_t>("ImageFormat")) {
       // The new image's channel bytes are the destination's; its other bytes are not looked at.
-      Bytes mine(made);
-      Bytes theirs(dest);
+      ImageSnapshot mine(made);
+      ImageSnapshot theirs(dest);
       for (int64_t y = 0; y < mine.layout.height; ++y) {
         for (int64_t x = 0; x < mine.layout.width; ++x) {
           for (int64_t offset : mine.layout.channels) {
@@ -224,7 +156,7 @@ TEST_F(Geometry, EveryFormatAndTurnAgainstTheMapping) {
       SCOPED_TRACE("format " + std::to_string(code) + ", " + std::to_string(size[0]) + " x " +
                    std::to_string(size[1]));
       Ref source = NewImage(size[0], size[1], code);
-      Randomize(source, ++seed);
+      RandomizeWholeRows(source, ++seed);
       for (const TurnCase& turn : kTurns) CheckTurn(source, turn, code, ++seed);
     }
   }
@@ -235,7 +167,7 @@ TEST_F(Geometry, LargerThanOneBlock) {
   for (int64_t code : {kRGBA, kBGRA, kCMYK, kRGB, kG, kGA, kCMYKA}) {
     SCOPED_TRACE("format " + std::to_string(code));
     Ref source = NewImage(261, 133, code);
-    Randomize(source, static_cast<uint32_t>(code));
+    RandomizeWholeRows(source, static_cast<uint32_t>(code));
     for (const TurnCase& turn : kTurns) CheckTurn(source, turn, code, 77);
   }
 }
@@ -248,8 +180,8 @@ TEST_F(Geometry, InPlaceMirrorsAndHalfTurn) {
       SCOPED_TRACE("format " + std::to_string(code) + ", " + std::to_string(size[0]) + " x " +
                    std::to_string(size[1]));
       Ref image = NewImage(size[0], size[1], code);
-      Randomize(image, ++seed);
-      Bytes expected = ExpectedInPlace(image, true, false);
+      RandomizeWholeRows(image, ++seed);
+      ImageSnapshot expected = ExpectedInPlace(image, true, false);
       image.Call("HMirror");
       ExpectSameBytes(expected, image, "HMirror");
       expected = ExpectedInPlace(image, false, true);
@@ -265,13 +197,13 @@ TEST_F(Geometry, InPlaceMirrorsAndHalfTurn) {
 TEST_F(Geometry, RoundTrips) {
   for (int64_t code : {kRGBA, kRGBX, kG, kCMYKA, kG5}) {
     Ref source = NewImage(37, 23, code);
-    Randomize(source, 5);
-    Bytes original(source);
+    RandomizeWholeRows(source, 5);
+    ImageSnapshot original(source);
     Ref back = source.Call<Ref>("Rotate90", nullptr).Call<Ref>("Rotate270", nullptr);
     Ref slowBack = source.Call<Ref>("Rotate270slow", nullptr).Call<Ref>("Rotate90slow", nullptr);
     Ref half = source.Call<Ref>("Rotate180", nullptr).Call<Ref>("Rotate180", nullptr);
     for (const Ref* result : {&back, &slowBack, &half}) {
-      Bytes got(*result);
+      ImageSnapshot got(*result);
       for (int64_t y = 0; y < 23; ++y) {
         for (int64_t x = 0; x < 37; ++x) {
           for (int64_t offset : original.layout.channels) {
@@ -284,11 +216,11 @@ TEST_F(Geometry, RoundTrips) {
     Ref turned = source.Call<Ref>("Rotate180", nullptr);
     source.Call("HMirror");
     source.Call("VMirror");
-    Bytes mirrored(source);
+    ImageSnapshot mirrored(source);
     source.Call("Rotate180");
     source.Call("Rotate180");
     ExpectSameBytes(mirrored, source, "in-place half turn twice");
-    Bytes viaTurn(turned);
+    ImageSnapshot viaTurn(turned);
     for (int64_t y = 0; y < 23; ++y) {
       for (int64_t x = 0; x < 37; ++x) {
         for (int64_t offset : original.layout.channels) {
@@ -301,7 +233,7 @@ TEST_F(Geometry, RoundTrips) {
 
 TEST_F(Geometry, MirrorsKeepWhatDoesNotMove) {
   Ref image = NewImage(5, 5, kRGB);
-  Randomize(image, 3);
+  RandomizeWholeRows(image, 3);
   std::vector<uint8_t> middle(RowOf(image, 2), RowOf(image, 2) + 15);
   image.Call("VMirror");
   EXPECT_EQ(std::vector<uint8_t>(RowOf(image, 2), RowOf(image, 2) + 15), middle);
@@ -312,38 +244,38 @@ TEST_F(Geometry, MirrorsKeepWhatDoesNotMove) {
   EXPECT_EQ(std::vector<uint8_t>(RowOf(image, 2), RowOf(image, 2) + 15), reversed);
 
   Ref narrow = NewImage(1, 4, kRGBA);
-  Randomize(narrow, 4);
-  Bytes before(narrow);
+  RandomizeWholeRows(narrow, 4);
+  ImageSnapshot before(narrow);
   narrow.Call("HMirror");
   ExpectSameBytes(before, narrow, "one pixel wide");
   Ref flat = NewImage(4, 1, kRGBA);
-  Randomize(flat, 4);
-  Bytes flatBefore(flat);
+  RandomizeWholeRows(flat, 4);
+  ImageSnapshot flatBefore(flat);
   flat.Call("VMirror");
   ExpectSameBytes(flatBefore, flat, "one row high");
 }
 
 TEST_F(Geometry, DestinationsOfOtherByteOrders) {
   Ref source = NewImage(9, 4, kBGR);
-  Randomize(source, 6);
+  RandomizeWholeRows(source, 6);
   // An RGBA destination has the source's channels; its alpha stays as it was.
   for (const TurnCase& turn : kTurns) CheckTurn(source, turn, kRGBA, 9);
   Ref cmyk = NewImage(9, 4, kCMYK);
-  Randomize(cmyk, 7);
+  RandomizeWholeRows(cmyk, 7);
   for (const TurnCase& turn : kTurns) CheckTurn(cmyk, turn, kCMYKX, 9);
   for (const TurnCase& turn : kTurns) CheckTurn(cmyk, turn, kKYMCA, 9);
   Ref gray = NewImage(9, 4, kG);
-  Randomize(gray, 8);
+  RandomizeWholeRows(gray, 8);
   for (const TurnCase& turn : kTurns) CheckTurn(gray, turn, kGA, 9);
 }
 
 TEST_F(Geometry, LargerDestinationsTakeTheTopLeft) {
   Ref source = NewImage(6, 4, kRGBA);
-  Randomize(source, 1);
+  RandomizeWholeRows(source, 1);
   Ref dest = NewImage(10, 10, kRGBA);
-  Randomize(dest, 2);
-  Bytes expected(dest);
-  Bytes from(source);
+  RandomizeWholeRows(dest, 2);
+  ImageSnapshot expected(dest);
+  ImageSnapshot from(source);
   for (int64_t y = 0; y < 4; ++y) {
     for (int64_t x = 0; x < 6; ++x) std::memcpy(expected.Pixel(y, 5 - x), from.Pixel(x, y), 4);
   }
@@ -353,8 +285,8 @@ TEST_F(Geometry, LargerDestinationsTakeTheTopLeft) {
 
 TEST_F(Geometry, RefusedSourcesAndDestinations) {
   Ref sixteen = NewImage(4, 3, kGray16);
-  Randomize(sixteen, 1);
-  Bytes before(sixteen);
+  RandomizeWholeRows(sixteen, 1);
+  ImageSnapshot before(sixteen);
   for (const TurnCase& turn : kTurns) EXPECT_FALSE(sixteen.Call<Ref>(turn.name, nullptr));
   sixteen.Call("HMirror");
   sixteen.Call("VMirror");
@@ -362,7 +294,7 @@ TEST_F(Geometry, RefusedSourcesAndDestinations) {
   ExpectSameBytes(before, sixteen, "16-bit gray");
 
   Ref source = NewImage(6, 4, kRGBA);
-  Randomize(source, 2);
+  RandomizeWholeRows(source, 2);
   struct Refusal {
     const char* why;
     Ref dest;
@@ -378,19 +310,20 @@ TEST_F(Geometry, RefusedSourcesAndDestinations) {
   for (Refusal& refusal : refusals) {
     SCOPED_TRACE(refusal.why);
     bool valid = refusal.dest.Get<bool>("Valid");
-    std::vector<uint8_t> destBefore = valid ? Bytes(refusal.dest).data : std::vector<uint8_t>{};
+    std::vector<uint8_t> destBefore =
+        valid ? ImageSnapshot(refusal.dest).data : std::vector<uint8_t>{};
     for (const char* name : {"Rotate90", "Rotate270", "Rotate90slow", "Rotate270slow"}) {
       EXPECT_FALSE(source.Call<Ref>(name, refusal.dest));
     }
     if (valid) {
-      EXPECT_EQ(Bytes(refusal.dest).data, destBefore);
+      EXPECT_EQ(ImageSnapshot(refusal.dest).data, destBefore);
     }
   }
   EXPECT_FALSE(source.Call<Ref>("Rotate180", NewImage(5, 4, kRGBA)));
   // The source itself is not a destination.
   Ref square = NewImage(5, 5, kRGBA);
-  Randomize(square, 3);
-  Bytes squareBefore(square);
+  RandomizeWholeRows(square, 3);
+  ImageSnapshot squareBefore(square);
   EXPECT_FALSE(square.Call<Ref>("Rotate90", square));
   EXPECT_FALSE(square.Call<Ref>("Rotate180", square));
   // Nor is any view of it: its mirrored view, a clip of it, or a view as the source.
@@ -405,8 +338,8 @@ TEST_F(Geometry, RefusedSourcesAndDestinations) {
   // A source without a family still returns the destination, unchanged.
   Ref raw = NewImage(3, 2, kScaling3);
   Ref rawDest = NewImage(2, 3, kScaling3);
-  Randomize(rawDest, 4);
-  Bytes rawBefore(rawDest);
+  RandomizeWholeRows(rawDest, 4);
+  ImageSnapshot rawBefore(rawDest);
   EXPECT_EQ(raw.Call<Ref>("Rotate90", rawDest).get(), rawDest.get());
   ExpectSameBytes(rawBefore, rawDest, "no family");
 
@@ -432,7 +365,7 @@ TEST_F(Geometry, NewDestinationsComeFromTheSourcesFactory) {
   host_.DefineSubclass("WideFactory", "PictureFactoryXQT",
                        {{"NewPictureXQT", reinterpret_cast<void*>(&WiderFactory)}});
   Ref source = NewImage(6, 4, kRGBA);
-  Randomize(source, 9);
+  RandomizeWholeRows(source, 9);
   source.Set("Factory", host_.New("WideFactory"));
   gExtraWidth = 3;
   gAnswerNil = false;
@@ -440,8 +373,8 @@ TEST_F(Geometry, NewDestinationsComeFromTheSourcesFactory) {
   ASSERT_TRUE(turned);
   EXPECT_EQ(turned.Get<int64_t>("Width"), 7);
   EXPECT_EQ(turned.Get<int64_t>("Height"), 6);
-  Bytes from(source);
-  Bytes got(turned);
+  ImageSnapshot from(source);
+  ImageSnapshot got(turned);
   for (int64_t y = 0; y < 4; ++y) {
     for (int64_t x = 0; x < 6; ++x)
       ASSERT_EQ(std::memcmp(got.Pixel(3 - y, x), from.Pixel(x, y), 4), 0);
@@ -471,7 +404,7 @@ TEST_F(MappedGeometry, MappedSourceSpanningBands) {
   for (int64_t code : {kRGBA, kG}) {
     Ref source = NewMapped(37, 4200, code);
     ASSERT_LT(source.Get<int64_t>("MappingRows"), 4200);
-    Randomize(source, 12);
+    RandomizeWholeRows(source, 12);
     for (const TurnCase& turn : kTurns) CheckTurn(source, turn, code, 13);
     // A clip of the mapped image maps its own bands.
     Ref clip = source.Call<Ref>("ClipImage", 3, 50, 30, 4100);
@@ -481,14 +414,14 @@ TEST_F(MappedGeometry, MappedSourceSpanningBands) {
 
 TEST_F(MappedGeometry, MappedDestinationSpanningBands) {
   Ref source = NewImage(4300, 5, kRGB);
-  Randomize(source, 15);
+  RandomizeWholeRows(source, 15);
   for (const TurnCase& turn : kTurns) {
     if (turn.op == Op::k180) continue;
     SCOPED_TRACE(turn.name);
     Ref dest = NewMapped(5, 4300, kRGB);
     ASSERT_LT(dest.Get<int64_t>("MappingRows"), 4300);
-    Randomize(dest, 16);
-    Bytes expected = Expected(source, dest, turn.op);
+    RandomizeWholeRows(dest, 16);
+    ImageSnapshot expected = Expected(source, dest, turn.op);
     EXPECT_EQ(source.Call<Ref>(turn.name, dest).get(), dest.get());
     ExpectSameBytes(expected, dest, "mapped destination");
   }
@@ -496,19 +429,19 @@ TEST_F(MappedGeometry, MappedDestinationSpanningBands) {
 
 TEST_F(MappedGeometry, BothMappedAcrossBands) {
   Ref source = NewMapped(1100, 4200, kCMYK);  // one page per row: two bands
-  Randomize(source, 17);
+  RandomizeWholeRows(source, 17);
   Ref dest = NewMapped(4200, 1100, kCMYK);  // four pages per row: 1024 rows a band
   ASSERT_LT(dest.Get<int64_t>("MappingRows"), 1100);
-  Randomize(dest, 18);
-  Bytes expected = Expected(source, dest, Op::k90);
+  RandomizeWholeRows(dest, 18);
+  ImageSnapshot expected = Expected(source, dest, Op::k90);
   EXPECT_EQ(source.Call<Ref>("Rotate90", dest).get(), dest.get());
   ExpectSameBytes(expected, dest, "both mapped");
 }
 
 TEST_F(MappedGeometry, InPlaceAcrossBands) {
   Ref image = NewMapped(37, 4201, kRGBA);
-  Randomize(image, 19);
-  Bytes expected = ExpectedInPlace(image, false, true);
+  RandomizeWholeRows(image, 19);
+  ImageSnapshot expected = ExpectedInPlace(image, false, true);
   image.Call("VMirror");
   ExpectSameBytes(expected, image, "VMirror");
   expected = ExpectedInPlace(image, true, true);
@@ -519,7 +452,7 @@ TEST_F(MappedGeometry, InPlaceAcrossBands) {
   ExpectSameBytes(expected, image, "HMirror");
   // A few rows only: the band is larger than the image.
   Ref tiny = NewMapped(9, 2, kRGBA);
-  Randomize(tiny, 20);
+  RandomizeWholeRows(tiny, 20);
   CheckTurn(tiny, kTurns[0], kRGBA, 21);
   CheckTurn(tiny, kTurns[1], kRGBA, 22);
 }
