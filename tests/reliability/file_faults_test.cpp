@@ -10,6 +10,7 @@
 
 #include "host/emulated_host.h"
 #include "reliability/reliability_support.h"
+#include "support/scratch_folder.h"
 
 namespace {
 
@@ -17,24 +18,6 @@ using xqt::host::Host;
 using xqt::host::HostException;
 using xqt::host::Ref;
 namespace rel = xqt::reliability;
-
-// A scratch folder that the child's backing files are named into.
-class ScratchFolder {
- public:
-  ScratchFolder() {
-    char name[] = "/tmp/xqt-faults-XXXXXX";
-    if (mkdtemp(name) != nullptr) path_ = name;
-  }
-  ~ScratchFolder() {
-    std::error_code ec;
-    std::filesystem::remove_all(path_, ec);
-  }
-  const std::string& path() const { return path_; }
-  int64_t Files() const { return rel::CountEntries(path_.c_str()); }
-
- private:
-  std::string path_;
-};
 
 // In the child: makes a file-mapped RGBA image of width × height named into `folder`, expects it
 // invalid (or valid when `expectValid`), exercises it, and checks what is left. Returns 0 when
@@ -82,16 +65,36 @@ int MappedImageInChild(const std::string& folder, int64_t width, int64_t height,
 }
 
 TEST(FileFaults, SizingTheBackingFileFailsUnderAFileSizeLimit) {
-  ScratchFolder folder;
+  ScratchFolder folder("xqt-faults");
   // 64 rows of 4096 bytes need 256 KiB; the limit allows 64 KiB.
   int status = rel::RunInChild(
-      [&] { return MappedImageInChild(folder.path(), 1024, 64, false, 64 * 1024); });
+      [&] { return MappedImageInChild(folder.Named(), 1024, 64, false, 64 * 1024); });
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(folder.Files(), 0);
+  EXPECT_TRUE(folder.IsEmpty());
+}
+
+// In the child, after a limit is set: a file-mapped image named into `folder` must come out
+// invalid, take a fill without effect and leave no host object or misuse. 0, or a failure code.
+int RefusedImageInChild(Host& host, const std::string& folder, int64_t width, int64_t height) {
+  Ref item = host.NewFolderItem(folder + "/backing");
+  int code = 0;
+  try {
+    Ref image = host.New("PictureXQT", width, height, int64_t{2}, int64_t{0}, item);
+    if (image.Get<bool>("Valid")) code = 2;
+    image.Call("FillRect", int64_t{0x010203}, int64_t{4});
+    image.Call("Close");
+  } catch (const HostException& e) {
+    std::fprintf(stderr, "%s: %s\n", e.className().c_str(), e.message().c_str());
+    code = 5;
+  }
+  item.reset();
+  if (host.LiveObjects() != 0) code = 6;
+  if (!host.ProtocolErrors().empty()) code = 7;
+  return code;
 }
 
 TEST(FileFaults, CreatingTheBackingFileFailsWithoutDescriptors) {
-  ScratchFolder folder;
+  ScratchFolder folder("xqt-faults");
   // The plug-in is loaded first; then no descriptor is left for the backing file.
   int status = rel::RunInChild([&] {
     Host host;
@@ -102,28 +105,15 @@ TEST(FileFaults, CreatingTheBackingFileFailsWithoutDescriptors) {
     rlimit limit{};
     limit.rlim_cur = limit.rlim_max = static_cast<rlim_t>(lowest);
     setrlimit(RLIMIT_NOFILE, &limit);
-    Ref item = host.NewFolderItem(folder.path() + "/backing");
-    int code = 0;
-    try {
-      Ref image = host.New("PictureXQT", int64_t{64}, int64_t{64}, int64_t{2}, int64_t{0}, item);
-      if (image.Get<bool>("Valid")) code = 2;
-      image.Call("FillRect", int64_t{0x010203}, int64_t{4});
-    } catch (const HostException& e) {
-      std::fprintf(stderr, "%s: %s\n", e.className().c_str(), e.message().c_str());
-      code = 5;
-    }
-    item.reset();
-    if (host.LiveObjects() != 0) code = 6;
-    if (!host.ProtocolErrors().empty()) code = 7;
-    return code;
+    return RefusedImageInChild(host, folder.Named(), 64, 64);
   });
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(folder.Files(), 0);
+  EXPECT_TRUE(folder.IsEmpty());
 }
 
 TEST(FileFaults, MappingTheBandFailsUnderAnAddressSpaceLimit) {
   if (rel::UnderAddressSanitizer()) GTEST_SKIP() << "the sanitizer reserves more than the limit";
-  ScratchFolder folder;
+  ScratchFolder folder("xqt-faults");
   // The first band of a 64 MiB image is 16 MiB; 8 MiB of address space beyond what the process
   // already uses cannot hold it.
   int status = rel::RunInChild([&] {
@@ -136,33 +126,18 @@ TEST(FileFaults, MappingTheBandFailsUnderAnAddressSpaceLimit) {
     limit.rlim_cur = limit.rlim_max =
         static_cast<rlim_t>(pages * sysconf(_SC_PAGESIZE) + 8 * 1024 * 1024);
     setrlimit(RLIMIT_AS, &limit);
-    Ref item = host.NewFolderItem(folder.path() + "/backing");
-    int code = 0;
-    try {
-      Ref image =
-          host.New("PictureXQT", int64_t{4096}, int64_t{4096}, int64_t{2}, int64_t{0}, item);
-      if (image.Get<bool>("Valid")) code = 2;
-      image.Call("FillRect", int64_t{0x010203}, int64_t{4});
-      image.Call("Close");
-    } catch (const HostException& e) {
-      std::fprintf(stderr, "%s: %s\n", e.className().c_str(), e.message().c_str());
-      code = 5;
-    }
-    item.reset();
-    if (host.LiveObjects() != 0) code = 6;
-    if (!host.ProtocolErrors().empty()) code = 7;
-    return code;
+    return RefusedImageInChild(host, folder.Named(), 4096, 4096);
   });
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(folder.Files(), 0);
+  EXPECT_TRUE(folder.IsEmpty());
 }
 
 TEST(FileFaults, WithinTheLimitsTheSameImageWorks) {
   // The control: the same child run without a limit gets a valid image and still leaves nothing.
-  ScratchFolder folder;
-  EXPECT_EQ(rel::RunInChild([&] { return MappedImageInChild(folder.path(), 1024, 64, true, 0); }),
+  ScratchFolder folder("xqt-faults");
+  EXPECT_EQ(rel::RunInChild([&] { return MappedImageInChild(folder.Named(), 1024, 64, true, 0); }),
             0);
-  EXPECT_EQ(folder.Files(), 0);
+  EXPECT_TRUE(folder.IsEmpty());
 }
 
 }  // namespace

@@ -37,6 +37,10 @@ class ScratchFolder {
   const std::filesystem::path& path() const { return path_; }
   std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
   bool IsEmpty() const { return std::filesystem::is_empty(path_); }
+  // The folder's path as text, with `name` appended after a slash when given.
+  std::string Named(const std::string& name = "") const {
+    return name.empty() ? path_.string() : (path_ / name).string();
+  }
 
  private:
   std::filesystem::path path_;
