@@ -17,13 +17,14 @@ namespace {
 FileResult Result(int64_t value) { return {value, value < 0 ? errno : 0}; }
 
 // flock locks belong to the open file description, so views' duplicated descriptors share the
-// owner's lock and keep the file claimed while any of them is open.
+// owner's lock and keep the file claimed while any of them is open. False only when another
+// description holds the lock: a file system without locks leaves the file usable, unguarded.
 bool LockExclusively(int descriptor) {
   int result;
   do {
     result = flock(descriptor, LOCK_EX | LOCK_NB);
   } while (result != 0 && errno == EINTR);
-  return result == 0;
+  return result == 0 || errno != EWOULDBLOCK;
 }
 
 }  // namespace
@@ -35,7 +36,7 @@ int OpenBackingFile(const char* path, unsigned permissions, bool* inUse) {
   int descriptor = open(path, O_RDWR | O_CREAT | O_CLOEXEC, static_cast<mode_t>(permissions));
   if (descriptor < 0) return -1;
   if (!LockExclusively(descriptor)) {
-    *inUse = errno == EWOULDBLOCK;
+    *inUse = true;
     close(descriptor);
     return -1;
   }
