@@ -1,9 +1,12 @@
 // End-to-end runs of the built xqt on small files made here with libpng and libjpeg: round trips
 // of every file form, commands checked pixel by pixel against the plug-in's own results (or
 // against values worked out here), and every error case: status, message, nothing written.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <png.h>
+#include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -666,6 +669,65 @@ TEST_F(XqtTool, EveryCommandHasHelp) {
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(help.out.rfind(std::string("usage: xqt ") + command, 0), 0u) << help.out;
   }
+}
+
+// Runs xqt with its standard error on a pseudo-terminal and returns what it drew there.
+std::string RunOnTerminal(const std::vector<std::string>& args) {
+  const int master = posix_openpt(O_RDWR | O_NOCTTY);
+  if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0) return "no terminal";
+  const int terminal = open(ptsname(master), O_RDWR | O_NOCTTY);
+  if (terminal < 0) return "no terminal";
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, terminal, 2);
+  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+  std::vector<std::string> all = {XQT_TOOL_PATH};
+  all.insert(all.end(), args.begin(), args.end());
+  std::vector<char*> argv;
+  for (std::string& a : all) argv.push_back(a.data());
+  argv.push_back(nullptr);
+  pid_t child = -1;
+  const int spawned = posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  close(terminal);
+  std::string drawn;
+  if (spawned == 0) {
+    // Read while it runs, so that a long run never fills the terminal's buffer; the read ends
+    // with an error once the child has closed its side.
+    char buffer[4096];
+    for (ssize_t n; (n = read(master, buffer, sizeof buffer)) > 0;) drawn.append(buffer, n);
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) drawn += "\n(failed)";
+  }
+  close(master);
+  return drawn;
+}
+
+// The progress line needs a terminal and an operation that yields for a while: an oil filter of
+// the largest radius on a picture of a few hundred thousand pixels.
+TEST_F(XqtTool, ProgressIsDrawnOnATerminalOnlyAndNotWithQuiet) {
+  xqt::test::WritePng(Path("in.png"), MakePng(1100, 800, PNG_COLOR_TYPE_RGB, 8, 5));
+  const std::vector<std::string> oil = {
+      "oil", Path("in.png"), Path("out.png"), "--radius", "32", "--levels", "256"};
+  const std::string drawn = RunOnTerminal(oil);
+  EXPECT_EQ(drawn.find("(failed)"), std::string::npos) << drawn;
+  EXPECT_NE(drawn.find("\033[KOilFilter ["), std::string::npos) << drawn;
+  EXPECT_NE(drawn.find(" yields"), std::string::npos) << drawn;
+  // The line is cleared once the operation ends, before the timing is written.
+  EXPECT_NE(drawn.find("\r\033[K"), std::string::npos) << drawn;
+
+  std::vector<std::string> quiet = oil;
+  quiet.push_back("--quiet");
+  const std::string silent = RunOnTerminal(quiet);
+  EXPECT_EQ(silent.find("yields"), std::string::npos) << silent;
+  EXPECT_EQ(silent.find("(failed)"), std::string::npos) << silent;
+
+  // Not a terminal: the same run writes only its timing line.
+  const Result piped = Run(oil);
+  ASSERT_EQ(piped.status, 0) << piped.err;
+  EXPECT_EQ(piped.err.find("yields"), std::string::npos) << piped.err;
+  EXPECT_NE(piped.err.find("OilFilter"), std::string::npos) << piped.err;
 }
 
 TEST_F(XqtTool, DemoWritesItsContactSheetAndTable) {
