@@ -7,40 +7,24 @@
 
 #include <cstdint>
 
+#include "bench_host.h"
 #include "host/emulated_host.h"
-#include "plugin/host_interface.h"
 
 namespace {
 
-using xqt::host::Host;
 using xqt::host::Ref;
 
 constexpr int64_t kWidth = 6000;
 constexpr int64_t kHeight = 4000;
 constexpr int64_t kRGBA = 2;
 
-Host& TheHost() {
-  static Host* host = [] {
-    auto* created = new Host;
-    created->Attach(&REALPluginMain);
-    return created;
-  }();
-  return *host;
-}
-
-Ref NewImage(int64_t width, int64_t height) {
-  Ref image = TheHost().New("PictureXQT", width, height, kRGBA);
-  image.Call("FillRectRandom");
-  return image;
-}
-
 void SetPixels(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * kWidth * kHeight);
 }
 
 void BM_BoxBlur(benchmark::State& state) {
-  Ref image = NewImage(kWidth, kHeight);
-  Ref dest = NewImage(kWidth, kHeight);
+  Ref image = RandomImage(kWidth, kHeight, kRGBA);
+  Ref dest = RandomImage(kWidth, kHeight, kRGBA);
   for (auto _ : state) {
     Ref result = image.Call<Ref>("BoxBlurFilter", dest, static_cast<int64_t>(state.range(0)));
     benchmark::DoNotOptimize(result.get());
@@ -50,8 +34,8 @@ void BM_BoxBlur(benchmark::State& state) {
 BENCHMARK(BM_BoxBlur)->Arg(1)->Arg(10)->Arg(100)->Unit(benchmark::kMillisecond);
 
 void BM_BoxBlurFractional(benchmark::State& state) {
-  Ref image = NewImage(kWidth, kHeight);
-  Ref dest = NewImage(kWidth, kHeight);
+  Ref image = RandomImage(kWidth, kHeight, kRGBA);
+  Ref dest = RandomImage(kWidth, kHeight, kRGBA);
   for (auto _ : state) {
     Ref result = image.Call<Ref>("BoxBlurFractionalFilter", dest, 10.5);
     benchmark::DoNotOptimize(result.get());
@@ -61,9 +45,9 @@ void BM_BoxBlurFractional(benchmark::State& state) {
 BENCHMARK(BM_BoxBlurFractional)->Unit(benchmark::kMillisecond);
 
 void BM_ApplyMatrix3x3(benchmark::State& state) {
-  Ref image = NewImage(kWidth, kHeight);
-  Ref dest = NewImage(kWidth, kHeight);
-  Ref kernel = TheHost().NewIntegerArray({1, 2, 1, 2, 4, 2, 1, 2, 1});
+  Ref image = RandomImage(kWidth, kHeight, kRGBA);
+  Ref dest = RandomImage(kWidth, kHeight, kRGBA);
+  Ref kernel = BenchHost().NewIntegerArray({1, 2, 1, 2, 4, 2, 1, 2, 1});
   for (auto _ : state) {
     Ref result = image.Call<Ref>("ApplyMatrix", dest, kernel);
     benchmark::DoNotOptimize(result.get());
@@ -74,8 +58,8 @@ BENCHMARK(BM_ApplyMatrix3x3)->Unit(benchmark::kMillisecond);
 
 void BM_Oil(benchmark::State& state) {
   constexpr int64_t kOilWidth = 1500, kOilHeight = 1000;
-  Ref image = NewImage(kOilWidth, kOilHeight);
-  Ref dest = NewImage(kOilWidth, kOilHeight);
+  Ref image = RandomImage(kOilWidth, kOilHeight, kRGBA);
+  Ref dest = RandomImage(kOilWidth, kOilHeight, kRGBA);
   for (auto _ : state) {
     Ref result =
         image.Call<Ref>("OilFilter", dest, static_cast<int64_t>(state.range(0)), int64_t{64});
@@ -86,7 +70,7 @@ void BM_Oil(benchmark::State& state) {
 BENCHMARK(BM_Oil)->Arg(2)->Arg(8)->Arg(32)->Unit(benchmark::kMillisecond);
 
 void BM_Rotate30(benchmark::State& state) {
-  Ref image = NewImage(kWidth, kHeight);
+  Ref image = RandomImage(kWidth, kHeight, kRGBA);
   for (auto _ : state) {
     Ref result = image.Call<Ref>("Rotate", 30.0, int64_t{0}, int64_t{0}, int64_t{0}, int64_t{0},
                                  int64_t{0}, int64_t{0}, int64_t{0}, int64_t{0}, int64_t{0});

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "bench_host.h"
 #include "host/emulated_host.h"
 
 namespace {
@@ -17,17 +18,8 @@ using xqt::host::Ref;
 constexpr int64_t kWidth = 6000, kHeight = 4000;
 constexpr int64_t kRGBA = 2, kBGRA = 7, kG = 11, kCMYKA = 24;
 
-Host& TheHost() {
-  static Host* host = [] {
-    auto* h = new Host();
-    h->Load(Host::DefaultPluginPath());
-    return h;
-  }();
-  return *host;
-}
-
 Ref Image(int64_t format) {
-  Ref image = TheHost().New("PictureXQT", kWidth, kHeight, format);
+  Ref image = BenchHost().New("PictureXQT", kWidth, kHeight, format);
   auto* first = static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", int64_t{0}));
   auto size = static_cast<size_t>(image.Get<int64_t>("TotalSize"));
   for (size_t i = 0; i < size; ++i) first[i] = static_cast<uint8_t>(i * 7 + i / 4093);

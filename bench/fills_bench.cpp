@@ -7,54 +7,23 @@
 #include <cstring>
 #include <vector>
 
+#include "bench_host.h"
 #include "host/emulated_host.h"
-#include "plugin/host_interface.h"
 
 namespace {
 
 using xqt::host::Color;
-using xqt::host::Host;
 using xqt::host::Ref;
 
 constexpr int64_t kWidth = 6000;
 constexpr int64_t kHeight = 4000;
 constexpr int64_t kRGBA = 2;
 
-// One host for the whole run, with the plug-in linked in.
-Host& TheHost() {
-  static Host* host = [] {
-    auto* created = new Host;
-    created->Attach(&REALPluginMain);
-    return created;
-  }();
-  return *host;
-}
-
-Ref NewImage() {
-  Ref image = TheHost().New("PictureXQT", kWidth, kHeight, kRGBA);
-  image.Call("FillRectRandom");
-  return image;
-}
-
-int64_t ImageBytes(const Ref& image) {
-  return image.Get<int64_t>("RowSize") * image.Get<int64_t>("Height");
-}
-
-void BM_Memcpy(benchmark::State& state) {
-  Ref image = NewImage();
-  const int64_t bytes = ImageBytes(image);
-  const auto* from = static_cast<const uint8_t*>(image.Call<void*>("RawRowPtr", int64_t{0}));
-  std::vector<uint8_t> to(static_cast<size_t>(bytes), 1);
-  for (auto _ : state) {
-    std::memcpy(to.data(), from, static_cast<size_t>(bytes));
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(state.iterations() * bytes);
-}
+void BM_Memcpy(benchmark::State& state) { MemcpyImage(state, RandomImage(kWidth, kHeight, kRGBA)); }
 
 template <class Operation>
 void Run(benchmark::State& state, Operation operation) {
-  Ref image = NewImage();
+  Ref image = RandomImage(kWidth, kHeight, kRGBA);
   for (auto _ : state) operation(image);
   state.SetBytesProcessed(state.iterations() * ImageBytes(image));
 }

@@ -8,54 +8,23 @@
 #include <memory>
 #include <vector>
 
+#include "bench_host.h"
 #include "host/emulated_host.h"
-#include "plugin/host_interface.h"
 
 namespace {
 
-using xqt::host::Host;
 using xqt::host::Ref;
 
 constexpr int64_t kWidth = 6000;
 constexpr int64_t kHeight = 4000;
 constexpr int64_t kRGBA = 2;
 
-// One host for the whole run, with the plug-in linked in.
-Host& TheHost() {
-  static Host* host = [] {
-    auto* created = new Host;
-    created->Attach(&REALPluginMain);
-    return created;
-  }();
-  return *host;
-}
-
-Ref NewImage(int64_t width, int64_t height) {
-  Ref image = TheHost().New("PictureXQT", width, height, kRGBA);
-  image.Call("FillRectRandom");
-  return image;
-}
-
-int64_t ImageBytes(const Ref& image) {
-  return image.Get<int64_t>("RowSize") * image.Get<int64_t>("Height");
-}
-
-void BM_Memcpy(benchmark::State& state) {
-  Ref image = NewImage(kWidth, kHeight);
-  const int64_t bytes = ImageBytes(image);
-  const auto* from = static_cast<const uint8_t*>(image.Call<void*>("RawRowPtr", int64_t{0}));
-  std::vector<uint8_t> to(static_cast<size_t>(bytes), 1);
-  for (auto _ : state) {
-    std::memcpy(to.data(), from, static_cast<size_t>(bytes));
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(state.iterations() * bytes);
-}
+void BM_Memcpy(benchmark::State& state) { MemcpyImage(state, RandomImage(kWidth, kHeight, kRGBA)); }
 
 // A turn into a destination made once, so the timing holds no allocation.
 void TurnInto(benchmark::State& state, const char* name, bool quarter) {
-  Ref image = NewImage(kWidth, kHeight);
-  Ref dest = quarter ? NewImage(kHeight, kWidth) : NewImage(kWidth, kHeight);
+  Ref image = RandomImage(kWidth, kHeight, kRGBA);
+  Ref dest = quarter ? RandomImage(kHeight, kWidth, kRGBA) : RandomImage(kWidth, kHeight, kRGBA);
   for (auto _ : state) {
     Ref result = image.Call<Ref>(name, dest);
     benchmark::DoNotOptimize(result.get());
@@ -64,7 +33,7 @@ void TurnInto(benchmark::State& state, const char* name, bool quarter) {
 }
 
 void InPlace(benchmark::State& state, const char* name) {
-  Ref image = NewImage(kWidth, kHeight);
+  Ref image = RandomImage(kWidth, kHeight, kRGBA);
   for (auto _ : state) image.Call(name);
   state.SetBytesProcessed(state.iterations() * ImageBytes(image));
 }

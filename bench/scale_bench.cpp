@@ -11,6 +11,7 @@
 #include <tuple>
 #include <vector>
 
+#include "bench_host.h"
 #include "host/emulated_host.h"
 #include "image/image_class_data.h"
 #include "plugin/plugin_main.h"
@@ -19,19 +20,9 @@
 
 namespace {
 
-using xqt::host::Host;
 using xqt::host::Ref;
 
 constexpr int64_t kRGB = 1, kRGBA = 2, kG = 11;
-
-Host& TheHost() {
-  static Host* host = [] {
-    auto* h = new Host();
-    h->Attach(&REALPluginMain);
-    return h;
-  }();
-  return *host;
-}
 
 void Paint(ImageClassData* image) {
   std::mt19937 random(1234);
@@ -54,7 +45,7 @@ Ref& Source(int64_t width, int64_t height, int64_t format) {
   static std::map<std::tuple<int64_t, int64_t, int64_t>, Ref> cache;
   Ref& ref = cache[{width, height, format}];
   if (!ref) {
-    ref = TheHost().New("PictureXQT", width, height, format);
+    ref = BenchHost().New("PictureXQT", width, height, format);
     Paint(ImageData(ref.get()));
   }
   return ref;
@@ -64,8 +55,8 @@ void Workload(benchmark::State& state, int64_t format, int64_t sw, int64_t sh, i
               int64_t dh, int64_t mode) {
   const int64_t threads = state.range(0);
   Ref& source = Source(sw, sh, format);
-  Ref dest = TheHost().New("PictureXQT", dw, dh, format);
-  Ref temp = TheHost().New("PictureXQT", dw, sh, format == kG ? int64_t{33} : int64_t{36});
+  Ref dest = BenchHost().New("PictureXQT", dw, dh, format);
+  Ref temp = BenchHost().New("PictureXQT", dw, sh, format == kG ? int64_t{33} : int64_t{36});
   for (auto _ : state) {
     bool ok = PictureScaleXQTMT(ImageData(dest.get()), threads, ImageData(source.get()), temp.get(),
                                 mode, dw, dh);
@@ -95,7 +86,7 @@ void Register(const char* name, void (*fn)(benchmark::State&)) {
 // ScaleFast of W1's sizes, and a memcpy of the destination's bytes plus the source rows read.
 void FastW1(benchmark::State& state) {
   Ref& source = Source(6000, 4000, kRGBA);
-  Ref dest = TheHost().New("PictureXQT", 1500, 1000, kRGBA);
+  Ref dest = BenchHost().New("PictureXQT", 1500, 1000, kRGBA);
   for (auto _ : state) {
     benchmark::DoNotOptimize(
         ScalePictureFast(ImageData(dest.get()), ImageData(source.get()), 1500, 1000));
