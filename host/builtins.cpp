@@ -74,12 +74,12 @@ void BlockConstructor(REALobject object, int64_t size) {
   SizeBlock(*CurrentImpl(), *p, size);
 }
 
-int64_t BlockSizeGet(REALobject object, intptr_t) {
+int64_t BlockSizeGet(REALobject object, int64_t) {
   Payload* p = BlockOf(object, "MemoryBlock.Size");
   return p ? p->size : 0;
 }
 
-void BlockSizeSet(REALobject object, intptr_t, int64_t size) {
+void BlockSizeSet(REALobject object, int64_t, int64_t size) {
   Payload* p = BlockOf(object, "MemoryBlock.Size");
   if (p == nullptr) return;
   if (!p->owned && p->data != nullptr) {
@@ -90,14 +90,14 @@ void BlockSizeSet(REALobject object, intptr_t, int64_t size) {
   SizeBlock(*CurrentImpl(), *p, size);
 }
 
-REALstring TextGet(REALobject object, intptr_t) {
+REALstring TextGet(REALobject object, int64_t) {
   Payload* p = TextOf(object, "text property");
   if (p == nullptr) return nullptr;
   CurrentImpl()->LockString(p->text);
   return p->text;
 }
 
-void TextSet(REALobject object, intptr_t, REALstring value) {
+void TextSet(REALobject object, int64_t, REALstring value) {
   Payload* p = TextOf(object, "text property");
   if (p == nullptr) return;
   Host::Impl* impl = CurrentImpl();
@@ -108,12 +108,12 @@ void TextSet(REALobject object, intptr_t, REALstring value) {
 
 void TextConstructor(REALobject object, REALstring value) { TextSet(object, 0, value); }
 
-int64_t NumberGet(REALobject object, intptr_t) {
+int64_t NumberGet(REALobject object, int64_t) {
   Payload* p = TextOf(object, "ErrorNumber");
   return p ? p->number : 0;
 }
 
-void NumberSet(REALobject object, intptr_t, int64_t value) {
+void NumberSet(REALobject object, int64_t, int64_t value) {
   if (Payload* p = TextOf(object, "ErrorNumber")) p->number = value;
 }
 
@@ -123,55 +123,37 @@ int64_t LenB(REALstring string) {
   return s ? static_cast<int64_t>(s->bytes.size()) : 0;
 }
 
-template <class F>
-void* Fn(F* function) {
-  return reinterpret_cast<void*>(function);
-}
-
 REALproperty gBlockProperties[] = {
-    {"", "Size", "Integer", 0, Fn(&BlockSizeGet), Fn(&BlockSizeSet), 0},
+    HostProperty("Size", "Integer", &BlockSizeGet, &BlockSizeSet),
 };
 REALmethodDefinition gBlockMethods[] = {
-    {Fn(&BlockConstructor), nullptr, "Constructor(bytes as Integer)", 0},
+    HostMethod(&BlockConstructor, "Constructor(bytes as Integer)"),
 };
 REALproperty gExceptionProperties[] = {
-    {"", "Message", "String", 0, Fn(&TextGet), Fn(&TextSet), 0},
-    {"", "ErrorNumber", "Integer", 0, Fn(&NumberGet), Fn(&NumberSet), 0},
+    HostProperty("Message", "String", &TextGet, &TextSet),
+    HostProperty("ErrorNumber", "Integer", &NumberGet, &NumberSet),
 };
 REALmethodDefinition gExceptionMethods[] = {
-    {Fn(&TextConstructor), nullptr, "Constructor(message as String)", 0},
+    HostMethod(&TextConstructor, "Constructor(message as String)"),
 };
 REALproperty gFolderProperties[] = {
-    {"", "NativePath", "String", 0, Fn(&TextGet), Fn(&TextSet), 0},
+    HostProperty("NativePath", "String", &TextGet, &TextSet),
 };
 REALmethodDefinition gFolderMethods[] = {
-    {Fn(&TextConstructor), nullptr, "Constructor(path as String)", 0},
+    HostMethod(&TextConstructor, "Constructor(path as String)"),
 };
 
-REALclassDefinition Define(const char* name, const char* superName,
-                           REALproperty* properties = nullptr, uint32_t propertyCount = 0,
-                           REALmethodDefinition* methods = nullptr, uint32_t methodCount = 0) {
-  REALclassDefinition def{};
-  def.name = name;
-  def.superName = superName;
-  def.properties = properties;
-  def.propertyCount = propertyCount;
-  def.methods = methods;
-  def.methodCount = methodCount;
-  return def;
-}
-
 REALclassDefinition gBuiltins[] = {
-    Define("MemoryBlock", nullptr, gBlockProperties, 1, gBlockMethods, 1),
-    Define("RuntimeException", nullptr, gExceptionProperties, 2, gExceptionMethods, 1),
-    Define("NilObjectException", "RuntimeException"),
-    Define("UnsupportedOperationException", "RuntimeException"),
-    Define("OutOfBoundsException", "RuntimeException"),
-    Define("OutOfMemoryException", "RuntimeException"),
-    Define("FolderItem", nullptr, gFolderProperties, 1, gFolderMethods, 1),
-    Define("Integer()", nullptr),
-    Define("String()", nullptr),
-    Define("Object()", nullptr),
+    HostClass("MemoryBlock", nullptr, gBlockProperties, 1, gBlockMethods, 1),
+    HostClass("RuntimeException", nullptr, gExceptionProperties, 2, gExceptionMethods, 1),
+    HostClass("NilObjectException", "RuntimeException"),
+    HostClass("UnsupportedOperationException", "RuntimeException"),
+    HostClass("OutOfBoundsException", "RuntimeException"),
+    HostClass("OutOfMemoryException", "RuntimeException"),
+    HostClass("FolderItem", nullptr, gFolderProperties, 1, gFolderMethods, 1),
+    HostClass("Integer()", nullptr),
+    HostClass("String()", nullptr),
+    HostClass("Object()", nullptr),
 };
 
 }  // namespace
@@ -181,9 +163,9 @@ void Host::Impl::RegisterBuiltins() {
   Find("MemoryBlock")->payload = PayloadKind::Block;
   Find("RuntimeException")->payload = PayloadKind::Exception;
   Find("FolderItem")->payload = PayloadKind::Folder;
-  const std::pair<const char*, int32_t> arrays[] = {{"Integer()", kREALArrayInteger},
-                                                    {"String()", kREALArrayString},
-                                                    {"Object()", kREALArrayObject}};
+  const std::pair<const char*, int32_t> arrays[] = {{"Integer()", kREALArrayOfInteger},
+                                                    {"String()", kREALArrayOfString},
+                                                    {"Object()", kREALArrayOfObject}};
   for (const auto& [name, type] : arrays) {
     ClassRec* cls = Find(name);
     cls->payload = PayloadKind::Array;
@@ -192,8 +174,24 @@ void Host::Impl::RegisterBuiltins() {
   RegisterPictureClasses(*this);
 }
 
+REALclassDefinition HostClass(const char* name, const char* superName, REALproperty* properties,
+                              size_t propertyCount, REALmethodDefinition* methods,
+                              size_t methodCount) {
+  REALclassDefinition def{};
+  def.version = 13;
+  def.name = name;
+  def.superName = superName;
+  def.properties = properties;
+  def.propertyCount = propertyCount;
+  def.methods = methods;
+  def.methodCount = methodCount;
+  return def;
+}
+
 void* GlobalMethod(std::string_view declaration) {
-  if (Squeeze(declaration) == Squeeze("LenB(s as string) as integer")) return Fn(&LenB);
+  if (Squeeze(declaration) == Squeeze("LenB(s as string) as integer")) {
+    return reinterpret_cast<void*>(&LenB);
+  }
   return nullptr;
 }
 

@@ -103,14 +103,20 @@ size_t FieldSize(Kind kind) {
   }
 }
 
+// Instance accessors get the instance and the entry's param; shared ones get neither.
 template <class T>
-T Getter(void* fn, REALobject self, intptr_t param) {
-  return reinterpret_cast<T (*)(REALobject, intptr_t)>(fn)(self, param);
+T Getter(REALproc fn, REALobject self, int64_t param) {
+  if (self == nullptr) return reinterpret_cast<T (*)()>(fn)();
+  return reinterpret_cast<T (*)(REALobject, int64_t)>(fn)(self, param);
 }
 
 template <class T>
-void Setter(void* fn, REALobject self, intptr_t param, T value) {
-  reinterpret_cast<void (*)(REALobject, intptr_t, T)>(fn)(self, param, value);
+void Setter(REALproc fn, REALobject self, int64_t param, T value) {
+  if (self == nullptr) {
+    reinterpret_cast<void (*)(T)>(fn)(value);
+  } else {
+    reinterpret_cast<void (*)(REALobject, int64_t, T)>(fn)(self, param, value);
+  }
 }
 
 template <class T>
@@ -137,9 +143,9 @@ bool Host::Impl::FindProperty(Object* object, ClassRec* cls, bool shared, std::s
     const REALclassDefinition* def = c->def;
     if (def == nullptr) continue;
     const REALproperty* props = shared ? def->sharedProperties : def->properties;
-    uint32_t count = shared ? def->sharedPropertyCount : def->propertyCount;
+    size_t count = shared ? def->sharedPropertyCount : def->propertyCount;
     if (props == nullptr) continue;
-    for (uint32_t i = 0; i < count; ++i) {
+    for (size_t i = 0; i < count; ++i) {
       if (props[i].name == nullptr || !SameName(PropertyName(props[i]), name)) continue;
       out.entry = &props[i];
       out.type = ClassifyType(props[i].type ? props[i].type : "");
@@ -162,15 +168,15 @@ bool Host::Impl::ReadProperty(const PropertyRef& prop, Kind want, Value& out, st
     why = "property " + name + " is " + KindName(kind) + ", not " + KindName(want);
     return false;
   }
-  void* getter = prop.entry->getter;
+  REALproc getter = prop.entry->getter;
   if (getter == nullptr) {
     why = "property " + name + " cannot be read";
     return false;
   }
   out = Value{};
   out.kind = kind;
-  intptr_t param = prop.entry->param;
-  if (getter == REALstandardGetter) {
+  int64_t param = prop.entry->param;
+  if (getter == REALstandardGetter()) {
     if (prop.object == nullptr) {
       why = "shared property " + name + " has the standard accessor but no instance data";
       return false;
@@ -219,7 +225,7 @@ bool Host::Impl::ReadProperty(const PropertyRef& prop, Kind want, Value& out, st
       out.i = Getter<int32_t>(getter, self, param);
       break;
     case Kind::Boolean:
-      out.b = Getter<bool>(getter, self, param);
+      out.b = Getter<RBBoolean>(getter, self, param) != 0;
       break;
     case Kind::Double:
       out.d = Getter<double>(getter, self, param);
@@ -262,13 +268,13 @@ bool Host::Impl::WriteProperty(const PropertyRef& prop, const Value& value, std:
     why = "not a live host string";
     return false;
   }
-  void* setter = prop.entry->setter;
+  REALproc setter = prop.entry->setter;
   if (setter == nullptr) {
     why = "property " + name + " is read-only";
     return false;
   }
-  intptr_t param = prop.entry->param;
-  if (setter == REALstandardSetter) {
+  int64_t param = prop.entry->param;
+  if (setter == REALstandardSetter()) {
     if (prop.object == nullptr) {
       why = "shared property " + name + " has the standard accessor but no instance data";
       return false;
@@ -323,7 +329,7 @@ bool Host::Impl::WriteProperty(const PropertyRef& prop, const Value& value, std:
       Setter<int32_t>(setter, self, param, static_cast<int32_t>(value.i));
       break;
     case Kind::Boolean:
-      Setter<bool>(setter, self, param, value.b);
+      Setter<RBBoolean>(setter, self, param, value.b ? 1 : 0);
       break;
     case Kind::Double:
       Setter<double>(setter, self, param, value.d);
@@ -384,7 +390,7 @@ Target Resolve(Lookup lookup, REALobject self, std::string_view className, std::
     if (matches.empty()) continue;  // an ancestor may declare it
     const ClassInfo::Member& m = *matches.front();
     Target target;
-    target.function = setter ? m.entry->setterFunction : m.entry->function;
+    target.function = reinterpret_cast<void*>(setter ? m.entry->setterFunction : m.entry->function);
     for (size_t i = 0; i < m.declaration.params.size() && i < 64; ++i) {
       if (ClassifyType(m.declaration.params[i].type).kind == Kind::Int32) {
         target.int32Mask |= uint64_t{1} << i;
@@ -442,7 +448,7 @@ std::vector<std::string> TakeStringArray(REALobject array) {
   std::vector<std::string> out;
   if (array == nullptr) return out;
   Payload* p = h.PayloadOf(array, PayloadKind::Array, "String() result");
-  bool ok = p != nullptr && p->arrayType == kREALArrayString;
+  bool ok = p != nullptr && p->arrayType == kREALArrayOfString;
   if (ok) {
     for (REALstring s : p->strings) {
       out.emplace_back();

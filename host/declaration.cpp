@@ -221,40 +221,18 @@ const char* KindName(Kind kind) {
 }  // namespace xqt::host
 
 namespace xqt::host {
-namespace {
-
-// Splits "Attributes( Hidden ) Name" into the attribute text and the name.
-void SplitAttributes(const char* registered, std::string_view* attributes, std::string_view* name) {
-  std::string_view text = registered ? registered : "";
-  *attributes = {};
-  *name = text;
-  constexpr std::string_view kWord = "Attributes(";
-  if (text.size() < kWord.size() || !SameName(text.substr(0, kWord.size()), kWord)) return;
-  size_t close = text.find(')');
-  if (close == std::string_view::npos) return;
-  std::string_view inside = text.substr(kWord.size(), close - kWord.size());
-  std::string_view rest = text.substr(close + 1);
-  auto trim = [](std::string_view v) {
-    while (!v.empty() && v.front() == ' ') v.remove_prefix(1);
-    while (!v.empty() && v.back() == ' ') v.remove_suffix(1);
-    return v;
-  };
-  *attributes = trim(inside);
-  *name = trim(rest);
-}
-
-}  // namespace
 
 std::string_view PropertyName(const REALproperty& property) {
-  std::string_view attributes, name;
-  SplitAttributes(property.name, &attributes, &name);
-  return name;
+  return property.name != nullptr ? std::string_view(property.name) : std::string_view();
 }
 
-std::string_view PropertyAttributes(const REALproperty& property) {
-  std::string_view attributes, name;
-  SplitAttributes(property.name, &attributes, &name);
-  return attributes;
+bool IsHidden(const REALproperty& property) {
+  if (property.attributes == nullptr) return false;
+  for (size_t i = 0; i < property.attributeCount; ++i) {
+    const char* name = property.attributes[i].mName;
+    if (name != nullptr && SameName(name, "Hidden")) return true;
+  }
+  return false;
 }
 
 }  // namespace xqt::host

@@ -102,17 +102,17 @@ struct Declaration {
   static Declaration Parse(std::string_view text);
 };
 
-// A property's name without the attribute list it may be registered with, and that list:
-// "Attributes( Hidden ) Debugging" is the property "Debugging" with the attributes "Hidden".
+// A property's name, and whether its attribute list holds "Hidden", which keeps it out of the
+// host's lists.
 std::string_view PropertyName(const REALproperty& property);
-std::string_view PropertyAttributes(const REALproperty& property);
+bool IsHidden(const REALproperty& property);
 
 // What the host knows of a registered plug-in class.
 struct ClassInfo {
   std::string name;
   std::string superName;
   const REALclassDefinition* definition = nullptr;  // null for host and test classes
-  uint32_t dataOffset = 0;
+  int64_t dataOffset = 0;
   uint32_t controlVersion = 0;
   struct Member {
     Declaration declaration;
@@ -160,6 +160,8 @@ class Host {
 
   // What the plug-in registered.
   int32_t RegisteredPluginVersion() const;  // argument of RegisterPluginVersion, -1 when not called
+  // Names the plug-in asked the resolver for that the host does not have, in order of asking.
+  std::vector<std::string> UnknownEntryPoints() const;
   const ClassInfo* FindClass(std::string_view name) const;
   std::vector<const ClassInfo*> PluginClasses() const;  // in registration order
 

@@ -135,7 +135,7 @@ template <class T>
 auto ToC(T&& value, TextArgs& texts) {
   using B = Bare<T>;
   if constexpr (std::is_same_v<B, bool>) {
-    return static_cast<bool>(value);
+    return static_cast<RBBoolean>(value ? 1 : 0);
   } else if constexpr (kIsInteger<T>) {
     return static_cast<int64_t>(value);
   } else if constexpr (std::is_floating_point_v<B>) {
@@ -168,7 +168,7 @@ auto ToC(T&& value, TextArgs& texts) {
 template <class V>
 constexpr Kind KindOfC() {
   if constexpr (std::is_same_v<V, int64_t>) return Kind::Integer;
-  if constexpr (std::is_same_v<V, bool>) return Kind::Boolean;
+  if constexpr (std::is_same_v<V, RBBoolean>) return Kind::Boolean;
   if constexpr (std::is_same_v<V, double>) return Kind::Double;
   if constexpr (std::is_same_v<V, uint32_t>) return Kind::Color;
   if constexpr (std::is_same_v<V, REALstring>) return Kind::String;
@@ -293,7 +293,7 @@ R CallAndConvert(const Target& target, REALobject self, Tuple& values) {
         CallC<int32_t, false, L>(target, self, values);
         break;
       case Kind::Boolean:
-        CallC<bool, false, L>(target, self, values);
+        CallC<RBBoolean, false, L>(target, self, values);
         break;
       case Kind::Double:
         CallC<double, false, L>(target, self, values);
@@ -316,7 +316,7 @@ R CallAndConvert(const Target& target, REALobject self, Tuple& values) {
     }
     AfterCall();
   } else if constexpr (std::is_same_v<B, bool>) {
-    bool result = CallC<bool, true, L>(target, self, values);
+    bool result = CallC<RBBoolean, true, L>(target, self, values) != 0;
     AfterCall();
     return result;
   } else if constexpr (kIsInteger<B>) {
@@ -409,7 +409,7 @@ void SetFrom(REALobject self, std::string_view className, std::string_view name,
   Value v;
   v.kind = KindOfC<decltype(c)>();
   if constexpr (std::is_same_v<decltype(c), int64_t>) v.i = c;
-  if constexpr (std::is_same_v<decltype(c), bool>) v.b = c;
+  if constexpr (std::is_same_v<decltype(c), RBBoolean>) v.b = c != 0;
   if constexpr (std::is_same_v<decltype(c), double>) v.d = c;
   if constexpr (std::is_same_v<decltype(c), uint32_t>) v.c = c;
   if constexpr (std::is_same_v<decltype(c), void*>) v.p = c;

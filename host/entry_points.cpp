@@ -27,13 +27,13 @@ double GetRBVersion() {
   return h ? h->options.version : 0.0;
 }
 
-void RegisterPluginVersion(int32_t version) {
+void RegisterPluginVersion(int version) {
   if (Host::Impl* h = Enter("RegisterPluginVersion")) h->pluginVersion = version;
 }
 
-bool InRuntime() {
+RBBoolean InRuntime() {
   Host::Impl* h = Enter("REALinRuntime");
-  return h ? h->options.inRuntime : true;
+  return h == nullptr || h->options.inRuntime ? 1 : 0;
 }
 
 void PluginRegisterClass(REALclassDefinition* definition) {
@@ -56,14 +56,30 @@ REALobject NewInstance(const char* className) {
   return h->NewInstance(h->Find(className));
 }
 
-bool ObjectIsA(REALobject object, const char* className) {
-  Host::Impl* h = Enter("REALObjectIsA");
-  if (h == nullptr || className == nullptr) return false;
-  if (object != nullptr && h->Live(object, "REALObjectIsA") == nullptr) return false;
-  return h->IsA(object, className);
+// A class reference is the host's record of the class; anything else (the application kinds
+// that pluginObjectType also answers) is no class of an object.
+ClassRec* ClassOf(Host::Impl* h, REALclassRef classRef) {
+  for (const auto& cls : h->classes) {
+    if (reinterpret_cast<REALclassRef>(cls.get()) == classRef) return cls.get();
+  }
+  return nullptr;
 }
 
-void* LoadObjectMethod(REALobject object, const char* declaration) {
+RBBoolean ObjectIsa(REALobject object, REALclassRef classRef) {
+  Host::Impl* h = Enter("RuntimeObjectIsa");
+  if (h == nullptr || object == nullptr) return 0;
+  ClassRec* cls = ClassOf(h, classRef);
+  Object* o = h->Live(object, "RuntimeObjectIsa");
+  if (cls == nullptr || o == nullptr) return 0;
+  return h->Derives(o->cls, cls->info.name) ? 1 : 0;
+}
+
+REALobject CreateInstance(REALclassRef classRef) {
+  Host::Impl* h = Enter("CreateInstance");
+  return h ? h->NewInstance(ClassOf(h, classRef)) : nullptr;
+}
+
+REALproc LoadObjectMethod(REALobject object, const char* declaration) {
   Host::Impl* h = Enter("REALLoadObjectMethod");
   Object* o = h ? h->Live(object, "REALLoadObjectMethod") : nullptr;
   if (o == nullptr || declaration == nullptr) return nullptr;
@@ -79,45 +95,49 @@ void* LoadObjectMethod(REALobject object, const char* declaration) {
   return nullptr;
 }
 
-void* LoadGlobalMethod(const char*, const char* declaration) {
+REALproc LoadGlobalMethod(const char*, const char* declaration) {
   if (Enter("REALLoadGlobalMethod") == nullptr || declaration == nullptr) return nullptr;
-  return GlobalMethod(declaration);
+  return reinterpret_cast<REALproc>(GlobalMethod(declaration));
 }
 
-void* GetEventInstance(REALobject object, const REALevent* event) {
-  Host::Impl* h = Enter("REALGetEventInstance");
-  Object* o = h ? h->Live(object, "REALGetEventInstance") : nullptr;
-  if (o == nullptr || event == nullptr) return nullptr;
+REALproc GetEventInstance(REALobject object, int64_t eventIndex) {
+  Host::Impl* h = Enter("GetEventInstance");
+  Object* o = h ? h->Live(object, "GetEventInstance") : nullptr;
+  if (o == nullptr) return nullptr;
+  int64_t place = eventIndex - Host::Impl::kEventIndexBase;
+  if (place < 0 || place >= static_cast<int64_t>(h->events.size())) {
+    h->Complain("GetEventInstance: " + std::to_string(eventIndex) +
+                " is no event index this host handed out");
+    return nullptr;
+  }
+  const REALevent* event = h->events[static_cast<size_t>(place)];
   std::vector<ClassRec*> chain = h->Chain(o->cls);
-  std::string name;
+  bool ofThisClass = false;
   for (ClassRec* c : chain) {
     const REALclassDefinition* def = c->def;
-    if (def == nullptr || def->events == nullptr) continue;
-    // Compared as addresses: the event must be an entry of this class's own array.
-    auto at = reinterpret_cast<uintptr_t>(event);
-    auto first = reinterpret_cast<uintptr_t>(def->events);
-    if (at >= first && at < first + def->eventCount * sizeof(REALevent) &&
-        (at - first) % sizeof(REALevent) == 0) {
-      if (event->declaration == nullptr) break;
-      try {
-        name = Declaration::Parse(event->declaration).name;
-      } catch (const std::invalid_argument& e) {
-        h->Complain(std::string("REALGetEventInstance: ") + e.what());
-      }
-      break;
+    if (def != nullptr && def->events != nullptr && event >= def->events &&
+        event < def->events + def->eventCount) {
+      ofThisClass = true;
     }
   }
-  if (name.empty()) {
-    h->Complain("REALGetEventInstance: the event is not one of class " + o->cls->info.name);
+  if (!ofThisClass) {
+    h->Complain("GetEventInstance: the event is not one of class " + o->cls->info.name);
+    return nullptr;
+  }
+  std::string name;
+  try {
+    name = Declaration::Parse(event->declaration).name;
+  } catch (const std::invalid_argument& e) {
+    h->Complain(std::string("GetEventInstance: ") + e.what());
     return nullptr;
   }
   for (ClassRec* c : chain) {
     for (const auto& [implemented, fn] : c->info.eventImplementations) {
-      if (SameName(implemented, name)) return fn;
+      if (SameName(implemented, name)) return reinterpret_cast<REALproc>(fn);
     }
     const REALclassDefinition* def = c->def;
     if (def != nullptr && def->eventInstances != nullptr) {
-      for (uint32_t i = 0; i < def->eventInstanceCount; ++i) {
+      for (size_t i = 0; i < def->eventInstanceCount; ++i) {
         const REALeventInstance& ei = def->eventInstances[i];
         if (ei.name != nullptr && SameName(ei.name, name)) return ei.implementation;
       }
@@ -173,32 +193,42 @@ bool WriteTyped(const char* entry, REALobject object, const char* name, T value)
   return WriteProp(entry, object, name, v);
 }
 
-bool GetInteger(REALobject object, const char* name, RBInteger* value) {
-  return ReadTyped<Kind::Integer, &Value::i>("REALGetPropValueInteger", object, name, value);
+RBBoolean GetInteger(REALobject object, const char* name, int64_t* value) {
+  return ReadTyped<Kind::Integer, &Value::i>("REALGetPropValueInteger", object, name, value) ? 1
+                                                                                             : 0;
 }
-bool SetInteger(REALobject object, const char* name, RBInteger value) {
-  return WriteTyped<Kind::Integer, &Value::i>("REALSetPropValueInteger", object, name, value);
+RBBoolean SetInteger(REALobject object, const char* name, int64_t value) {
+  return WriteTyped<Kind::Integer, &Value::i>("REALSetPropValueInteger", object, name, value) ? 1
+                                                                                              : 0;
 }
-bool GetBool(REALobject object, const char* name, RBBoolean* value) {
-  return ReadTyped<Kind::Boolean, &Value::b>("REALGetPropValueBool", object, name, value);
+RBBoolean GetBool(REALobject object, const char* name, RBBoolean* value) {
+  bool read = false;
+  if (value == nullptr ||
+      !ReadTyped<Kind::Boolean, &Value::b>("REALGetPropValueBool", object, name, &read)) {
+    return 0;
+  }
+  *value = read ? 1 : 0;
+  return 1;
 }
-bool SetBool(REALobject object, const char* name, RBBoolean value) {
-  return WriteTyped<Kind::Boolean, &Value::b>("REALSetPropValueBool", object, name, value);
+RBBoolean SetBoolean(REALobject object, const char* name, RBBoolean value) {
+  return WriteTyped<Kind::Boolean, &Value::b>("REALSetPropValueBoolean", object, name, value != 0)
+             ? 1
+             : 0;
 }
-bool GetDouble(REALobject object, const char* name, RBDouble* value) {
-  return ReadTyped<Kind::Double, &Value::d>("REALGetPropValueDouble", object, name, value);
+long GetDouble(REALobject object, const char* name, double* value) {
+  return ReadTyped<Kind::Double, &Value::d>("REALGetPropValueDouble", object, name, value) ? 1 : 0;
 }
-bool GetString(REALobject object, const char* name, REALstring* value) {
-  return ReadTyped<Kind::String, &Value::s>("REALGetPropValueString", object, name, value);
+long GetString(REALobject object, const char* name, REALstring* value) {
+  return ReadTyped<Kind::String, &Value::s>("REALGetPropValueString", object, name, value) ? 1 : 0;
 }
-bool SetString(REALobject object, const char* name, REALstring value) {
-  return WriteTyped<Kind::String, &Value::s>("REALSetPropValueString", object, name, value);
+RBBoolean SetString(REALobject object, const char* name, REALstring value) {
+  return WriteTyped<Kind::String, &Value::s>("REALSetPropValueString", object, name, value) ? 1 : 0;
 }
-bool GetObject(REALobject object, const char* name, REALobject* value) {
-  return ReadTyped<Kind::Object, &Value::o>("REALGetPropValueObject", object, name, value);
+long GetObject(REALobject object, const char* name, REALobject* value) {
+  return ReadTyped<Kind::Object, &Value::o>("REALGetPropValueObject", object, name, value) ? 1 : 0;
 }
-bool SetObject(REALobject object, const char* name, REALobject value) {
-  return WriteTyped<Kind::Object, &Value::o>("REALSetPropValueObject", object, name, value);
+RBBoolean SetObject(REALobject object, const char* name, REALobject value) {
+  return WriteTyped<Kind::Object, &Value::o>("REALSetPropValueObject", object, name, value) ? 1 : 0;
 }
 
 // --- Exceptions ----------------------------------------------------------------------------
@@ -207,19 +237,16 @@ void RaiseException(REALobject exception) {
   if (Host::Impl* h = Enter("RuntimeRaiseException")) h->Raise(exception);
 }
 
-bool CallWithExceptionHandler(void (*function)(void* context), void* context) {
+// The exception raised inside is handed to the caller with the reference the pending slot held.
+REALobject CallWithExceptionHandler(void (*function)(void* context), void* context) {
   Host::Impl* h = Enter("PluginCallFunctionWithExceptionHandler");
-  if (h == nullptr || function == nullptr) return false;
+  if (h == nullptr || function == nullptr) return nullptr;
   REALobject before = h->pending;
-  int64_t raised = h->raised;
+  h->pending = nullptr;
   function(context);
-  if (h->raised == raised) return false;
-  if (h->pending != before) {
-    REALobject caught = h->pending;
-    h->pending = before;
-    h->Unlock(caught);
-  }
-  return true;
+  REALobject caught = h->pending;
+  h->pending = before;
+  return caught;
 }
 
 // --- Strings -------------------------------------------------------------------------------
@@ -232,22 +259,22 @@ void UnlockString(REALstring string) {
   if (Host::Impl* h = Enter("REALUnlockString")) h->UnlockString(string);
 }
 
-REALstring Build(const char* entry, const void* bytes, int32_t length, uint32_t encoding) {
+REALstring Build(const char* entry, const char* bytes, int length, uint32_t encoding) {
   Host::Impl* h = Enter(entry);
   if (h == nullptr) return nullptr;
   if (length < 0 || (bytes == nullptr && length > 0)) {
     h->Complain(std::string(entry) + ": no bytes or a negative length");
     return nullptr;
   }
-  std::string text(length > 0 ? static_cast<const char*>(bytes) : "", static_cast<size_t>(length));
+  std::string text(length > 0 ? bytes : "", static_cast<size_t>(length));
   return h->MakeString(std::move(text), encoding);
 }
 
-REALstring BuildString(const void* bytes, int32_t length) {
+REALstring BuildString(const char* bytes, int length) {
   return Build("REALBuildString", bytes, length, kREALEncodingMacRoman);
 }
 
-REALstring BuildStringWithEncoding(const void* bytes, int32_t length, uint32_t encoding) {
+REALstring BuildStringWithEncoding(const char* bytes, int length, uint32_t encoding) {
   return Build("REALBuildStringWithEncoding", bytes, length, encoding);
 }
 
@@ -277,38 +304,43 @@ REALstring ConvertString(REALstring string, uint32_t encoding) {
   return h->MakeString(std::move(out), encoding);
 }
 
-bool GetStringData(REALstring string, uint32_t encoding, const void** data, int64_t* length) {
+// The bytes handed out live in the host's table until they are disposed; private1 names them.
+RBBoolean GetStringData(REALstring string, uint32_t encoding, REALstringData* out) {
   Host::Impl* h = Enter("PluginGetStringData");
-  if (h == nullptr || data == nullptr || length == nullptr) return false;
+  if (h == nullptr || out == nullptr) return 0;
+  *out = REALstringData{};
   auto copy = std::make_unique<std::string>();
   if (string != nullptr) {
     StringRec* s = h->LiveString(string, "PluginGetStringData");
-    if (s == nullptr) return false;
+    if (s == nullptr) return 0;
     if (s->encoding == encoding) {
       *copy = s->bytes;
     } else if (!ConvertEncoding(s->bytes, s->encoding, encoding, *copy)) {
-      return false;
+      return 0;
     }
   }
-  *data = copy->data();
-  *length = static_cast<int64_t>(copy->size());
-  h->stringData.emplace(copy->data(), std::move(copy));
-  return true;
+  out->data = copy->data();
+  out->length = copy->size();
+  out->encoding = encoding;
+  out->private1 = copy.get();
+  h->stringData.emplace(copy.get(), std::move(copy));
+  return 1;
 }
 
-void DisposeStringData(REALstring, const void* data) {
+void DisposeStringData(REALstringData* data) {
   Host::Impl* h = Enter("PluginDisposeStringData");
   if (h == nullptr || data == nullptr) return;
-  if (h->stringData.erase(data) == 0) {
+  if (h->stringData.erase(data->private1) == 0) {
     h->Complain("PluginDisposeStringData: data not handed out, or disposed twice");
+    return;
   }
+  *data = REALstringData{};
 }
 
-const void* GetStringContents(REALstring string, int64_t* length) {
-  Host::Impl* h = Enter("REALGetStringContents");
-  StringRec* s = h ? h->LiveString(string, "REALGetStringContents") : nullptr;
-  if (length != nullptr) *length = s ? static_cast<int64_t>(s->bytes.size()) : 0;
-  return s ? s->bytes.data() : "";
+const char* StringCString(REALstring string) {
+  Host::Impl* h = Enter("StringGetCString");
+  StringRec* s = h ? h->LiveString(string, "StringGetCString") : nullptr;
+  return s ? s->bytes.c_str() : "";
 }
 
 // --- MemoryBlocks --------------------------------------------------------------------------
@@ -345,60 +377,71 @@ int64_t UBound(REALarray array) {
   Host::Impl* h = Enter("RuntimeUBound");
   Payload* p = ArrayOf(h, array, "RuntimeUBound");
   if (p == nullptr) return -1;
-  size_t count = p->arrayType == kREALArrayInteger  ? p->ints.size()
-                 : p->arrayType == kREALArrayString ? p->strings.size()
-                                                    : p->objects.size();
+  size_t count = p->arrayType == kREALArrayOfInteger  ? p->ints.size()
+                 : p->arrayType == kREALArrayOfString ? p->strings.size()
+                                                      : p->objects.size();
   return static_cast<int64_t>(count) - 1;
 }
 
 REALarray CreateArray(int32_t type, int64_t upperBound) {
-  Host::Impl* h = Enter("REALCreateArray");
+  Host::Impl* h = Enter("RuntimeArrayCreateSingleDimBoundedArray");
   if (h == nullptr) return nullptr;
-  const char* name = type == kREALArrayInteger  ? "Integer()"
-                     : type == kREALArrayString ? "String()"
-                     : type == kREALArrayObject ? "Object()"
-                                                : nullptr;
+  const char* name = type == kREALArrayOfInteger  ? "Integer()"
+                     : type == kREALArrayOfString ? "String()"
+                     : type == kREALArrayOfObject ? "Object()"
+                                                  : nullptr;
   if (name == nullptr || upperBound < -1 || upperBound >= (int64_t{1} << 28)) {
-    h->Complain("REALCreateArray: bad element type or upper bound");
+    h->Complain("RuntimeArrayCreateSingleDimBoundedArray: bad element type or upper bound");
     return nullptr;
   }
   REALobject array = h->NewInstance(h->Find(name));
   if (array == nullptr) return nullptr;
   Payload* p = AsObject(array)->payload;
   size_t count = static_cast<size_t>(upperBound + 1);
-  if (type == kREALArrayInteger) p->ints.resize(count);
-  if (type == kREALArrayString) p->strings.resize(count);
-  if (type == kREALArrayObject) p->objects.resize(count);
+  if (type == kREALArrayOfInteger) p->ints.resize(count);
+  if (type == kREALArrayOfString) p->strings.resize(count);
+  if (type == kREALArrayOfObject) p->objects.resize(count);
   return array;
 }
 
-bool IntegerArrayGet(REALarray array, int64_t index, RBInteger* value) {
-  Host::Impl* h = Enter("PluginIntegerArrayGet");
-  Payload* p = ArrayOf(h, array, "PluginIntegerArrayGet");
-  if (p == nullptr || value == nullptr || p->arrayType != kREALArrayInteger) return false;
-  if (index < 0 || index >= static_cast<int64_t>(p->ints.size())) return false;
-  *value = p->ints[static_cast<size_t>(index)];
-  return true;
+int64_t IntegerArrayGet(REALarray array, int64_t index) {
+  Host::Impl* h = Enter("Integer() element");
+  Payload* p = ArrayOf(h, array, "Integer() element");
+  if (p == nullptr || p->arrayType != kREALArrayOfInteger) return 0;
+  if (index < 0 || index >= static_cast<int64_t>(p->ints.size())) {
+    h->Complain("Integer() element: index outside the array");
+    return 0;
+  }
+  return p->ints[static_cast<size_t>(index)];
 }
 
-RBInteger* IntegerStorage(REALarray array) {
-  Host::Impl* h = Enter("REALGetArrayIntegerStorage");
-  Payload* p = ArrayOf(h, array, "REALGetArrayIntegerStorage");
-  if (p == nullptr || p->arrayType != kREALArrayInteger) return nullptr;
-  return p->ints.data();
-}
-
-void AppendString(REALarray array, REALstring value) {
-  Host::Impl* h = Enter("REALAppendArrayString");
-  Payload* p = ArrayOf(h, array, "REALAppendArrayString");
+void StringArrayInsert(REALarray array, int64_t index, REALstring value) {
+  Host::Impl* h = Enter("String() insert");
+  Payload* p = ArrayOf(h, array, "String() insert");
   if (p == nullptr) return;
-  if (p->arrayType != kREALArrayString) {
-    h->Complain("REALAppendArrayString: not a String() array");
+  if (p->arrayType != kREALArrayOfString || index < 0 ||
+      index > static_cast<int64_t>(p->strings.size())) {
+    h->Complain("String() insert: not a String() array, or an index outside it");
     return;
   }
-  if (value != nullptr && h->LiveString(value, "REALAppendArrayString") == nullptr) return;
+  if (value != nullptr && h->LiveString(value, "String() insert") == nullptr) return;
   h->LockString(value);
-  p->strings.push_back(value);
+  p->strings.insert(p->strings.begin() + index, value);
+}
+
+// The element functions are handed out only for arrays of their element type.
+void* IntegerArrayGetProc(REALarray array) {
+  Host::Impl* h = Enter("PluginIntegerArrayGetProc");
+  Payload* p = ArrayOf(h, array, "PluginIntegerArrayGetProc");
+  if (p == nullptr || p->arrayType != kREALArrayOfInteger) return nullptr;
+  return reinterpret_cast<void*>(static_cast<REALIntegerArrayGetter>(&IntegerArrayGet));
+}
+
+void* StringArrayInsertProc(REALarray array) {
+  Host::Impl* h = Enter("PluginStringArrayInsertProc");
+  Payload* p = ArrayOf(h, array, "PluginStringArrayInsertProc");
+  if (p == nullptr || p->arrayType != kREALArrayOfString) return nullptr;
+  return reinterpret_cast<void*>(static_cast<REALStringArrayInsert>(&StringArrayInsert));
 }
 
 // --- Yield ---------------------------------------------------------------------------------
@@ -416,52 +459,54 @@ void* Entry(Proc function) {
 }
 
 // The declared entry types keep every function here honest: a mismatch does not compile.
+// The declared entry types keep every function here honest: a mismatch does not compile.
 const std::unordered_map<std::string_view, void*>& Table() {
+#define XQT_ENTRY(Name, Function) \
+  { #Name, Entry < Name##Proc>(&Function) }
   static const std::unordered_map<std::string_view, void*> table = {
-      {"REALGetRBVersion", Entry<REALGetRBVersionProc>(&GetRBVersion)},
-      {"RegisterPluginVersion", Entry<RegisterPluginVersionProc>(&RegisterPluginVersion)},
-      {"REALinRuntime", Entry<REALinRuntimeProc>(&InRuntime)},
-      {"PluginRegisterClass", Entry<PluginRegisterClassProc>(&PluginRegisterClass)},
-      {"REALLockObject", Entry<REALLockObjectProc>(&LockObject)},
-      {"REALUnlockObject", Entry<REALUnlockObjectProc>(&UnlockObject)},
-      {"PluginNewInstance", Entry<PluginNewInstanceProc>(&NewInstance)},
-      {"REALObjectIsA", Entry<REALObjectIsAProc>(&ObjectIsA)},
-      {"REALLoadObjectMethod", Entry<REALLoadObjectMethodProc>(&LoadObjectMethod)},
-      {"REALLoadGlobalMethod", Entry<REALLoadGlobalMethodProc>(&LoadGlobalMethod)},
-      {"REALGetEventInstance", Entry<REALGetEventInstanceProc>(&GetEventInstance)},
-      {"REALGetPropValueInteger", Entry<REALGetPropValueIntegerProc>(&GetInteger)},
-      {"REALSetPropValueInteger", Entry<REALSetPropValueIntegerProc>(&SetInteger)},
-      {"REALGetPropValueBool", Entry<REALGetPropValueBoolProc>(&GetBool)},
-      {"REALSetPropValueBool", Entry<REALSetPropValueBoolProc>(&SetBool)},
-      {"REALGetPropValueDouble", Entry<REALGetPropValueDoubleProc>(&GetDouble)},
-      {"REALGetPropValueString", Entry<REALGetPropValueStringProc>(&GetString)},
-      {"REALSetPropValueString", Entry<REALSetPropValueStringProc>(&SetString)},
-      {"REALGetPropValueObject", Entry<REALGetPropValueObjectProc>(&GetObject)},
-      {"REALSetPropValueObject", Entry<REALSetPropValueObjectProc>(&SetObject)},
-      {"RuntimeRaiseException", Entry<RuntimeRaiseExceptionProc>(&RaiseException)},
-      {"PluginCallFunctionWithExceptionHandler",
-       Entry<PluginCallFunctionWithExceptionHandlerProc>(&CallWithExceptionHandler)},
-      {"REALLockString", Entry<REALLockStringProc>(&LockString)},
-      {"REALUnlockString", Entry<REALUnlockStringProc>(&UnlockString)},
-      {"REALBuildString", Entry<REALBuildStringProc>(&BuildString)},
-      {"REALBuildStringWithEncoding",
-       Entry<REALBuildStringWithEncodingProc>(&BuildStringWithEncoding)},
-      {"REALSetStringEncoding", Entry<REALSetStringEncodingProc>(&SetStringEncoding)},
-      {"REALGetStringEncoding", Entry<REALGetStringEncodingProc>(&GetStringEncoding)},
-      {"REALConvertString", Entry<REALConvertStringProc>(&ConvertString)},
-      {"PluginGetStringData", Entry<PluginGetStringDataProc>(&GetStringData)},
-      {"PluginDisposeStringData", Entry<PluginDisposeStringDataProc>(&DisposeStringData)},
-      {"REALGetStringContents", Entry<REALGetStringContentsProc>(&GetStringContents)},
-      {"memoryBlockGetPtr", Entry<memoryBlockGetPtrProc>(&BlockGetPtr)},
-      {"memoryBlockGetSize", Entry<memoryBlockGetSizeProc>(&BlockGetSize)},
-      {"PtrToMemoryBlock", Entry<PtrToMemoryBlockProc>(&PtrToBlock)},
-      {"RuntimeUBound", Entry<RuntimeUBoundProc>(&UBound)},
-      {"REALCreateArray", Entry<REALCreateArrayProc>(&CreateArray)},
-      {"PluginIntegerArrayGet", Entry<PluginIntegerArrayGetProc>(&IntegerArrayGet)},
-      {"REALGetArrayIntegerStorage", Entry<REALGetArrayIntegerStorageProc>(&IntegerStorage)},
-      {"REALAppendArrayString", Entry<REALAppendArrayStringProc>(&AppendString)},
-      {"REALYieldToRB", Entry<REALYieldToRBProc>(&YieldToHost)},
+      XQT_ENTRY(REALGetRBVersion, GetRBVersion),
+      XQT_ENTRY(RegisterPluginVersion, RegisterPluginVersion),
+      XQT_ENTRY(REALinRuntime, InRuntime),
+      XQT_ENTRY(PluginRegisterClass, PluginRegisterClass),
+      XQT_ENTRY(REALLockObject, LockObject),
+      XQT_ENTRY(REALUnlockObject, UnlockObject),
+      XQT_ENTRY(PluginNewInstance, NewInstance),
+      XQT_ENTRY(CreateInstance, CreateInstance),
+      XQT_ENTRY(RuntimeObjectIsa, ObjectIsa),
+      XQT_ENTRY(REALLoadObjectMethod, LoadObjectMethod),
+      XQT_ENTRY(REALLoadGlobalMethod, LoadGlobalMethod),
+      XQT_ENTRY(GetEventInstance, GetEventInstance),
+      XQT_ENTRY(REALGetPropValueInteger, GetInteger),
+      XQT_ENTRY(REALSetPropValueInteger, SetInteger),
+      XQT_ENTRY(REALGetPropValueBool, GetBool),
+      XQT_ENTRY(REALSetPropValueBoolean, SetBoolean),
+      XQT_ENTRY(REALGetPropValueDouble, GetDouble),
+      XQT_ENTRY(REALGetPropValueString, GetString),
+      XQT_ENTRY(REALSetPropValueString, SetString),
+      XQT_ENTRY(REALGetPropValueObject, GetObject),
+      XQT_ENTRY(REALSetPropValueObject, SetObject),
+      XQT_ENTRY(RuntimeRaiseException, RaiseException),
+      XQT_ENTRY(PluginCallFunctionWithExceptionHandler, CallWithExceptionHandler),
+      XQT_ENTRY(REALLockString, LockString),
+      XQT_ENTRY(REALUnlockString, UnlockString),
+      XQT_ENTRY(REALBuildString, BuildString),
+      XQT_ENTRY(REALBuildStringWithEncoding, BuildStringWithEncoding),
+      XQT_ENTRY(REALSetStringEncoding, SetStringEncoding),
+      XQT_ENTRY(REALGetStringEncoding, GetStringEncoding),
+      XQT_ENTRY(REALConvertString, ConvertString),
+      XQT_ENTRY(PluginGetStringData, GetStringData),
+      XQT_ENTRY(PluginDisposeStringData, DisposeStringData),
+      XQT_ENTRY(StringGetCString, StringCString),
+      XQT_ENTRY(memoryBlockGetPtr, BlockGetPtr),
+      XQT_ENTRY(memoryBlockGetSize, BlockGetSize),
+      XQT_ENTRY(PtrToMemoryBlock, PtrToBlock),
+      XQT_ENTRY(RuntimeUBound, UBound),
+      XQT_ENTRY(RuntimeArrayCreateSingleDimBoundedArray, CreateArray),
+      XQT_ENTRY(PluginStringArrayInsertProc, StringArrayInsertProc),
+      XQT_ENTRY(PluginIntegerArrayGetProc, IntegerArrayGetProc),
+      XQT_ENTRY(REALYieldToRB, YieldToHost),
   };
+#undef XQT_ENTRY
   return table;
 }
 
@@ -472,7 +517,13 @@ void* Resolve(const char* name) {
   if (h == nullptr || name == nullptr) return nullptr;
   if (h->hidden.count(name) != 0) return nullptr;
   auto it = Table().find(name);
-  return it == Table().end() ? PictureEntryPoint(name) : it->second;
+  void* entry = it == Table().end() ? PictureEntryPoint(name) : it->second;
+  // A name the real host does not have gives null there too; it is recorded so tests can list it.
+  if (entry == nullptr) {
+    h->unknownEntries.emplace_back(name);
+    h->Complain(std::string("resolver: asked for ") + name + ", which the host does not have");
+  }
+  return entry;
 }
 
 }  // namespace xqt::host

@@ -101,16 +101,32 @@ void Host::Impl::Register(REALclassDefinition* def, Origin origin) {
     Complain(std::string("PluginRegisterClass: class ") + def->name + " registered twice");
     return;
   }
+  // Counts are read as the host reads them; an absurd one is a definition laid out differently.
+  constexpr size_t kMostEntries = 100000;
+  for (size_t count : {def->propertyCount, def->methodCount, def->eventCount,
+                       def->eventInstanceCount, def->attributeCount, def->constantCount,
+                       def->sharedPropertyCount, def->sharedMethodCount}) {
+    if (count > kMostEntries) {
+      Complain(std::string("PluginRegisterClass: class ") + def->name + " has a count of " +
+               std::to_string(count) + " entries");
+      return;
+    }
+  }
+  if (def->version >= 11 && (def->delegates != nullptr || def->delegateCount != 0 ||
+                             def->enums != nullptr || def->enumCount != 0)) {
+    Complain(std::string("PluginRegisterClass: class ") + def->name +
+             " has delegates or enums the host cannot take from this plug-in");
+  }
   def->forSystemUse = kDataOffset;
   ClassRec* cls = AddClass(def->name, def->superName ? def->superName : "", origin, def);
   cls->info.controlVersion = def->version;
-  auto parse = [&](const REALmethodDefinition* entries, uint32_t count,
+  auto parse = [&](const REALmethodDefinition* entries, size_t count,
                    std::vector<ClassInfo::Member>& into, const char* what) {
     if (count > 0 && entries == nullptr) {
       Complain(std::string(def->name) + ": " + what + " count without entries");
       return;
     }
-    for (uint32_t i = 0; i < count; ++i) {
+    for (size_t i = 0; i < count; ++i) {
       const REALmethodDefinition& entry = entries[i];
       if (entry.declaration == nullptr || entry.function == nullptr) {
         Complain(std::string(def->name) + ": " + what + " " + std::to_string(i) +
@@ -126,12 +142,12 @@ void Host::Impl::Register(REALclassDefinition* def, Origin origin) {
   };
   parse(def->methods, def->methodCount, cls->info.methods, "method");
   parse(def->sharedMethods, def->sharedMethodCount, cls->info.sharedMethods, "shared method");
-  auto check = [&](const REALproperty* props, uint32_t count, const char* what) {
+  auto check = [&](const REALproperty* props, size_t count, const char* what) {
     if (count > 0 && props == nullptr) {
       Complain(std::string(def->name) + ": " + what + " count without entries");
       return;
     }
-    for (uint32_t i = 0; i < count; ++i) {
+    for (size_t i = 0; i < count; ++i) {
       if (props[i].name == nullptr || props[i].type == nullptr) {
         Complain(std::string(def->name) + ": " + what + " " + std::to_string(i) +
                  " without name or type");
@@ -142,11 +158,21 @@ void Host::Impl::Register(REALclassDefinition* def, Origin origin) {
   check(def->sharedProperties, def->sharedPropertyCount, "shared property");
   if (def->eventCount > 0 && def->events == nullptr) {
     Complain(std::string(def->name) + ": event count without entries");
+    return;
+  }
+  for (size_t i = 0; i < def->eventCount; ++i) {
+    def->events[i].forSystemUse = kEventIndexBase + static_cast<int64_t>(events.size());
+    events.push_back(&def->events[i]);
+  }
+  for (size_t i = 0; i < def->constantCount; ++i) {
+    if (def->constants[i].reserved1 != nullptr) {
+      Complain(std::string(def->name) + ": constant " + std::to_string(i) + " has a reserved1");
+    }
   }
 }
 
-uint32_t Host::Impl::DataSize(ClassRec* cls) const {
-  uint32_t size = 0;
+size_t Host::Impl::DataSize(ClassRec* cls) const {
+  size_t size = 0;
   for (ClassRec* c : Chain(cls)) {
     if (c->def != nullptr) size = std::max(size, c->def->dataSize);
   }
@@ -173,7 +199,7 @@ REALobject Host::Impl::NewInstance(ClassRec* cls) {
     return nullptr;
   }
   std::vector<ClassRec*> chain = Chain(cls);
-  size_t total = (size_t{kDataOffset} + DataSize(cls) + 15) & ~size_t{15};
+  size_t total = (static_cast<size_t>(kDataOffset) + DataSize(cls) + 15) & ~size_t{15};
   void* memory = std::aligned_alloc(16, total);
   if (memory == nullptr) return nullptr;
   std::memset(memory, 0, total);
@@ -453,6 +479,7 @@ const HostOptions& Host::options() const { return impl_->options; }
 void Host::SetVersion(double version) { impl_->options.version = version; }
 void Host::SetInRuntime(bool inRuntime) { impl_->options.inRuntime = inRuntime; }
 int32_t Host::RegisteredPluginVersion() const { return impl_->pluginVersion; }
+std::vector<std::string> Host::UnknownEntryPoints() const { return impl_->unknownEntries; }
 
 const ClassInfo* Host::FindClass(std::string_view name) const {
   ClassRec* cls = impl_->Find(name);
@@ -506,7 +533,7 @@ int64_t Host::BlockSize(const Ref& block) {
 namespace {
 
 Ref NewArray(Host::Impl& impl, int32_t type) {
-  const char* name = type == kREALArrayInteger ? "Integer()" : "String()";
+  const char* name = type == kREALArrayOfInteger ? "Integer()" : "String()";
   REALobject array = impl.NewInstance(impl.Find(name));
   if (array == nullptr) throw std::runtime_error(std::string(name) + " creation failed");
   return Ref::Adopt(array);
@@ -515,8 +542,8 @@ Ref NewArray(Host::Impl& impl, int32_t type) {
 Payload& ArrayOf(Host::Impl& impl, const Ref& array, int32_t type) {
   Payload* p = impl.PayloadOf(array.get(), PayloadKind::Array, "array read");
   if (p == nullptr || p->arrayType != type) {
-    throw std::invalid_argument(type == kREALArrayInteger ? "not an Integer() array"
-                                                          : "not a String() array");
+    throw std::invalid_argument(type == kREALArrayOfInteger ? "not an Integer() array"
+                                                            : "not a String() array");
   }
   return *p;
 }
@@ -524,13 +551,13 @@ Payload& ArrayOf(Host::Impl& impl, const Ref& array, int32_t type) {
 }  // namespace
 
 Ref Host::NewIntegerArray(const std::vector<int64_t>& values) {
-  Ref array = NewArray(*impl_, kREALArrayInteger);
+  Ref array = NewArray(*impl_, kREALArrayOfInteger);
   AsObject(array.get())->payload->ints = values;
   return array;
 }
 
 Ref Host::NewStringArray(const std::vector<std::string>& values) {
-  Ref array = NewArray(*impl_, kREALArrayString);
+  Ref array = NewArray(*impl_, kREALArrayOfString);
   Payload* p = AsObject(array.get())->payload;
   for (const std::string& v : values) p->strings.push_back(NewString(v));
   return array;
@@ -538,12 +565,12 @@ Ref Host::NewStringArray(const std::vector<std::string>& values) {
 
 std::vector<std::string> Host::StringArray(const Ref& array) const {
   std::vector<std::string> out;
-  for (REALstring s : ArrayOf(*impl_, array, kREALArrayString).strings) out.push_back(Utf8(s));
+  for (REALstring s : ArrayOf(*impl_, array, kREALArrayOfString).strings) out.push_back(Utf8(s));
   return out;
 }
 
 std::vector<int64_t> Host::IntegerArray(const Ref& array) const {
-  return ArrayOf(*impl_, array, kREALArrayInteger).ints;
+  return ArrayOf(*impl_, array, kREALArrayOfInteger).ints;
 }
 
 REALstring Host::NewString(std::string_view bytes, uint32_t encoding) {

@@ -137,7 +137,7 @@ Host::DynamicResult Host::CallDeclared(REALobject self, const ClassInfo::Member&
     return result;
   }
 
-  void* fn = member.entry->function;
+  void* fn = reinterpret_cast<void*>(member.entry->function);
   result.called = true;
   DynamicValue& out = result.value;
   switch (ret.kind) {
@@ -146,7 +146,7 @@ Host::DynamicResult Host::CallDeclared(REALobject self, const ClassInfo::Member&
       break;
     case Kind::Boolean:
       out.type = Type::Boolean;
-      out.integer = CallWide<bool>(fn, frame) ? 1 : 0;
+      out.integer = CallWide<RBBoolean>(fn, frame) != 0 ? 1 : 0;
       break;
     case Kind::Int32:
       out.integer = CallWide<int32_t>(fn, frame);

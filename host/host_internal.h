@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <type_traits>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -66,7 +67,8 @@ struct Object {
   Payload* payload = nullptr;
   bool dying = false;
 };
-inline constexpr uint32_t kDataOffset = (sizeof(Object) + 15u) & ~15u;
+// The instance-data offset the host writes into every class definition it registers.
+inline constexpr int64_t kDataOffset = (sizeof(Object) + 15u) & ~size_t{15};
 
 inline Object* AsObject(REALobject object) { return reinterpret_cast<Object*>(object); }
 inline REALobject AsReal(Object* object) { return reinterpret_cast<REALobject>(object); }
@@ -99,7 +101,7 @@ struct PropertyRef {
   const REALproperty* entry = nullptr;
   TypeRef type;
   Object* object = nullptr;
-  uint32_t dataSize = 0;
+  size_t dataSize = 0;
 };
 
 struct Host::Impl {
@@ -110,6 +112,12 @@ struct Host::Impl {
   void* library = nullptr;
   bool started = false;
   int32_t pluginVersion = -1;
+  // Names the plug-in asked the resolver for that this host does not offer.
+  std::vector<std::string> unknownEntries;
+  // The events of every registered definition, in registration order; the value the host writes
+  // into an event's forSystemUse is kEventIndexBase plus its place here.
+  std::vector<const REALevent*> events;
+  static constexpr int64_t kEventIndexBase = 0x45560000;
 
   std::vector<std::unique_ptr<ClassRec>> classes;
   std::unordered_map<std::string, ClassRec*> byName;  // lower-case names
@@ -143,7 +151,7 @@ struct Host::Impl {
                      const REALclassDefinition* def);
   void Register(REALclassDefinition* def, Origin origin);
   void RegisterBuiltins();
-  uint32_t DataSize(ClassRec* cls) const;
+  size_t DataSize(ClassRec* cls) const;
 
   // Objects.
   Object* Live(REALobject object, const char* entry);  // null (and a complaint) when not live
@@ -184,6 +192,31 @@ void* PictureEntryPoint(std::string_view name);
 // False for a host method that a host of `version` does not have (the Graphics.DrawPicture
 // signature of the other era).
 bool OfferedOnVersion(const REALmethodDefinition& method, double version);
+
+// Whole records for the host's own classes, as a plug-in would register them.
+template <class G, class S = std::nullptr_t>
+REALproperty HostProperty(const char* name, const char* type, G* getter, S setter = nullptr) {
+  REALproperty entry{};
+  entry.group = "";
+  entry.name = name;
+  entry.type = type;
+  entry.getter = reinterpret_cast<REALproc>(getter);
+  if constexpr (!std::is_same_v<S, std::nullptr_t>)
+    entry.setter = reinterpret_cast<REALproc>(setter);
+  return entry;
+}
+
+template <class F>
+REALmethodDefinition HostMethod(F* function, const char* declaration) {
+  REALmethodDefinition entry{};
+  entry.function = reinterpret_cast<REALproc>(function);
+  entry.declaration = declaration;
+  return entry;
+}
+
+REALclassDefinition HostClass(const char* name, const char* superName,
+                              REALproperty* properties = nullptr, size_t propertyCount = 0,
+                              REALmethodDefinition* methods = nullptr, size_t methodCount = 0);
 
 // The one live host, or null. Entry points use it; they never throw.
 Host::Impl* CurrentImpl();

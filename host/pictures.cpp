@@ -43,11 +43,6 @@ struct PictureData {
 
 namespace {
 
-template <class F>
-void* Fn(F* function) {
-  return reinterpret_cast<void*>(function);
-}
-
 Host::Impl* Enter(const char* entry) {
   Host::Impl* impl = CurrentImpl();
   if (impl != nullptr) impl->CheckThread(entry);
@@ -153,38 +148,38 @@ REALobject NewPlainPicture(Host::Impl& impl, int64_t width, int64_t height) {
 
 // --- Picture members ---------------------------------------------------------------------------
 
-int64_t WidthGet(REALobject picture, intptr_t) {
+int64_t WidthGet(REALobject picture, int64_t) {
   PictureData* p = PictureOf(picture, "Picture.Width");
   return p ? p->width : 0;
 }
-int64_t HeightGet(REALobject picture, intptr_t) {
+int64_t HeightGet(REALobject picture, int64_t) {
   PictureData* p = PictureOf(picture, "Picture.Height");
   return p ? p->height : 0;
 }
-bool HasAlphaGet(REALobject picture, intptr_t) {
+RBBoolean HasAlphaGet(REALobject picture, int64_t) {
   PictureData* p = PictureOf(picture, "Picture.HasAlphaChannel");
-  return p && p->hasAlphaChannel;
+  return p && p->hasAlphaChannel ? 1 : 0;
 }
-int64_t VerticalGet(REALobject picture, intptr_t) {
+int64_t VerticalGet(REALobject picture, int64_t) {
   PictureData* p = PictureOf(picture, "Picture.VerticalResolution");
   return p ? p->verticalResolution : 0;
 }
-void VerticalSet(REALobject picture, intptr_t, int64_t value) {
+void VerticalSet(REALobject picture, int64_t, int64_t value) {
   if (PictureData* p = PictureOf(picture, "Picture.VerticalResolution")) {
     p->verticalResolution = value;
   }
 }
-int64_t HorizontalGet(REALobject picture, intptr_t) {
+int64_t HorizontalGet(REALobject picture, int64_t) {
   PictureData* p = PictureOf(picture, "Picture.HorizontalResolution");
   return p ? p->horizontalResolution : 0;
 }
-void HorizontalSet(REALobject picture, intptr_t, int64_t value) {
+void HorizontalSet(REALobject picture, int64_t, int64_t value) {
   if (PictureData* p = PictureOf(picture, "Picture.HorizontalResolution")) {
     p->horizontalResolution = value;
   }
 }
 
-REALobject GraphicsGet(REALobject picture, intptr_t) {
+REALobject GraphicsGet(REALobject picture, int64_t) {
   Host::Impl* impl = Enter("Picture.Graphics");
   if (PictureOf(picture, "Picture.Graphics") == nullptr) return nullptr;
   REALobject graphics = impl->NewInstance(impl->Find("Graphics"));
@@ -226,8 +221,8 @@ REALobject MaskOf(REALobject picture, bool create, const char* entry) {
   return p->mask;
 }
 
-REALobject MaskMethod(REALobject picture, bool create) {
-  return MaskOf(picture, create, "Picture.Mask");
+REALobject MaskMethod(REALobject picture, RBBoolean create) {
+  return MaskOf(picture, create != 0, "Picture.Mask");
 }
 
 void MaskAssign(REALobject picture, REALobject mask) {
@@ -300,72 +295,68 @@ void DrawInteger(REALobject graphics, REALobject image, int64_t x, int64_t y, in
 }
 
 REALproperty gPictureProperties[] = {
-    {"", "Width", "Integer", 0, Fn(&WidthGet), nullptr, 0},
-    {"", "Height", "Integer", 0, Fn(&HeightGet), nullptr, 0},
-    {"", "HasAlphaChannel", "Boolean", 0, Fn(&HasAlphaGet), nullptr, 0},
-    {"", "VerticalResolution", "Integer", 0, Fn(&VerticalGet), Fn(&VerticalSet), 0},
-    {"", "HorizontalResolution", "Integer", 0, Fn(&HorizontalGet), Fn(&HorizontalSet), 0},
-    {"", "Graphics", "Graphics", 0, Fn(&GraphicsGet), nullptr, 0},
+    HostProperty("Width", "Integer", &WidthGet),
+    HostProperty("Height", "Integer", &HeightGet),
+    HostProperty("HasAlphaChannel", "Boolean", &HasAlphaGet),
+    HostProperty("VerticalResolution", "Integer", &VerticalGet, &VerticalSet),
+    HostProperty("HorizontalResolution", "Integer", &HorizontalGet, &HorizontalSet),
+    HostProperty("Graphics", "Graphics", &GraphicsGet),
 };
 REALmethodDefinition gPictureMethods[] = {
-    {Fn(&AlphaConstructor), nullptr, "Constructor(width as integer, height as integer)", 0},
-    {Fn(&MaskMethod), nullptr, "Mask(create As Boolean = True) As Picture", 0},
-    {Fn(&MaskAssign), nullptr, "Mask(assigns newMask As Picture)", 0},
-    {Fn(&BestRepresentation), nullptr,
-     "BestRepresentation(width As Integer, height As Integer, scale As Double) As Picture", 0},
+    HostMethod(&AlphaConstructor, "Constructor(width as integer, height as integer)"),
+    HostMethod(&MaskMethod, "Mask(create As Boolean = True) As Picture"),
+    HostMethod(&MaskAssign, "Mask(assigns newMask As Picture)"),
+    HostMethod(
+        &BestRepresentation,
+        "BestRepresentation(width As Integer, height As Integer, scale As Double) As Picture"),
 };
 REALmethodDefinition gGraphicsMethods[] = {
-    {Fn(&DrawDouble), nullptr,
-     "DrawPicture(Image as Picture, x as Double, y as Double, w as Double, h as Double, sx as "
-     "Double = 0, sy as Double = 0, sw as Double = -10000, sh as Double = -10000)",
-     0},
-    {Fn(&DrawInteger), nullptr,
-     "DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as Integer, sx as "
-     "Integer = 0, sy as Integer = 0, sw as Integer = -10000, sh as Integer = -10000)",
-     0},
+    HostMethod(&DrawDouble,
+               "DrawPicture(Image as Picture, x as Double, y as Double, w as Double, h as Double, "
+               "sx as Double = 0, sy as Double = 0, sw as Double = -10000, sh as Double = -10000)"),
+    HostMethod(&DrawInteger,
+               "DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as "
+               "Integer, sx as Integer = 0, sy as Integer = 0, sw as Integer = -10000, sh as "
+               "Integer = -10000)"),
 };
 
-REALclassDefinition MakeDefinition(const char* name, REALproperty* properties, uint32_t count,
-                                   REALmethodDefinition* methods, uint32_t methodCount) {
-  REALclassDefinition def{};
-  def.name = name;
-  def.properties = properties;
-  def.propertyCount = count;
-  def.methods = methods;
-  def.methodCount = methodCount;
-  return def;
-}
-
 REALclassDefinition gPictureClasses[] = {
-    MakeDefinition("Picture", gPictureProperties, 6, gPictureMethods, 4),
-    MakeDefinition("Graphics", nullptr, 0, gGraphicsMethods, 2),
+    HostClass("Picture", nullptr, gPictureProperties, 6, gPictureMethods, 4),
+    HostClass("Graphics", nullptr, nullptr, 0, gGraphicsMethods, 2),
 };
 
 // --- Entry points --------------------------------------------------------------------------------
 
-bool Describe(PictureData& p, REALpictureDescription* description, int32_t type) {
+// Fills the whole 32-byte description; a kind the picture does not hold leaves it empty.
+bool Describe(PictureData& p, REALpictureDescription* description, uint32_t type) {
   if (description == nullptr) return false;
-  if (type == pictureCGBitmapContext && p.desktop) {
-    *description = {pictureCGBitmapContext, &p.context, int32_t(p.width), int32_t(p.height)};
-  } else if (type == pictureGDImagePtr && !p.desktop) {
-    *description = {pictureGDImagePtr, p.gd, int32_t(p.width), int32_t(p.height)};
-  } else {
-    return false;
-  }
+  *description = REALpictureDescription{};
+  void* data = type == pictureCGBitmapContext && p.desktop ? static_cast<void*>(&p.context)
+               : type == pictureGDImagePtr && !p.desktop   ? static_cast<void*>(p.gd)
+                                                           : nullptr;
+  if (data == nullptr) return false;
+  description->pictureType = type;
+  description->pictureData = data;
+  description->width = static_cast<int32_t>(p.width);
+  description->height = static_cast<int32_t>(p.height);
+  description->depth = 32;
+  description->transparent = p.hasAlphaChannel ? 1 : 0;
   ++p.locks;
   return true;
 }
 
 // Only plain bitmaps can be locked; HiDPI, vector and immutable pictures cannot.
-bool LockDescription(REALpicture picture, REALpictureDescription* description, int32_t type) {
+RBBoolean LockDescription(REALpicture picture, REALpictureDescription* description, uint32_t type) {
   PictureData* p = PictureOf(picture, "REALLockPictureDescription");
-  return p && p->type == kPictureTypeMutable && Describe(*p, description, type);
+  return p && p->type == kPictureTypeMutable && Describe(*p, description, type) ? 1 : 0;
 }
 
-bool LockNative(REALpicture picture, REALpictureDescription* description) {
+// Reports nothing: a picture it cannot lock leaves the description without data.
+void LockNative(REALpicture picture, REALpictureDescription* description) {
+  if (description != nullptr) *description = REALpictureDescription{};
   PictureData* p = PictureOf(picture, "lockPictureDescription");
-  if (p == nullptr || p->type != kPictureTypeMutable) return false;
-  return Describe(*p, description, p->desktop ? pictureCGBitmapContext : pictureGDImagePtr);
+  if (p == nullptr || p->type != kPictureTypeMutable) return;
+  Describe(*p, description, p->desktop ? pictureCGBitmapContext : pictureGDImagePtr);
 }
 
 void UnlockDescription(REALpicture picture) {
@@ -383,36 +374,43 @@ void ClearCache(REALpicture picture) {
   if (PictureData* p = PictureOf(picture, "REALPictureClearCache")) ++p->cacheClears;
 }
 
-int32_t GetType(REALpicture picture) {
+int64_t GetType(REALpicture picture) {
   PictureData* p = PictureOf(picture, "PluginPictureGetType");
   return p ? p->type : -1;
 }
 
-REALpicture GetMask(REALpicture picture, bool create) {
-  return MaskOf(picture, create, "REALGetPictureMask");
+REALpicture GetMask(REALpicture picture, RBBoolean create) {
+  return MaskOf(picture, create != 0, "REALGetPictureMask");
 }
 
-REALpicture NewPicture(int32_t width, int32_t height, int32_t depth) {
+REALpicture NewPicture(int64_t width, int64_t height, int64_t depth) {
   Host::Impl* impl = Enter("newPicture");
   if (impl == nullptr || depth != 32 || PictureFailureInjected(*impl)) return nullptr;
   return NewPlainPicture(*impl, width, height);
 }
 
-REALpicture BuildFromBuffer(int32_t width, int32_t height, int32_t format, const void* pixels,
-                            int64_t rowBytes) {
+// Pixel types 1 to 4: three or four bytes a pixel, none of them alpha.
+REALpicture BuildFromBuffer(uint32_t width, uint32_t height, uint32_t pixelType, const void* pixels,
+                            uint32_t rowBytes) {
   Host::Impl* impl = Enter("REALBuildPictureFromBuffer");
-  if (impl == nullptr || pixels == nullptr || format != 1 || rowBytes < int64_t{width} * 4) {
+  if (impl == nullptr || pixels == nullptr || pixelType < kREALPixelRGB ||
+      pixelType > kREALPixelBGRX) {
     return nullptr;
   }
+  uint32_t pixelSize = pixelType <= kREALPixelBGR ? 3 : 4;
+  if (uint64_t{rowBytes} < uint64_t{width} * pixelSize) return nullptr;
   if (PictureFailureInjected(*impl)) return nullptr;
   REALobject picture = NewPlainPicture(*impl, width, height);
   if (picture == nullptr) return nullptr;
   PictureData* p = AsObject(picture)->payload->picture.get();
-  for (int64_t y = 0; y < height; ++y) {
-    const auto* row = static_cast<const uint8_t*>(pixels) + y * rowBytes;
-    for (int64_t x = 0; x < width; ++x) {
-      const uint8_t* px = row + x * 4;
-      WriteARGB(*p, x, y, (uint32_t(px[0]) << 24) | (px[1] << 16) | (px[2] << 8) | px[3]);
+  // Where red, green and blue sit in a pixel of each type.
+  static constexpr int kOffsets[4][3] = {{0, 1, 2}, {2, 1, 0}, {1, 2, 3}, {2, 1, 0}};
+  const int* at = kOffsets[pixelType - 1];
+  for (int64_t y = 0; y < int64_t{height}; ++y) {
+    const auto* row = static_cast<const uint8_t*>(pixels) + y * int64_t{rowBytes};
+    for (int64_t x = 0; x < int64_t{width}; ++x) {
+      const uint8_t* px = row + x * pixelSize;
+      WriteARGB(*p, x, y, 0xFF000000u | (px[at[0]] << 16) | (px[at[1]] << 8) | px[at[2]]);
     }
   }
   return picture;
@@ -420,15 +418,20 @@ REALpicture BuildFromBuffer(int32_t width, int32_t height, int32_t format, const
 
 REALgraphics GraphicsGetter(REALpicture picture) { return GraphicsGet(picture, 0); }
 
-void* ObjectType(const char* className) {
+// The application classes exist only in their kind of application; a reference to one names no
+// class that objects are made of.
+REALclassRef ObjectType(const char* className) {
   Host::Impl* impl = Enter("pluginObjectType");
   if (impl == nullptr || className == nullptr) return nullptr;
   std::string_view name = className;
   AppKind kind = impl->options.appKind;
-  if (SameName(name, "Application")) return kind == AppKind::Desktop ? impl : nullptr;
-  if (SameName(name, "ConsoleApplication")) return kind == AppKind::Console ? impl : nullptr;
-  if (SameName(name, "WebApplication")) return kind == AppKind::Web ? impl : nullptr;
-  return impl->Find(name);
+  auto application = [impl](bool present) {
+    return present ? reinterpret_cast<REALclassRef>(impl) : nullptr;
+  };
+  if (SameName(name, "Application")) return application(kind == AppKind::Desktop);
+  if (SameName(name, "ConsoleApplication")) return application(kind == AppKind::Console);
+  if (SameName(name, "WebApplication")) return application(kind == AppKind::Web);
+  return reinterpret_cast<REALclassRef>(impl->Find(name));
 }
 
 template <class Proc, class F>
@@ -464,7 +467,7 @@ void* PictureEntryPoint(std::string_view name) {
       {"newPicture", Entry<newPictureProc>(&NewPicture)},
       {"REALBuildPictureFromBuffer", Entry<REALBuildPictureFromBufferProc>(&BuildFromBuffer)},
       {"pluginPictureGraphicsGetter", Entry<pluginPictureGraphicsGetterProc>(&GraphicsGetter)},
-      {"pluginObjectType", Entry<PluginObjectTypeProc>(&ObjectType)},
+      {"pluginObjectType", Entry<pluginObjectTypeProc>(&ObjectType)},
   };
   for (const auto& [entryName, function] : kEntries) {
     if (entryName == name) return function;

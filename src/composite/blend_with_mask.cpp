@@ -225,7 +225,7 @@ bool BlendWithMask(ImageClassData* source, ImageClassData* destImage, ImageClass
                                              background, x, y, width, height);
 }
 
-bool BlendPicturesWithMaskWithBackground9(REALobject sourceImage, REALobject destImage,
+RBBoolean BlendPicturesWithMaskWithBackground9(REALobject sourceImage, REALobject destImage,
                                           REALobject mask, REALobject result,
                                           uint32_t backgroundColour, int64_t x, int64_t y,
                                           int64_t width, int64_t height) {
@@ -233,7 +233,7 @@ bool BlendPicturesWithMaskWithBackground9(REALobject sourceImage, REALobject des
                        ImageData(result), backgroundColour, x, y, width, height);
 }
 
-bool BlendPicturesWithMaskWithBackground5(REALobject sourceImage, REALobject destImage,
+RBBoolean BlendPicturesWithMaskWithBackground5(REALobject sourceImage, REALobject destImage,
                                           REALobject mask, REALobject result,
                                           uint32_t backgroundColour) {
   const ImageClassData* source = ImageData(sourceImage);

@@ -19,7 +19,7 @@ bool BlendWithMask(ImageClassData* source, ImageClassData* destImage, ImageClass
 // Shared "BlendPicturesWithMaskWithBackground(SourceImage as PictureXQT, DestImage as PictureXQT,
 // Mask as PictureXQT, Result as PictureXQT, BackgroundColour as Color, X As Integer, Y As Integer,
 // Width As Integer, Height As Integer) as Boolean"
-bool BlendPicturesWithMaskWithBackground9(REALobject sourceImage, REALobject destImage,
+RBBoolean BlendPicturesWithMaskWithBackground9(REALobject sourceImage, REALobject destImage,
                                           REALobject mask, REALobject result,
                                           uint32_t backgroundColour, int64_t x, int64_t y,
                                           int64_t width, int64_t height);
@@ -27,6 +27,6 @@ bool BlendPicturesWithMaskWithBackground9(REALobject sourceImage, REALobject des
 // Shared "BlendPicturesWithMaskWithBackground(SourceImage as PictureXQT, DestImage as PictureXQT,
 // Mask as PictureXQT, Result as PictureXQT, BackgroundColour as Color) as Boolean": the whole
 // source.
-bool BlendPicturesWithMaskWithBackground5(REALobject sourceImage, REALobject destImage,
+RBBoolean BlendPicturesWithMaskWithBackground5(REALobject sourceImage, REALobject destImage,
                                           REALobject mask, REALobject result,
                                           uint32_t backgroundColour);

@@ -280,55 +280,55 @@ bool WithHostColour(REALobject instance, REALobject mask, int64_t x, int64_t y, 
 
 }  // namespace
 
-bool rbCombine2(REALobject instance, REALobject source, REALobject mask) {
+RBBoolean rbCombine2(REALobject instance, REALobject source, REALobject mask) {
   return WithImage(instance, source, mask, 0, 0, kWhole, kWhole, false);
 }
 
-bool rbCombine3(REALobject instance, REALobject source, REALobject mask, bool premultiplied) {
+RBBoolean rbCombine3(REALobject instance, REALobject source, REALobject mask, RBBoolean premultiplied) {
   return WithImage(instance, source, mask, 0, 0, kWhole, kWhole, premultiplied);
 }
 
-bool rbCombine6(REALobject instance, REALobject source, REALobject mask, int64_t x, int64_t y,
+RBBoolean rbCombine6(REALobject instance, REALobject source, REALobject mask, int64_t x, int64_t y,
                 int64_t width, int64_t height) {
   return WithImage(instance, source, mask, x, y, width, height, false);
 }
 
-bool rbCombine7(REALobject instance, REALobject source, REALobject mask, int64_t x, int64_t y,
-                int64_t width, int64_t height, bool premultiplied) {
+RBBoolean rbCombine7(REALobject instance, REALobject source, REALobject mask, int64_t x, int64_t y,
+                int64_t width, int64_t height, RBBoolean premultiplied) {
   return WithImage(instance, source, mask, x, y, width, height, premultiplied);
 }
 
-bool rbCombineColor(REALobject instance, REALobject mask, uint32_t backColour) {
+RBBoolean rbCombineColor(REALobject instance, REALobject mask, uint32_t backColour) {
   return WithHostColour(instance, mask, 0, 0, kWhole, kWhole, backColour);
 }
 
-bool rbCombineColorRect(REALobject instance, REALobject mask, int64_t x, int64_t y, int64_t width,
+RBBoolean rbCombineColorRect(REALobject instance, REALobject mask, int64_t x, int64_t y, int64_t width,
                         int64_t height, uint32_t backColour) {
   return WithHostColour(instance, mask, x, y, width, height, backColour);
 }
 
-bool rbCombineGray(REALobject instance, REALobject mask, int64_t value, int64_t alpha) {
+RBBoolean rbCombineGray(REALobject instance, REALobject mask, int64_t value, int64_t alpha) {
   return WithColour(instance, mask, 0, 0, kWhole, kWhole, PixelFamily::kGray8, {value}, alpha);
 }
 
-bool rbCombineGrayRect(REALobject instance, REALobject mask, int64_t x, int64_t y, int64_t width,
+RBBoolean rbCombineGrayRect(REALobject instance, REALobject mask, int64_t x, int64_t y, int64_t width,
                        int64_t height, int64_t value, int64_t alpha) {
   return WithColour(instance, mask, x, y, width, height, PixelFamily::kGray8, {value}, alpha);
 }
 
-bool rbCombineRGB(REALobject instance, REALobject mask, int64_t red, int64_t green, int64_t blue,
+RBBoolean rbCombineRGB(REALobject instance, REALobject mask, int64_t red, int64_t green, int64_t blue,
                   int64_t alpha) {
   return WithColour(instance, mask, 0, 0, kWhole, kWhole, PixelFamily::kRGB, {red, green, blue},
                     alpha);
 }
 
-bool rbCombineRGBRect(REALobject instance, REALobject mask, int64_t x, int64_t y, int64_t width,
+RBBoolean rbCombineRGBRect(REALobject instance, REALobject mask, int64_t x, int64_t y, int64_t width,
                       int64_t height, int64_t red, int64_t green, int64_t blue, int64_t alpha) {
   return WithColour(instance, mask, x, y, width, height, PixelFamily::kRGB, {red, green, blue},
                     alpha);
 }
 
-bool rbCombineCMYK(REALobject instance, REALobject mask, int64_t cyan, int64_t magenta,
+RBBoolean rbCombineCMYK(REALobject instance, REALobject mask, int64_t cyan, int64_t magenta,
                    int64_t yellow, int64_t black, int64_t alpha) {
   return WithColour(instance, mask, 0, 0, kWhole, kWhole, PixelFamily::kCMYK,
                     {cyan, magenta, yellow, black}, alpha);

@@ -26,21 +26,21 @@ bool CombineInto(ImageClassData* self, const CombineSource& source, ImageClassDa
                  int64_t y, int64_t width, int64_t height, bool premultiplied);
 
 // The members; declarations in composite_members.cpp and docs/members.md.
-bool rbCombine2(REALobject instance, REALobject source, REALobject mask);
-bool rbCombine3(REALobject instance, REALobject source, REALobject mask, bool premultiplied);
-bool rbCombine6(REALobject instance, REALobject source, REALobject mask, int64_t x, int64_t y,
+RBBoolean rbCombine2(REALobject instance, REALobject source, REALobject mask);
+RBBoolean rbCombine3(REALobject instance, REALobject source, REALobject mask, RBBoolean premultiplied);
+RBBoolean rbCombine6(REALobject instance, REALobject source, REALobject mask, int64_t x, int64_t y,
                 int64_t width, int64_t height);
-bool rbCombine7(REALobject instance, REALobject source, REALobject mask, int64_t x, int64_t y,
-                int64_t width, int64_t height, bool premultiplied);
-bool rbCombineColor(REALobject instance, REALobject mask, uint32_t backColour);
-bool rbCombineColorRect(REALobject instance, REALobject mask, int64_t x, int64_t y, int64_t width,
+RBBoolean rbCombine7(REALobject instance, REALobject source, REALobject mask, int64_t x, int64_t y,
+                int64_t width, int64_t height, RBBoolean premultiplied);
+RBBoolean rbCombineColor(REALobject instance, REALobject mask, uint32_t backColour);
+RBBoolean rbCombineColorRect(REALobject instance, REALobject mask, int64_t x, int64_t y, int64_t width,
                         int64_t height, uint32_t backColour);
-bool rbCombineGray(REALobject instance, REALobject mask, int64_t value, int64_t alpha);
-bool rbCombineGrayRect(REALobject instance, REALobject mask, int64_t x, int64_t y, int64_t width,
+RBBoolean rbCombineGray(REALobject instance, REALobject mask, int64_t value, int64_t alpha);
+RBBoolean rbCombineGrayRect(REALobject instance, REALobject mask, int64_t x, int64_t y, int64_t width,
                        int64_t height, int64_t value, int64_t alpha);
-bool rbCombineRGB(REALobject instance, REALobject mask, int64_t red, int64_t green, int64_t blue,
+RBBoolean rbCombineRGB(REALobject instance, REALobject mask, int64_t red, int64_t green, int64_t blue,
                   int64_t alpha);
-bool rbCombineRGBRect(REALobject instance, REALobject mask, int64_t x, int64_t y, int64_t width,
+RBBoolean rbCombineRGBRect(REALobject instance, REALobject mask, int64_t x, int64_t y, int64_t width,
                       int64_t height, int64_t red, int64_t green, int64_t blue, int64_t alpha);
-bool rbCombineCMYK(REALobject instance, REALobject mask, int64_t cyan, int64_t magenta,
+RBBoolean rbCombineCMYK(REALobject instance, REALobject mask, int64_t cyan, int64_t magenta,
                    int64_t yellow, int64_t black, int64_t alpha);

@@ -482,18 +482,18 @@ bool CopyPixels(ImageClassData* dest, ImageClassData* source, int64_t destX, int
   return CopyPerPixel(*dest, *source, plan, destX, destY, sourceX, sourceY, destWidth, destHeight);
 }
 
-bool rbCopyPixels8(REALobject instance, REALobject source, int64_t destX, int64_t destY,
+RBBoolean rbCopyPixels8(REALobject instance, REALobject source, int64_t destX, int64_t destY,
                    int64_t destWidth, int64_t destHeight, int64_t sourceX, int64_t sourceY) {
   return CopyPixels(ImageData(instance), ImageData(source), destX, destY, destWidth, destHeight,
                     sourceX, sourceY);
 }
 
-bool rbCopyPixels6(REALobject instance, REALobject source, int64_t destX, int64_t destY,
+RBBoolean rbCopyPixels6(REALobject instance, REALobject source, int64_t destX, int64_t destY,
                    int64_t destWidth, int64_t destHeight) {
   return rbCopyPixels8(instance, source, destX, destY, destWidth, destHeight, 0, 0);
 }
 
-bool rbCopyPixels2(REALobject instance, REALobject source) {
+RBBoolean rbCopyPixels2(REALobject instance, REALobject source) {
   ImageClassData* self = ImageData(instance);
   if (!self) return false;
   return rbCopyPixels8(instance, source, 0, 0, self->Width, self->Height, 0, 0);

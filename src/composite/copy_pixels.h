@@ -19,13 +19,13 @@ bool QualifiesForBlockCopy(const ImageClassData& dest, const ImageClassData& sou
 
 // "CopyPixels(source as PictureXQT, DestX as integer, DestY as integer, DestWidth as integer,
 // DestHeight as integer, SourceX as integer, SourceY as integer) as boolean"
-bool rbCopyPixels8(REALobject instance, REALobject source, int64_t destX, int64_t destY,
+RBBoolean rbCopyPixels8(REALobject instance, REALobject source, int64_t destX, int64_t destY,
                    int64_t destWidth, int64_t destHeight, int64_t sourceX, int64_t sourceY);
 
 // "CopyPixels(source as PictureXQT, DestX as integer, DestY as integer, DestWidth as integer,
 // DestHeight as integer) as boolean": from the source's top-left corner.
-bool rbCopyPixels6(REALobject instance, REALobject source, int64_t destX, int64_t destY,
+RBBoolean rbCopyPixels6(REALobject instance, REALobject source, int64_t destX, int64_t destY,
                    int64_t destWidth, int64_t destHeight);
 
 // "CopyPixels(source as PictureXQT) as boolean": the whole of self from the top-left corners.
-bool rbCopyPixels2(REALobject instance, REALobject source);
+RBBoolean rbCopyPixels2(REALobject instance, REALobject source);

@@ -367,35 +367,27 @@ REALstring ByteString(const std::vector<uint8_t>& bytes) {
   return string;
 }
 
-// The bytes of a host string as the host keeps them, whatever its encoding.
+// The bytes of a host string in the byte-string encoding.
 class StringBytes {
  public:
-  explicit StringBytes(REALstring string) : string_(string) {
-    if (!string_) return;
-    if (auto contents = hostapi::REALGetStringContents.get()) {
-      data_ = static_cast<const uint8_t*>(contents(string_, &length_));
-    } else if (auto getData = hostapi::PluginGetStringData.get()) {
-      const void* data = nullptr;
-      if (getData(string_, kByteStringEncoding, &data, &length_)) {
-        data_ = static_cast<const uint8_t*>(data);
-        dispose_ = true;
-      }
-    }
-    if (!data_) length_ = 0;
+  explicit StringBytes(REALstring string) {
+    auto getData = hostapi::PluginGetStringData.get();
+    if (!string || !getData || getData(string, kByteStringEncoding, &data_) == 0) return;
+    dispose_ = true;
   }
   ~StringBytes() {
     if (!dispose_) return;
-    if (auto dispose = hostapi::PluginDisposeStringData.get()) dispose(string_, data_);
+    if (auto dispose = hostapi::PluginDisposeStringData.get()) dispose(&data_);
   }
   StringBytes(const StringBytes&) = delete;
   StringBytes& operator=(const StringBytes&) = delete;
-  const uint8_t* data() const { return data_; }
-  int64_t length() const { return length_; }
+  const uint8_t* data() const {
+    return dispose_ ? static_cast<const uint8_t*>(data_.data) : nullptr;
+  }
+  int64_t length() const { return data() ? static_cast<int64_t>(data_.length) : 0; }
 
  private:
-  REALstring string_;
-  const uint8_t* data_ = nullptr;
-  int64_t length_ = 0;
+  REALstringData data_{};
   bool dispose_ = false;
 };
 
@@ -410,12 +402,12 @@ void rbSetRowInFormat(REALobject instance, int64_t index, int64_t format, REALob
 }
 
 REALobject rbRowInFormatInvert(REALobject instance, int64_t index, int64_t format,
-                               bool invertAlpha) {
+                               RBBoolean invertAlpha) {
   return RowBlock(instance, index, format, invertAlpha);
 }
 
-void rbSetRowInFormatInvert(REALobject instance, int64_t index, int64_t format, bool invertAlpha,
-                            REALobject value) {
+void rbSetRowInFormatInvert(REALobject instance, int64_t index, int64_t format,
+                            RBBoolean invertAlpha, REALobject value) {
   SetRowBlock(instance, index, format, invertAlpha, value);
 }
 

@@ -54,9 +54,9 @@ REALobject rbRowInFormat(REALobject instance, int64_t index, int64_t format);
 void rbSetRowInFormat(REALobject instance, int64_t index, int64_t format, REALobject value);
 // "RowInFormat(index as integer, ImageFormat as integer, InvertAlpha as boolean) as memoryblock"
 REALobject rbRowInFormatInvert(REALobject instance, int64_t index, int64_t format,
-                               bool invertAlpha);
-void rbSetRowInFormatInvert(REALobject instance, int64_t index, int64_t format, bool invertAlpha,
-                            REALobject value);
+                               RBBoolean invertAlpha);
+void rbSetRowInFormatInvert(REALobject instance, int64_t index, int64_t format,
+                            RBBoolean invertAlpha, REALobject value);
 // "RowStringInFormat(index as integer, ImageFormat as integer) as string"
 REALstring rbRowStringInFormat(REALobject instance, int64_t index, int64_t format);
 void rbSetRowStringInFormat(REALobject instance, int64_t index, int64_t format, REALstring value);

@@ -232,7 +232,7 @@ void FillRectRandom1(REALobject instance) {
   FillRectRandom5(instance, 0, 0, image->Width, image->Height);
 }
 
-bool FillRectApplyRGBA5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height,
+RBBoolean FillRectApplyRGBA5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height,
                         int64_t red, int64_t green, int64_t blue, int64_t alpha) {
   ImageClassData* image = ImageData(instance);
   if (!image || !CheckValid(image)) return false;
@@ -297,19 +297,19 @@ bool FillRectApplyRGBA5(REALobject instance, int64_t x, int64_t y, int64_t width
   return true;
 }
 
-bool FillRectApplyRGBA1(REALobject instance, int64_t red, int64_t green, int64_t blue,
+RBBoolean FillRectApplyRGBA1(REALobject instance, int64_t red, int64_t green, int64_t blue,
                         int64_t alpha) {
   const ImageClassData* image = ImageData(instance);
   if (!image) return false;
   return FillRectApplyRGBA5(instance, 0, 0, image->Width, image->Height, red, green, blue, alpha);
 }
 
-bool FillRectApplyRGBcA1(REALobject instance, uint32_t color, int64_t alpha) {
+RBBoolean FillRectApplyRGBcA1(REALobject instance, uint32_t color, int64_t alpha) {
   DebugLog("FillRectApplyRGBcA1");
   return FillRectApplyRGBA1(instance, RedOf(color), GreenOf(color), BlueOf(color), alpha);
 }
 
-bool FillRectApplyRGBcA5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height,
+RBBoolean FillRectApplyRGBcA5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height,
                          uint32_t color, int64_t alpha) {
   DebugLog("FillRectApplyRGBcA5");
   return FillRectApplyRGBA5(instance, x, y, width, height, RedOf(color), GreenOf(color),

@@ -40,12 +40,12 @@ void FillRectRandom5(REALobject instance, int64_t x, int64_t y, int64_t width, i
 // "FillRectApply(...) as boolean": blends a colour over the rectangle of an RGB or gray image.
 // False for an image that is not valid or of another family, and for one without a row accessor
 // (nothing was blended); true otherwise, an empty rectangle included.
-bool FillRectApplyRGBA1(REALobject instance, int64_t red, int64_t green, int64_t blue,
+RBBoolean FillRectApplyRGBA1(REALobject instance, int64_t red, int64_t green, int64_t blue,
                         int64_t alpha);
-bool FillRectApplyRGBA5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height,
+RBBoolean FillRectApplyRGBA5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height,
                         int64_t red, int64_t green, int64_t blue, int64_t alpha);
-bool FillRectApplyRGBcA1(REALobject instance, uint32_t color, int64_t alpha);
-bool FillRectApplyRGBcA5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height,
+RBBoolean FillRectApplyRGBcA1(REALobject instance, uint32_t color, int64_t alpha);
+RBBoolean FillRectApplyRGBcA5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height,
                          uint32_t color, int64_t alpha);
 
 // "ClearRect": the whole form zeroes every byte of every row, padding included; the rectangle

@@ -187,7 +187,7 @@ void Unmultiply1(REALobject instance) {
   Unmultiply5(instance, 0, 0, image->Width, image->Height);
 }
 
-bool AutoLevel5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height) {
+RBBoolean AutoLevel5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height) {
   ImageClassData* image = ImageData(instance);
   if (!image) return false;
   if (image->BitsPerComponent > 8) {
@@ -254,13 +254,13 @@ bool AutoLevel5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_
   return true;
 }
 
-bool AutoLevel1(REALobject instance) {
+RBBoolean AutoLevel1(REALobject instance) {
   const ImageClassData* image = ImageData(instance);
   if (!image) return false;
   return AutoLevel5(instance, 0, 0, image->Width, image->Height);
 }
 
-bool RGBToGray(REALobject instance, int64_t mode) {
+RBBoolean RGBToGray(REALobject instance, int64_t mode) {
   ImageClassData* image = ImageData(instance);
   if (!image || !image->IsRGB || !CheckValid(image)) return false;
   // Compared unsigned, so negative modes are refused too.

@@ -34,12 +34,12 @@ uint8_t UnmultiplyValue(uint8_t color, uint8_t alpha);
 // darkest and brightest half percent of the luminance histogram are cut off. When both limits
 // fall on the same level (an image of one colour), the stretch is a threshold: values up to that
 // level become 0 and values above it 255.
-bool AutoLevel1(REALobject instance);
-bool AutoLevel5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height);
+RBBoolean AutoLevel1(REALobject instance);
+RBBoolean AutoLevel5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height);
 
 // "RGBToGray(mode as integer = 0) as boolean": the gray value of mode 0 ... 4 into red, green and
 // blue of every pixel; false for another mode or an image that is not RGB.
-bool RGBToGray(REALobject instance, int64_t mode);
+RBBoolean RGBToGray(REALobject instance, int64_t mode);
 
 // "CompareImages(other as PictureXQT) as Int64": -1 for nil or images that do not match in size
 // and family, 0 when one is not valid, else the number of pixels compared (Width x Height).

@@ -52,7 +52,7 @@ bool MappedSizes(const ImageClassData* image, int64_t* rowSize, int64_t* size) {
 std::string FolderItemPath(REALobject item) {
   auto get = hostapi::REALGetPropValueString.get();
   REALstring native = nullptr;
-  if (!item || !get || !get(item, "NativePath", &native) || !native) return {};
+  if (!item || !get || get(item, "NativePath", &native) == 0 || !native) return {};
   std::string path;
   {
     rbText text(native);
@@ -345,7 +345,7 @@ void ShareParentFile(ImageClassData* view, const ImageClassData* parent) {
   if (platform::IdentifyFile(view->FileDescriptor, &file)) Views().Add(file);
 }
 
-bool MapInRows(REALobject instance, int64_t firstRow, int64_t lastRow) {
+RBBoolean MapInRows(REALobject instance, int64_t firstRow, int64_t lastRow) {
   ImageClassData* image = ImageData(instance);
   DebugLog("FirstRow", firstRow);
   DebugLog("LastRow", lastRow);

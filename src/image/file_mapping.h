@@ -33,7 +33,7 @@ void ReleaseBackingFile(ImageClassData* image);
 void ShareParentFile(ImageClassData* view, const ImageClassData* parent);
 
 // "MapInRows(FirstRow as Integer, LastRow as Integer) as boolean"
-bool MapInRows(REALobject instance, int64_t firstRow, int64_t lastRow);
+RBBoolean MapInRows(REALobject instance, int64_t firstRow, int64_t lastRow);
 
 // Accessors of the property MappingBlockSize.
 int64_t GetMemBlockSize(REALobject instance, intptr_t param);

@@ -14,26 +14,27 @@
 
 namespace {
 
-constexpr intptr_t Field(size_t offset) { return static_cast<intptr_t>(offset); }
+constexpr int32_t Field(size_t offset) { return static_cast<int32_t>(offset); }
 
 #define XQT_FIELD(Name) Field(offsetof(ImageClassData, Name))
 
-REALproperty ReadOnly(const char* name, const char* type, intptr_t field,
+REALproperty ReadOnly(const char* name, const char* type, int32_t field,
                       uint32_t flags = kPropertyFlags) {
-  return {nullptr, name, type, flags, REALstandardGetter, nullptr, field};
+  return PropertyEntry(name, type, flags, REALstandardGetter(), nullptr, field);
 }
 
-REALproperty ReadWrite(const char* name, const char* type, intptr_t field,
+REALproperty ReadWrite(const char* name, const char* type, int32_t field,
                        uint32_t flags = kPropertyFlags) {
-  return {nullptr, name, type, flags, REALstandardGetter, REALstandardSetter, field};
+  return PropertyEntry(name, type, flags, REALstandardGetter(), REALstandardSetter(), field);
 }
 
-REALproperty OffsetProperty(const char* name, intptr_t field, void* setter) {
-  return {nullptr, name, "Integer", kPropertyFlags, REALstandardGetter, setter, field};
+REALproperty OffsetProperty(const char* name, int32_t field, REALproc setter) {
+  return PropertyEntry(name, "Integer", kPropertyFlags, REALstandardGetter(), setter, field);
 }
 
-REALproperty Computed(const char* name, const char* type, void* getter, void* setter = nullptr) {
-  return {nullptr, name, type, kPropertyFlags, getter, setter, 0};
+REALproperty Computed(const char* name, const char* type, REALproc getter,
+                      REALproc setter = nullptr) {
+  return PropertyEntry(name, type, kPropertyFlags, getter, setter);
 }
 
 void AddProperties(ClassMembers& members) {
@@ -58,8 +59,8 @@ void AddProperties(ClassMembers& members) {
       ReadOnly("RowOffset", "Integer", XQT_FIELD(RowOffset)),
       ReadWrite("DebugPictureEnabled", "Boolean", XQT_FIELD(DebugPictureEnabled),
                 kPicturePropertyFlags),
-      REALproperty{nullptr, "DebugPicture", "Picture", kPicturePropertyFlags,
-                   Entry(&GetDebugPicture), nullptr, 0},
+      PropertyEntry("DebugPicture", "Picture", kPicturePropertyFlags, Entry(&GetDebugPicture),
+                    nullptr),
       ReadOnly("IsGray", "Boolean", XQT_FIELD(IsGray)),
       ReadOnly("IsRGB", "Boolean", XQT_FIELD(IsRGB)),
       ReadOnly("HasGreen", "Boolean", XQT_FIELD(HasGreen)),
@@ -92,7 +93,7 @@ void AddProperties(ClassMembers& members) {
 }
 
 #define XQT_CONSTANT(Name) \
-  REALconstant { #Name, Name }
+  NamedConstant { #Name, Name }
 
 void AddConstants(ClassMembers& members) {
   members.constants = {

@@ -148,7 +148,7 @@ int64_t CalculateMemory(int64_t width, int64_t height, int64_t format) {
   return size < 0 ? 0 : size;
 }
 
-bool CanAllocateImage(int64_t width, int64_t height, int64_t format) {
+RBBoolean CanAllocateImage(int64_t width, int64_t height, int64_t format) {
   return CalculateMemory(width, height, format) > 0;
 }
 

@@ -29,7 +29,7 @@ void ImageConstructorMemory(REALobject instance, REALmemoryBlock buffer, int64_t
 
 // Shared "CalculateMemory(...) as Int64" and "CanAllocateImage(...) as boolean".
 int64_t CalculateMemory(int64_t width, int64_t height, int64_t format);
-bool CanAllocateImage(int64_t width, int64_t height, int64_t format);
+RBBoolean CanAllocateImage(int64_t width, int64_t height, int64_t format);
 
 // "Close", also the destructor. Releases storage and references; safe to call twice.
 void ImageDestructor(REALobject instance);

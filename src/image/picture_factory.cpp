@@ -15,8 +15,11 @@ using NewPictureHandler = REALobject (*)(REALobject factory, int64_t width, int6
 // Keeps `picture` when it is a valid image of at least the requested size; drops it otherwise.
 REALobject Accept(REALobject picture, int64_t width, int64_t height) {
   if (!picture) return nullptr;
-  auto isA = hostapi::REALObjectIsA.get();
-  if (isA && !isA(picture, "PictureXQT")) {
+  // The event is declared to return a PictureXQT, so a host without the class check is trusted.
+  auto lookup = hostapi::pluginObjectType.get();
+  auto isA = hostapi::RuntimeObjectIsa.get();
+  REALclassRef pictureClass = lookup ? lookup("PictureXQT") : nullptr;
+  if (isA && pictureClass && isA(picture, pictureClass) == 0) {
     UnlockObject(picture);
     return nullptr;
   }
@@ -28,10 +31,12 @@ REALobject Accept(REALobject picture, int64_t width, int64_t height) {
 
 REALobject AskFactory(REALobject factory, int64_t width, int64_t height, int64_t format) {
   if (!factory) return nullptr;
-  auto getEvent = hostapi::REALGetEventInstance.get();
+  auto getEvent = hostapi::GetEventInstance.get();
   REALclassDefinition& factoryClass = PictureFactoryXQTClass();
   if (!getEvent || factoryClass.eventCount < 1) return nullptr;
-  auto handler = reinterpret_cast<NewPictureHandler>(getEvent(factory, &factoryClass.events[0]));
+  // The host wrote its own index of the event into the entry at registration.
+  auto handler =
+      reinterpret_cast<NewPictureHandler>(getEvent(factory, factoryClass.events[0].forSystemUse));
   DebugLogPointer("Event NewPictureXQT", reinterpret_cast<void*>(handler));
   if (!handler) return nullptr;
   REALobject picture = handler(factory, width, height, format);
@@ -74,20 +79,17 @@ void SetFactory(REALobject factory) {
   DebugLogPointer("globalFactory", globalFactory);
 }
 
-REALobject getcurrentFactory(REALobject, intptr_t) {
+REALobject getcurrentFactory() {
   LockObject(globalFactory);
   return globalFactory;
 }
 
 void AddFactoryMembers(ClassMembers& members) {
-  members.events = {
-      {"NewPictureXQT(Width as integer, Height as integer, ImageFormat as integer) as PictureXQT",
-       0},
-  };
-  members.sharedProperties = {
-      {nullptr, "currentFactory", "PictureFactoryXQT", kSharedPropertyFlags,
-       Entry(&getcurrentFactory), nullptr, 0},
-  };
+  members.events = {EventEntry(
+      "NewPictureXQT(Width as integer, Height as integer, ImageFormat as integer) as PictureXQT")};
+  members.sharedProperties = {PropertyEntry("currentFactory", "PictureFactoryXQT",
+                                            kSharedPropertyFlags, Entry(&getcurrentFactory),
+                                            nullptr)};
   members.SharedMethod(Entry(&SetFactory), "SetFactory(factory as PictureFactoryXQT)");
   members.SharedMethod(
       Entry(&CreatePictureGlobal),

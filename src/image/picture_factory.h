@@ -20,7 +20,7 @@ REALobject CreatePicture(const ImageClassData* image, int64_t width, int64_t hei
 void SetFactory(REALobject factory);
 
 // Getter of the shared property currentFactory: the installed factory, locked for the caller.
-REALobject getcurrentFactory(REALobject instance, intptr_t param);
+REALobject getcurrentFactory();
 
 // "CreatePictureXQT(width as integer, height as integer, ImageFormat as integer) as PictureXQT"
 REALobject CreatePictureLocal(REALobject instance, int64_t width, int64_t height, int64_t format);

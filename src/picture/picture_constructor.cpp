@@ -28,7 +28,9 @@ void ConstructOnBitmapContext(ImageClassData* image, REALpicture picture, bool u
   DebugLog("ImageConstructorPictureGUI");
   auto lock = hostapi::lockPictureDescription.get();
   REALpictureDescription description{};
-  if (!lock || !lock(picture, &description)) {
+  if (lock) lock(picture, &description);
+  // The native lock reports nothing; a description without data is a picture it could not lock.
+  if (!description.pictureData) {
     DebugLog("lockPictureDescription failed.");
     return;
   }
@@ -112,7 +114,7 @@ void ConstructOnGDImage(ImageClassData* image, REALpicture picture, bool useAlph
 
 }  // namespace
 
-void ImageConstructorPicture(REALobject instance, REALpicture pic, bool useAlpha) {
+void ImageConstructorPicture(REALobject instance, REALpicture pic, RBBoolean useAlpha) {
   DebugLog("ImageConstructorPicture");
   if (!pic) {
     RaiseException("NilObjectException", "picture is nil");

@@ -8,4 +8,4 @@
 // picture and UnsupportedOperationException when the picture has no bitmap the image can use.
 // The image keeps the picture in Target, locked, as the owner of the memory. Images on gd
 // pictures reach their rows through gd's row table, so they have no Memory block.
-void ImageConstructorPicture(REALobject instance, REALpicture pic, bool useAlpha);
+void ImageConstructorPicture(REALobject instance, REALpicture pic, RBBoolean useAlpha);

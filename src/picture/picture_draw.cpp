@@ -228,42 +228,42 @@ void DrawPictureRGB7(REALobject instance, REALpicture pic, int64_t destX, int64_
   DrawPicture(instance, pic, destX, destY, destWidth, destHeight, sourceX, sourceY, kRGB);
 }
 
-void DrawMaskedPictureRGB2(REALobject instance, REALpicture pic, bool invertMask) {
+void DrawMaskedPictureRGB2(REALobject instance, REALpicture pic, RBBoolean invertMask) {
   DrawPicture(instance, pic, 0, 0, WidthOf(instance), HeightOf(instance), 0, 0, Masked(invertMask));
 }
 void DrawMaskedPictureRGB4(REALobject instance, REALpicture pic, int64_t destX, int64_t destY,
-                           bool invertMask) {
+                           RBBoolean invertMask) {
   DrawPicture(instance, pic, destX, destY, WidthOf(instance), HeightOf(instance), 0, 0,
               Masked(invertMask));
 }
 void DrawMaskedPictureRGB6(REALobject instance, REALpicture pic, int64_t destX, int64_t destY,
-                           int64_t destWidth, int64_t destHeight, bool invertMask) {
+                           int64_t destWidth, int64_t destHeight, RBBoolean invertMask) {
   DrawPicture(instance, pic, destX, destY, destWidth, destHeight, 0, 0, Masked(invertMask));
 }
 void DrawMaskedPictureRGB8(REALobject instance, REALpicture pic, int64_t destX, int64_t destY,
                            int64_t destWidth, int64_t destHeight, int64_t sourceX, int64_t sourceY,
-                           bool invertMask) {
+                           RBBoolean invertMask) {
   DrawPicture(instance, pic, destX, destY, destWidth, destHeight, sourceX, sourceY,
               Masked(invertMask));
 }
 
-void DrawMaskedPictureApplyMaskRGB2(REALobject instance, REALpicture pic, bool invertMask) {
+void DrawMaskedPictureApplyMaskRGB2(REALobject instance, REALpicture pic, RBBoolean invertMask) {
   DrawPicture(instance, pic, 0, 0, WidthOf(instance), HeightOf(instance), 0, 0,
               ApplyMask(invertMask));
 }
 void DrawMaskedPictureApplyMaskRGB4(REALobject instance, REALpicture pic, int64_t destX,
-                                    int64_t destY, bool invertMask) {
+                                    int64_t destY, RBBoolean invertMask) {
   DrawPicture(instance, pic, destX, destY, WidthOf(instance), HeightOf(instance), 0, 0,
               ApplyMask(invertMask));
 }
 void DrawMaskedPictureApplyMaskRGB6(REALobject instance, REALpicture pic, int64_t destX,
                                     int64_t destY, int64_t destWidth, int64_t destHeight,
-                                    bool invertMask) {
+                                    RBBoolean invertMask) {
   DrawPicture(instance, pic, destX, destY, destWidth, destHeight, 0, 0, ApplyMask(invertMask));
 }
 void DrawMaskedPictureApplyMaskRGB8(REALobject instance, REALpicture pic, int64_t destX,
                                     int64_t destY, int64_t destWidth, int64_t destHeight,
-                                    int64_t sourceX, int64_t sourceY, bool invertMask) {
+                                    int64_t sourceX, int64_t sourceY, RBBoolean invertMask) {
   DrawPicture(instance, pic, destX, destY, destWidth, destHeight, sourceX, sourceY,
               ApplyMask(invertMask));
 }

@@ -19,24 +19,24 @@ void DrawPictureRGB5(REALobject instance, REALpicture pic, int64_t destX, int64_
 void DrawPictureRGB7(REALobject instance, REALpicture pic, int64_t destX, int64_t destY,
                      int64_t destWidth, int64_t destHeight, int64_t sourceX, int64_t sourceY);
 
-void DrawMaskedPictureRGB2(REALobject instance, REALpicture pic, bool invertMask);
+void DrawMaskedPictureRGB2(REALobject instance, REALpicture pic, RBBoolean invertMask);
 void DrawMaskedPictureRGB4(REALobject instance, REALpicture pic, int64_t destX, int64_t destY,
-                           bool invertMask);
+                           RBBoolean invertMask);
 void DrawMaskedPictureRGB6(REALobject instance, REALpicture pic, int64_t destX, int64_t destY,
-                           int64_t destWidth, int64_t destHeight, bool invertMask);
+                           int64_t destWidth, int64_t destHeight, RBBoolean invertMask);
 void DrawMaskedPictureRGB8(REALobject instance, REALpicture pic, int64_t destX, int64_t destY,
                            int64_t destWidth, int64_t destHeight, int64_t sourceX, int64_t sourceY,
-                           bool invertMask);
+                           RBBoolean invertMask);
 
-void DrawMaskedPictureApplyMaskRGB2(REALobject instance, REALpicture pic, bool invertMask);
+void DrawMaskedPictureApplyMaskRGB2(REALobject instance, REALpicture pic, RBBoolean invertMask);
 void DrawMaskedPictureApplyMaskRGB4(REALobject instance, REALpicture pic, int64_t destX,
-                                    int64_t destY, bool invertMask);
+                                    int64_t destY, RBBoolean invertMask);
 void DrawMaskedPictureApplyMaskRGB6(REALobject instance, REALpicture pic, int64_t destX,
                                     int64_t destY, int64_t destWidth, int64_t destHeight,
-                                    bool invertMask);
+                                    RBBoolean invertMask);
 void DrawMaskedPictureApplyMaskRGB8(REALobject instance, REALpicture pic, int64_t destX,
                                     int64_t destY, int64_t destWidth, int64_t destHeight,
-                                    int64_t sourceX, int64_t sourceY, bool invertMask);
+                                    int64_t sourceX, int64_t sourceY, RBBoolean invertMask);
 
 void DrawPictureRedToGrayChannel5(REALobject instance, REALpicture pic, int64_t destX,
                                   int64_t destY, int64_t destWidth, int64_t destHeight);

@@ -23,11 +23,11 @@ constexpr const char* kMaskSetter = "Mask(assigns newMask As Picture)";
 constexpr const char* kAlphaConstructor = "Constructor(width as integer, height as integer)";
 
 using BestRepresentationProc = REALpicture (*)(REALpicture, int64_t, int64_t, double);
-using MaskGetterProc = REALpicture (*)(REALpicture, bool);
+using MaskGetterProc = REALpicture (*)(REALpicture, RBBoolean);
 using MaskSetterProc = void (*)(REALpicture, REALpicture);
 using AlphaConstructorProc = void (*)(REALpicture, int64_t, int64_t);
 
-void* LoadMethod(REALobject object, const char* declaration) {
+REALproc LoadMethod(REALobject object, const char* declaration) {
   auto load = hostapi::REALLoadObjectMethod.get();
   return load && object ? load(object, declaration) : nullptr;
 }
@@ -59,7 +59,7 @@ REALpicture NewPicture32(int64_t width, int64_t height) {
       height > kLargestPictureSide) {
     return nullptr;
   }
-  return make(static_cast<int32_t>(width), static_cast<int32_t>(height), 32);
+  return make(width, height, 32);
 }
 
 const char* AlphaInfoName(uint32_t info) {
@@ -114,16 +114,16 @@ void ProbeApplicationKind() {
 bool PictureInteger(REALobject object, const char* name, int64_t& value) {
   auto get = hostapi::REALGetPropValueInteger.get();
   RBInteger read = 0;
-  if (!get || !object || !get(object, name, &read)) return false;
+  if (!get || !object || get(object, name, &read) == 0) return false;
   value = read;
   return true;
 }
 
 bool PictureBoolean(REALobject object, const char* name, bool& value) {
   auto get = hostapi::REALGetPropValueBool.get();
-  RBBoolean read = false;
-  if (!get || !object || !get(object, name, &read)) return false;
-  value = read;
+  RBBoolean read = 0;
+  if (!get || !object || get(object, name, &read) == 0) return false;
+  value = read != 0;
   return true;
 }
 
@@ -140,7 +140,7 @@ bool PictureEditor::GetPictureEditor(REALpicture source, bool forReading, bool f
   warningCount = 0;
   ProbeApplicationKind();
 
-  int32_t type = kPictureTypeMutable;
+  int64_t type = kPictureTypeMutable;
   if (auto getType = hostapi::PluginPictureGetType.get()) type = getType(source);
   DebugLog("PictureType", type);
 
@@ -415,8 +415,9 @@ REALpicture PictureEditor::RenderPictureWriter() {
     auto build = hostapi::REALBuildPictureFromBuffer.get();
     if (build && width >= 1 && height >= 1 && width <= kLargestPictureSide &&
         height <= kLargestPictureSide) {
-      result = build(static_cast<int32_t>(width), static_cast<int32_t>(height), 1, buildBuffer,
-                     static_cast<int64_t>(rowBytes));
+      uint32_t pixelType = bytesPerPixel == 3 ? kREALPixelRGB : kREALPixelXRGB;
+      result = build(static_cast<uint32_t>(width), static_cast<uint32_t>(height), pixelType,
+                     buildBuffer, static_cast<uint32_t>(rowBytes));
     }
   }
   DebugLogPointer("RenderPictureWriter done", result);
@@ -511,7 +512,9 @@ REALpicture NewPictureWithAlphaChannel(int64_t width, int64_t height) {
   ConstructorCall call{constructor, made, width, height};
   bool raised = false;
   if (auto guarded = hostapi::PluginCallFunctionWithExceptionHandler.get()) {
-    raised = guarded(&RunConstructor, &call);
+    REALobject exception = guarded(&RunConstructor, &call);
+    raised = exception != nullptr;
+    UnlockObject(exception);
   } else {
     RunConstructor(&call);
   }
@@ -529,12 +532,12 @@ REALpicture MyREALGetPictureMask(REALpicture picture, bool /*create*/) {
   if (!picture) return nullptr;
   if (rbversion > 2020.0) {
     if (auto mask = reinterpret_cast<MaskGetterProc>(LoadMethod(picture, kMaskGetter))) {
-      return mask(picture, false);
+      return mask(picture, 0);
     }
     DebugLog("No Mask function!?");
   }
   auto get = hostapi::REALGetPictureMask.get();
-  return get ? get(picture, false) : nullptr;
+  return get ? get(picture, 0) : nullptr;
 }
 
 bool SetPictureMask(REALpicture picture, REALpicture mask) {

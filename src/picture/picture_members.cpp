@@ -5,7 +5,7 @@
 #include "picture/picture_draw.h"
 
 void AddPictureMembers(ClassMembers& members) {
-  auto add = [&members](void* function, const char* declaration) {
+  auto add = [&members](REALproc function, const char* declaration) {
     members.Method(function, declaration, kPictureMemberFlags);
   };
   add(Entry(&ImageConstructorPicture), "Constructor(pic as picture, UseAlpha as boolean=false)");

@@ -25,25 +25,45 @@ ClassMembers& FactoryMembers() {
   return members;
 }
 
+// The constant records handed to the host, one per contributed constant; start-up writes the
+// values into their declarations.
+std::vector<REALconstant>& PictureConstants() {
+  static std::vector<REALconstant> constants;
+  return constants;
+}
+
+std::vector<REALconstant>& FactoryConstants() {
+  static std::vector<REALconstant> constants;
+  return constants;
+}
+
+// The attribute that keeps a member out of the host's lists.
+REALattribute gHidden[] = {{"Hidden", ""}};
+
 template <class T>
 T* Data(std::vector<T>& entries) {
   return entries.empty() ? nullptr : entries.data();
 }
 
 template <class T>
-uint32_t Count(const std::vector<T>& entries) {
-  return static_cast<uint32_t>(entries.size());
+size_t Count(const std::vector<T>& entries) {
+  return entries.size();
 }
 
-void Fill(REALclassDefinition& definition, ClassMembers& members) {
+void Fill(REALclassDefinition& definition, ClassMembers& members,
+          std::vector<REALconstant>& constants) {
   definition.properties = Data(members.properties);
   definition.propertyCount = Count(members.properties);
   definition.methods = Data(members.methods);
   definition.methodCount = Count(members.methods);
   definition.events = Data(members.events);
   definition.eventCount = Count(members.events);
-  definition.constants = Data(members.constants);
-  definition.constantCount = Count(members.constants);
+  constants.assign(members.constants.size(), REALconstant{});
+  for (size_t i = 0; i < constants.size(); ++i) {
+    constants[i].declaration = members.constants[i].declaration;
+  }
+  definition.constants = Data(constants);
+  definition.constantCount = Count(constants);
   definition.sharedProperties = Data(members.sharedProperties);
   definition.sharedPropertyCount = Count(members.sharedProperties);
   definition.sharedMethods = Data(members.sharedMethods);
@@ -62,10 +82,11 @@ void BuildClassTables() {
   AddFilterMembers(pictures);
   AddGeometryMembers(pictures);
   AddPictureMembers(pictures);
-  pictures.sharedProperties.insert(
-      pictures.sharedProperties.begin(),
-      REALproperty{nullptr, "Attributes( Hidden ) Debugging", "Boolean", kSharedPropertyFlags,
-                   Entry(&getDebugging), Entry(&setDebugging), 0});
+  REALproperty debugging = PropertyEntry("Debugging", "Boolean", kSharedPropertyFlags,
+                                         Entry(&getDebugging), Entry(&setDebugging));
+  debugging.attributes = gHidden;
+  debugging.attributeCount = 1;
+  pictures.sharedProperties.insert(pictures.sharedProperties.begin(), debugging);
 
   REALclassDefinition& pictureClass = PictureXQTClass();
   pictureClass = REALclassDefinition{};
@@ -73,7 +94,7 @@ void BuildClassTables() {
   pictureClass.dataSize = sizeof(ImageClassData);
   pictureClass.destructor = Entry(&ImageDestructor);
   pictureClass.mFlags = REALconsoleSafe;
-  Fill(pictureClass, pictures);
+  Fill(pictureClass, pictures, PictureConstants());
 
   ClassMembers& factories = FactoryMembers();
   factories = ClassMembers{};
@@ -82,7 +103,7 @@ void BuildClassTables() {
   factoryClass = REALclassDefinition{};
   factoryClass.name = "PictureFactoryXQT";
   factoryClass.mFlags = REALconsoleSafe;
-  Fill(factoryClass, factories);
+  Fill(factoryClass, factories, FactoryConstants());
 }
 
 const ClassMembers& PictureXQTMembers() { return PictureMembers(); }

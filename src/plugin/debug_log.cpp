@@ -7,10 +7,10 @@
 
 std::atomic<bool> DebuggingEnabled{false};
 
-bool getDebugging(REALobject, intptr_t) { return Debugging(); }
+RBBoolean getDebugging() { return Debugging() ? 1 : 0; }
 
-void setDebugging(REALobject, intptr_t, bool value) {
-  DebuggingEnabled.store(value, std::memory_order_relaxed);
+void setDebugging(RBBoolean value) {
+  DebuggingEnabled.store(value != 0, std::memory_order_relaxed);
 }
 
 void LogMessageX(const char* format, ...) {

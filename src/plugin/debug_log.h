@@ -17,9 +17,9 @@ inline bool Debugging() { return DebuggingEnabled.load(std::memory_order_relaxed
 inline constexpr const char* kDebugPrefix = "XQT Debug: ";
 inline constexpr int kDebugLineCapacity = 4096;
 
-// Accessors of the shared property "Debugging".
-bool getDebugging(REALobject instance, intptr_t param);
-void setDebugging(REALobject instance, intptr_t param, bool value);
+// Accessors of the shared property "Debugging"; any non-zero byte switches the log on.
+RBBoolean getDebugging();
+void setDebugging(RBBoolean value);
 
 // Formats one line (at most 4095 characters) and writes it to the log.
 void LogMessageX(const char* format, ...) __attribute__((format(printf, 1, 2)));

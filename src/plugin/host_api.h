@@ -42,60 +42,62 @@ class HostEntry {
 
 namespace hostapi {
 
+// Every entry point the plug-in resolves, by the name the host's resolver answers to. The list is
+// the whole of what the plug-in may ask the host for.
+#define XQT_HOST_ENTRIES(X)                  \
+  X(PluginRegisterClass)                     \
+  X(RegisterPluginVersion)                   \
+  X(REALGetRBVersion)                        \
+  X(REALinRuntime)                           \
+  X(REALLockObject)                          \
+  X(REALUnlockObject)                        \
+  X(PluginNewInstance)                       \
+  X(pluginObjectType)                        \
+  X(RuntimeObjectIsa)                        \
+  X(REALLoadObjectMethod)                    \
+  X(REALLoadGlobalMethod)                    \
+  X(GetEventInstance)                        \
+  X(RuntimeRaiseException)                   \
+  X(PluginCallFunctionWithExceptionHandler)  \
+  X(REALGetPropValueInteger)                 \
+  X(REALGetPropValueBool)                    \
+  X(REALGetPropValueString)                  \
+  X(REALSetPropValueInteger)                 \
+  X(REALSetPropValueString)                  \
+  X(REALBuildString)                         \
+  X(REALBuildStringWithEncoding)             \
+  X(REALSetStringEncoding)                   \
+  X(REALGetStringEncoding)                   \
+  X(REALConvertString)                       \
+  X(REALLockString)                          \
+  X(REALUnlockString)                        \
+  X(PluginGetStringData)                     \
+  X(PluginDisposeStringData)                 \
+  X(memoryBlockGetPtr)                       \
+  X(memoryBlockGetSize)                      \
+  X(PtrToMemoryBlock)                        \
+  X(RuntimeUBound)                           \
+  X(RuntimeArrayCreateSingleDimBoundedArray) \
+  X(PluginStringArrayInsertProc)             \
+  X(PluginIntegerArrayGetProc)               \
+  X(REALYieldToRB)                           \
+  X(REALLockPictureDescription)              \
+  X(lockPictureDescription)                  \
+  X(unlockPictureDescription)                \
+  X(REALPictureClearCache)                   \
+  X(PluginPictureGetType)                    \
+  X(REALGetPictureMask)                      \
+  X(newPicture)                              \
+  X(REALBuildPictureFromBuffer)              \
+  X(pluginPictureGraphicsGetter)
+
 #define XQT_HOST_ENTRY(Name) inline HostEntry<Name##Proc> Name{#Name};
-XQT_HOST_ENTRY(REALGetRBVersion)
-XQT_HOST_ENTRY(RegisterPluginVersion)
-XQT_HOST_ENTRY(REALinRuntime)
-XQT_HOST_ENTRY(PluginRegisterClass)
-XQT_HOST_ENTRY(REALLockObject)
-XQT_HOST_ENTRY(REALUnlockObject)
-XQT_HOST_ENTRY(PluginNewInstance)
-XQT_HOST_ENTRY(REALObjectIsA)
-XQT_HOST_ENTRY(REALLoadObjectMethod)
-XQT_HOST_ENTRY(REALLoadGlobalMethod)
-XQT_HOST_ENTRY(REALGetEventInstance)
-XQT_HOST_ENTRY(REALGetPropValueInteger)
-XQT_HOST_ENTRY(REALSetPropValueInteger)
-XQT_HOST_ENTRY(REALGetPropValueBool)
-XQT_HOST_ENTRY(REALSetPropValueBool)
-XQT_HOST_ENTRY(REALGetPropValueDouble)
-XQT_HOST_ENTRY(REALGetPropValueString)
-XQT_HOST_ENTRY(REALSetPropValueString)
-XQT_HOST_ENTRY(REALGetPropValueObject)
-XQT_HOST_ENTRY(REALSetPropValueObject)
-XQT_HOST_ENTRY(RuntimeRaiseException)
-XQT_HOST_ENTRY(PluginCallFunctionWithExceptionHandler)
-XQT_HOST_ENTRY(REALLockString)
-XQT_HOST_ENTRY(REALUnlockString)
-XQT_HOST_ENTRY(REALBuildString)
-XQT_HOST_ENTRY(REALBuildStringWithEncoding)
-XQT_HOST_ENTRY(REALSetStringEncoding)
-XQT_HOST_ENTRY(REALGetStringEncoding)
-XQT_HOST_ENTRY(REALConvertString)
-XQT_HOST_ENTRY(PluginGetStringData)
-XQT_HOST_ENTRY(PluginDisposeStringData)
-XQT_HOST_ENTRY(REALGetStringContents)
-XQT_HOST_ENTRY(memoryBlockGetPtr)
-XQT_HOST_ENTRY(memoryBlockGetSize)
-XQT_HOST_ENTRY(PtrToMemoryBlock)
-XQT_HOST_ENTRY(RuntimeUBound)
-XQT_HOST_ENTRY(REALCreateArray)
-XQT_HOST_ENTRY(REALGetArrayIntegerStorage)
-XQT_HOST_ENTRY(REALAppendArrayString)
-XQT_HOST_ENTRY(REALYieldToRB)
-XQT_HOST_ENTRY(REALLockPictureDescription)
-XQT_HOST_ENTRY(unlockPictureDescription)
-XQT_HOST_ENTRY(REALPictureClearCache)
-XQT_HOST_ENTRY(PluginPictureGetType)
-XQT_HOST_ENTRY(REALGetPictureMask)
-XQT_HOST_ENTRY(newPicture)
-XQT_HOST_ENTRY(REALBuildPictureFromBuffer)
-XQT_HOST_ENTRY(pluginPictureGraphicsGetter)
+XQT_HOST_ENTRIES(XQT_HOST_ENTRY)
 #undef XQT_HOST_ENTRY
-// Entry points whose resolver name differs from their type's name.
-inline HostEntry<PluginIntegerArrayGetProc> PluginIntegerArrayGet{"PluginIntegerArrayGet"};
-inline HostEntry<PluginObjectTypeProc> pluginObjectType{"pluginObjectType"};
-inline HostEntry<lockPictureDescriptionProc> lockPictureDescription{"lockPictureDescription"};
+
+#define XQT_HOST_ENTRY_NAME(Name) #Name,
+inline constexpr const char* kEntryNames[] = {XQT_HOST_ENTRIES(XQT_HOST_ENTRY_NAME)};
+#undef XQT_HOST_ENTRY_NAME
 
 }  // namespace hostapi
 

@@ -18,22 +18,23 @@ RBInteger REALGetArrayInt(REALarray array, int64_t index) {
     RaiseOutOfBoundsException(index, upper + 1, "index", nullptr);
     return 0;
   }
-  if (auto storage = hostapi::REALGetArrayIntegerStorage.get()) {
-    if (RBInteger* elements = storage(array)) return elements[index];
-  }
-  RBInteger value = 0;
-  if (auto get = hostapi::PluginIntegerArrayGet.get()) {
-    if (!get(array, index, &value)) value = 0;
-  }
-  return value;
+  // The host hands out the element reader that fits this array.
+  auto getterFor = hostapi::PluginIntegerArrayGetProc.get();
+  auto get = getterFor ? reinterpret_cast<REALIntegerArrayGetter>(getterFor(array)) : nullptr;
+  return get ? get(array, index) : 0;
 }
 
 REALarray NewStringArray() {
-  auto create = hostapi::REALCreateArray.get();
-  return create ? create(kREALArrayString, -1) : nullptr;
+  auto create = hostapi::RuntimeArrayCreateSingleDimBoundedArray.get();
+  return create ? create(kREALArrayOfString, -1) : nullptr;
 }
 
 void AppendToStringArray(REALarray array, REALstring value) {
   if (!array) return;
-  if (auto append = hostapi::REALAppendArrayString.get()) append(array, value);
+  auto ubound = hostapi::RuntimeUBound.get();
+  auto inserterFor = hostapi::PluginStringArrayInsertProc.get();
+  if (!ubound || !inserterFor) return;
+  if (auto insert = reinterpret_cast<REALStringArrayInsert>(inserterFor(array))) {
+    insert(array, ubound(array) + 1, value);
+  }
 }

@@ -1,12 +1,16 @@
-// The contract between the plug-in and its host.
+// The binary contract between the plug-in and its host.
 //
-// Everything that the plug-in and a host must agree on lives here: the opaque host types, the C
-// types of the host's scalar types, the class definition with its member entries, the picture
-// description with the two bitmap layouts behind it, and the function-pointer type of every host
-// entry point that the plug-in looks up by name through the resolver.
+// Everything the plug-in and a host must agree on lives here, laid out exactly as the host lays it
+// out in memory on 64-bit Linux, macOS and Windows: the opaque host types, the C types of the
+// host's scalar types, the class definition with its member entries, the picture description, the
+// string-data record, and the type of every host entry point, under the name the host's resolver
+// answers to. Every record carries static_asserts on its size and on each field's offset, so a
+// mistake here fails the build instead of a customer's application.
 //
-// The plug-in never includes anything of a host; a host includes only this header. The header is
-// plain C++ with C linkage types so that a host written in C can use it as well.
+// No field is a C `long`, so Windows x64 has the same offsets as the other systems. The one `long`
+// in this file is the result of a few property readers, which the host declares that way.
+//
+// The plug-in never includes anything of a host; a host includes only this header.
 #pragma once
 
 #include <cstddef>
@@ -30,14 +34,21 @@ typedef REALobject REALarray;
 struct REALstringStruct;
 typedef REALstringStruct* REALstring;
 
+// A class as the host knows it (pluginObjectType), for RuntimeObjectIsa and CreateInstance.
+struct REALclassRefStruct;
+typedef REALclassRefStruct* REALclassRef;
+
 // C types of the host's scalar types.
 typedef int64_t RBInteger;  // Integer and Int64
-typedef bool RBBoolean;     // one byte
+typedef int8_t RBBoolean;   // one byte, 0 or 1, in every record and argument
 typedef double RBDouble;
 typedef uint32_t RBColor;  // &cAARRGGBB as the host writes it: 0xAARRGGBB
 typedef void* RBPtr;
 
-// String encodings are numbered as the host numbers them.
+// An untyped function in a record; every entry is cast to its real type before it is called.
+typedef void (*REALproc)(void);
+
+// String encodings, numbered as the host numbers them.
 enum : uint32_t {
   kREALEncodingMacRoman = 0,
   kREALEncodingUTF16 = 0x0100,
@@ -46,122 +57,233 @@ enum : uint32_t {
   kREALEncodingASCII = 0x0600,
   kREALEncodingUTF8 = 0x08000100,
   kREALEncodingUTF32 = 0x0C000100,
-  kREALEncodingUnknown = 65535,
+  kREALEncodingUnknown = 0xFFFF,
 };
 
 // ---------------------------------------------------------------------------------------------
 // Class definitions
 // ---------------------------------------------------------------------------------------------
 
-// A property entry. With the standard accessors the host reads and writes the instance-data field
-// at offset `param` itself; otherwise `getter` / `setter` are plug-in functions:
-//   T getter(REALobject instance, intptr_t param);
-//   void setter(REALobject instance, intptr_t param, T value);
-// Objects and strings handed out by a getter carry one reference for the caller. Accessors of
-// shared properties receive a nil instance. A name may begin with an attribute list that the
-// host strips: "Attributes( Hidden ) Debugging" is the property Debugging, hidden from listings.
+// A name and value attached to a class or member; {"Hidden", ""} keeps it out of the host's lists.
+struct REALattribute {
+  const char* mName;
+  const char* mValue;
+};
+static_assert(sizeof(REALattribute) == 16);
+static_assert(offsetof(REALattribute, mValue) == 8);
+
+// A property. With the standard accessors ((REALproc)-1) the host reads and writes the
+// instance-data field at offset `param` itself. Other instance accessors are
+//   T getter(REALobject instance, int64_t param);
+//   void setter(REALobject instance, int64_t param, T value);
+// and accessors of shared properties get neither: T getter(void), void setter(T value).
+// Objects and strings handed out by a getter carry one reference for the caller.
 struct REALproperty {
   const char* group;
   const char* name;
   const char* type;
   uint32_t flags;
-  void* getter;
-  void* setter;
-  intptr_t param;
+  REALproc getter;
+  REALproc setter;
+  int32_t param;
+  REALproc editor;
+  size_t enumCount;
+  const char** enumEntries;
+  size_t attributeCount;
+  REALattribute* attributes;
 };
+static_assert(sizeof(REALproperty) == 96);
+static_assert(offsetof(REALproperty, name) == 8);
+static_assert(offsetof(REALproperty, type) == 16);
+static_assert(offsetof(REALproperty, flags) == 24);
+static_assert(offsetof(REALproperty, getter) == 32);
+static_assert(offsetof(REALproperty, setter) == 40);
+static_assert(offsetof(REALproperty, param) == 48);
+static_assert(offsetof(REALproperty, editor) == 56);
+static_assert(offsetof(REALproperty, enumCount) == 64);
+static_assert(offsetof(REALproperty, enumEntries) == 72);
+static_assert(offsetof(REALproperty, attributeCount) == 80);
+static_assert(offsetof(REALproperty, attributes) == 88);
 
-// Sentinels for the standard accessors.
-#define REALstandardGetter (reinterpret_cast<void*>(static_cast<intptr_t>(-1)))
-#define REALstandardSetter (reinterpret_cast<void*>(static_cast<intptr_t>(-1)))
+// The standard accessors of a property over a field of the instance data.
+inline REALproc REALstandardGetter() { return reinterpret_cast<REALproc>(intptr_t{-1}); }
+inline REALproc REALstandardSetter() { return reinterpret_cast<REALproc>(intptr_t{-1}); }
 
-// A method entry. `function` takes the instance first (shared methods do not) and then the
-// declared parameters in their C types; an assignable method also has `setterFunction`, which
-// takes the same arguments followed by the assigned value.
+// A method. `function` takes the instance first (shared methods do not) and then the declared
+// parameters in their C types; an assignable method also has `setterFunction`, which takes the
+// same arguments followed by the assigned value.
 struct REALmethodDefinition {
-  void* function;
-  void* setterFunction;
+  REALproc function;
+  REALproc setterFunction;
   const char* declaration;
-  uint32_t flags;
+  uint32_t mFlags;
+  size_t attributeCount;
+  REALattribute* attributes;
 };
+static_assert(sizeof(REALmethodDefinition) == 48);
+static_assert(offsetof(REALmethodDefinition, setterFunction) == 8);
+static_assert(offsetof(REALmethodDefinition, declaration) == 16);
+static_assert(offsetof(REALmethodDefinition, mFlags) == 24);
+static_assert(offsetof(REALmethodDefinition, attributeCount) == 32);
+static_assert(offsetof(REALmethodDefinition, attributes) == 40);
 
-// An event that subclasses may implement; the plug-in asks the host for the implementation of an
-// instance with REALGetEventInstance, passing the entry of its own class definition.
+// An event that subclasses may implement. At registration the host writes an opaque value into
+// `forSystemUse`; the implementation of an instance's class is GetEventInstance(instance, value).
 struct REALevent {
   const char* declaration;
-  uint32_t flags;
+  int64_t forSystemUse;
+  size_t attributeCount;
+  REALattribute* attributes;
 };
+static_assert(sizeof(REALevent) == 32);
+static_assert(offsetof(REALevent, forSystemUse) == 8);
+static_assert(offsetof(REALevent, attributeCount) == 16);
+static_assert(offsetof(REALevent, attributes) == 24);
 
 // An event of a superclass implemented by this class.
 struct REALeventInstance {
   const char* name;
-  void* implementation;
+  REALproc implementation;
 };
+static_assert(sizeof(REALeventInstance) == 16);
+static_assert(offsetof(REALeventInstance, implementation) == 8);
 
-// Bindings are not used by this plug-in; the entry exists so that the definition keeps its shape.
-struct REALbindingDefinition {
-  const char* source;
-  const char* destination;
-  uint32_t flags;
-};
-
-// A class constant: "Name" with `value`, or a complete "Name = 12" declaration with value 0.
+// A class constant. The value is part of the declaration ("Name = 12"); reserved1 stays null.
 struct REALconstant {
   const char* declaration;
-  int64_t value;
+  void* reserved1;
+  uint32_t mFlags;
+  size_t attributeCount;
+  REALattribute* attributes;
 };
+static_assert(sizeof(REALconstant) == 40);
+static_assert(offsetof(REALconstant, reserved1) == 8);
+static_assert(offsetof(REALconstant, mFlags) == 16);
+static_assert(offsetof(REALconstant, attributeCount) == 24);
+static_assert(offsetof(REALconstant, attributes) == 32);
+
+// Delegates and enums exist in definitions of version 11 and later; this plug-in has none.
+struct REALdelegate {
+  const char* declaration;
+  uint32_t mFlags;
+  size_t attributeCount;
+  REALattribute* attributes;
+};
+static_assert(sizeof(REALdelegate) == 32);
+static_assert(offsetof(REALdelegate, mFlags) == 8);
+static_assert(offsetof(REALdelegate, attributeCount) == 16);
+static_assert(offsetof(REALdelegate, attributes) == 24);
+
+struct REALenum {
+  const char* name;
+  const char* type;
+  uint32_t mFlags;
+  const char** fields;
+  size_t numFields;
+  size_t attributeCount;
+  REALattribute* attributes;
+};
+static_assert(sizeof(REALenum) == 56);
+static_assert(offsetof(REALenum, type) == 8);
+static_assert(offsetof(REALenum, mFlags) == 16);
+static_assert(offsetof(REALenum, fields) == 24);
+static_assert(offsetof(REALenum, numFields) == 32);
+static_assert(offsetof(REALenum, attributeCount) == 40);
+static_assert(offsetof(REALenum, attributes) == 48);
 
 struct REALclassDefinition {
   uint32_t version;
   const char* name;
   const char* superName;
-  uint32_t dataSize;
-  // Filled in by the host at registration: the byte offset of the instance data inside every
+  size_t dataSize;
+  // Written by the host at registration: the byte offset of the instance data inside every
   // object of the class.
-  uint32_t forSystemUse;
-  void* constructor;  // void constructor(REALobject instance)
-  void* destructor;   // void destructor(REALobject instance)
+  int64_t forSystemUse;
+  REALproc constructor;  // void constructor(REALobject instance)
+  REALproc destructor;   // void destructor(REALobject instance)
   REALproperty* properties;
-  uint32_t propertyCount;
+  size_t propertyCount;
   REALmethodDefinition* methods;
-  uint32_t methodCount;
+  size_t methodCount;
   REALevent* events;
-  uint32_t eventCount;
+  size_t eventCount;
   REALeventInstance* eventInstances;
-  uint32_t eventInstanceCount;
+  size_t eventInstanceCount;
   const char* interfaces;
-  REALbindingDefinition* bindings;
-  uint32_t bindingCount;
+  REALattribute* attributes;
+  size_t attributeCount;
   REALconstant* constants;
-  uint32_t constantCount;
+  size_t constantCount;
   uint32_t mFlags;
   REALproperty* sharedProperties;
-  uint32_t sharedPropertyCount;
+  size_t sharedPropertyCount;
   REALmethodDefinition* sharedMethods;
-  uint32_t sharedMethodCount;
+  size_t sharedMethodCount;
+  // Read from version 11 on.
+  REALdelegate* delegates;
+  size_t delegateCount;
+  REALenum* enums;
+  size_t enumCount;
 };
+static_assert(sizeof(REALclassDefinition) == 232);
+static_assert(offsetof(REALclassDefinition, name) == 8);
+static_assert(offsetof(REALclassDefinition, superName) == 16);
+static_assert(offsetof(REALclassDefinition, dataSize) == 24);
+static_assert(offsetof(REALclassDefinition, forSystemUse) == 32);
+static_assert(offsetof(REALclassDefinition, constructor) == 40);
+static_assert(offsetof(REALclassDefinition, destructor) == 48);
+static_assert(offsetof(REALclassDefinition, properties) == 56);
+static_assert(offsetof(REALclassDefinition, propertyCount) == 64);
+static_assert(offsetof(REALclassDefinition, methods) == 72);
+static_assert(offsetof(REALclassDefinition, methodCount) == 80);
+static_assert(offsetof(REALclassDefinition, events) == 88);
+static_assert(offsetof(REALclassDefinition, eventCount) == 96);
+static_assert(offsetof(REALclassDefinition, eventInstances) == 104);
+static_assert(offsetof(REALclassDefinition, eventInstanceCount) == 112);
+static_assert(offsetof(REALclassDefinition, interfaces) == 120);
+static_assert(offsetof(REALclassDefinition, attributes) == 128);
+static_assert(offsetof(REALclassDefinition, attributeCount) == 136);
+static_assert(offsetof(REALclassDefinition, constants) == 144);
+static_assert(offsetof(REALclassDefinition, constantCount) == 152);
+static_assert(offsetof(REALclassDefinition, mFlags) == 160);
+static_assert(offsetof(REALclassDefinition, sharedProperties) == 168);
+static_assert(offsetof(REALclassDefinition, sharedPropertyCount) == 176);
+static_assert(offsetof(REALclassDefinition, sharedMethods) == 184);
+static_assert(offsetof(REALclassDefinition, sharedMethodCount) == 192);
+static_assert(offsetof(REALclassDefinition, delegates) == 200);
+static_assert(offsetof(REALclassDefinition, delegateCount) == 208);
+static_assert(offsetof(REALclassDefinition, enums) == 216);
+static_assert(offsetof(REALclassDefinition, enumCount) == 224);
 
-// Flag bits as the host reads them.
+// Flag bits of classes and members.
 enum : uint32_t {
-  REALpropRuntimeOnly = 2,            // property exists at run time only
-  REALconsoleSafe = 4,                // member (or class) usable in console applications
-  REALScopeShared = 0x20,             // shared property
-  REALScopeProtected = 0x100,         // part of the 0x308 pattern of older hosts
-  REALScopePrivate = 0x200,           // ditto
-  REALScopeMask = 0x400,              // ditto
-  REALneedsPictureSupport = 0x40000,  // plug-in marker: uses host pictures
+  REALpropRuntimeOnly = 0x2,  // exists at run time only
+  REALconsoleSafe = 0x4,      // usable in every kind of application
+  REALconsoleOnly = 0x8,
+  REALScopeGlobal = 0x10,
+  REALScopePublic = 0x20,
+  REALScopeProtected = 0x40,
+  REALScopePrivate = 0x80,
+  REALwebSafe = 0x100,
+  REALdesktopSafe = 0x200,
+  REALiOSSafe = 0x400,
 };
 
 // ---------------------------------------------------------------------------------------------
 // Pictures
 // ---------------------------------------------------------------------------------------------
 
-enum : int32_t {
-  pictureCGBitmapContext = 8,  // desktop: handle is a REALbitmapContext*
-  pictureGDImagePtr = 10,      // console and web: handle is a gdImage*
+// Kinds of picture data behind a locked description.
+enum : uint32_t {
+  pictureCGBitmapContext = 8,  // macOS desktop: a CGContextRef
+  pictureGDData = 9,           // console: 11 header bytes, then big-endian A,R,G,B ints
+  pictureGDImagePtr = 10,      // console, every system: a gdImage*
+  pictureCairoContext = 12,    // Linux desktop: a cairo_t*
+  pictureD2DBytes = 14,        // Windows desktop: premultiplied B,G,R,A bytes
 };
 
-// Picture kinds reported by PluginPictureGetType.
-enum : int32_t {
+// What PluginPictureGetType reports.
+enum : int64_t {
   kPictureTypeImage = 0,      // HiDPI picture made of several bitmaps
   kPictureTypeVector = 1,     // vector picture
   kPictureTypeMutable = 2,    // plain mutable bitmap
@@ -169,10 +291,26 @@ enum : int32_t {
 };
 
 struct REALpictureDescription {
-  int32_t pictureType;
-  void* pictureData;  // platform handle
+  uint32_t pictureType;
+  void* pictureData;
   int32_t width;
   int32_t height;
+  int32_t depth;
+  RBBoolean transparent;
+};
+static_assert(sizeof(REALpictureDescription) == 32);
+static_assert(offsetof(REALpictureDescription, pictureData) == 8);
+static_assert(offsetof(REALpictureDescription, width) == 16);
+static_assert(offsetof(REALpictureDescription, height) == 20);
+static_assert(offsetof(REALpictureDescription, depth) == 24);
+static_assert(offsetof(REALpictureDescription, transparent) == 28);
+
+// Pixel layouts of REALBuildPictureFromBuffer; none carries alpha.
+enum : uint32_t {
+  kREALPixelRGB = 1,   // R, G, B
+  kREALPixelBGR = 2,   // B, G, R
+  kREALPixelXRGB = 3,  // unused, R, G, B
+  kREALPixelBGRX = 4,  // B, G, R, unused
 };
 
 // Alpha info values of a bitmap context, numbered as the desktop graphics layer numbers them.
@@ -188,9 +326,9 @@ enum : uint32_t {
   kBitmapAlphaInfoMask = 0x1F,
 };
 
-// The bitmap behind a desktop picture. A pixel is four bytes: R, G, B, A in memory for the
-// alpha-last infos (1, 3, 5) and A, R, G, B for the alpha-first ones (2, 4, 6); the skip infos
-// (5, 6) carry no alpha in their A byte.
+// The bitmap behind a desktop picture of the emulated host. A pixel is four bytes: R, G, B, A in
+// memory for the alpha-last infos (1, 3, 5) and A, R, G, B for the alpha-first ones (2, 4, 6); the
+// skip infos (5, 6) carry no alpha in their A byte.
 struct REALbitmapContext {
   void* data;
   int64_t width;
@@ -230,6 +368,39 @@ struct gdImagePrefix {
   int alphaBlendingFlag;
   int saveAlphaFlag;
 };
+static_assert(offsetof(gdImagePrefix, sx) == 8);
+static_assert(offsetof(gdImagePrefix, sy) == 12);
+static_assert(offsetof(gdImagePrefix, colorsTotal) == 16);
+static_assert(offsetof(gdImagePrefix, trueColor) == 7248);
+static_assert(offsetof(gdImagePrefix, tpixels) == 7256);
+static_assert(offsetof(gdImagePrefix, alphaBlendingFlag) == 7264);
+static_assert(offsetof(gdImagePrefix, saveAlphaFlag) == 7268);
+
+// ---------------------------------------------------------------------------------------------
+// Strings
+// ---------------------------------------------------------------------------------------------
+
+// A string's bytes in one encoding, as PluginGetStringData hands them out; the private fields
+// belong to the host and go back to it with PluginDisposeStringData.
+struct REALstringData {
+  const void* data;
+  size_t length;
+  uint32_t encoding;
+  const void* private1;
+  uint32_t private2;
+};
+static_assert(sizeof(REALstringData) == 40);
+static_assert(offsetof(REALstringData, length) == 8);
+static_assert(offsetof(REALstringData, encoding) == 16);
+static_assert(offsetof(REALstringData, private1) == 24);
+static_assert(offsetof(REALstringData, private2) == 32);
+
+// Element types of RuntimeArrayCreateSingleDimBoundedArray.
+enum : int32_t {
+  kREALArrayOfString = 3,
+  kREALArrayOfObject = 4,
+  kREALArrayOfInteger = 11,
+};
 
 // ---------------------------------------------------------------------------------------------
 // Host entry points, by the name the resolver knows them
@@ -241,115 +412,97 @@ typedef void (*REALPluginMainProc)(REALResolverProc resolver);
 extern "C" {
 
 // Start-up and registration.
-typedef double (*REALGetRBVersionProc)();                           // "REALGetRBVersion"
-typedef void (*RegisterPluginVersionProc)(int32_t controlVersion);  // "RegisterPluginVersion"
-typedef bool (*REALinRuntimeProc)();                                // "REALinRuntime"
-typedef void (*PluginRegisterClassProc)(REALclassDefinition* definition);  // "PluginRegisterClass"
+typedef void (*PluginRegisterClassProc)(REALclassDefinition* definition);
+typedef void (*RegisterPluginVersionProc)(int version);
+typedef double (*REALGetRBVersionProc)(void);  // year.release: 2018r2 is 2018.02
+typedef RBBoolean (*REALinRuntimeProc)(void);
 
 // Objects.
-typedef void (*REALLockObjectProc)(REALobject object);               // "REALLockObject"
-typedef void (*REALUnlockObjectProc)(REALobject object);             // "REALUnlockObject"
-typedef REALobject (*PluginNewInstanceProc)(const char* className);  // "PluginNewInstance"
-// The class of that name (an opaque handle), or null when the host has no such class.
-typedef void* (*PluginObjectTypeProc)(const char* className);                 // "pluginObjectType"
-typedef bool (*REALObjectIsAProc)(REALobject object, const char* className);  // "REALObjectIsA"
-typedef void* (*REALLoadObjectMethodProc)(REALobject object,
-                                          const char* declaration);  // "REALLoadObjectMethod"
-typedef void* (*REALLoadGlobalMethodProc)(const char* module,
-                                          const char* declaration);  // "REALLoadGlobalMethod"
-typedef void* (*REALGetEventInstanceProc)(REALobject object,
-                                          const REALevent* event);  // "REALGetEventInstance"
+typedef void (*REALLockObjectProc)(REALobject object);
+typedef void (*REALUnlockObjectProc)(REALobject object);
+typedef REALobject (*PluginNewInstanceProc)(const char* className);
+typedef REALclassRef (*pluginObjectTypeProc)(const char* className);
+typedef REALobject (*CreateInstanceProc)(REALclassRef classRef);
+typedef RBBoolean (*RuntimeObjectIsaProc)(REALobject object, REALclassRef classRef);
+typedef REALproc (*REALLoadObjectMethodProc)(REALobject object, const char* declaration);
+// `module` is null for the host's own global functions.
+typedef REALproc (*REALLoadGlobalMethodProc)(const char* module, const char* declaration);
+typedef REALproc (*GetEventInstanceProc)(REALobject object, int64_t eventIndex);
 
-// Properties of host objects, by name; false when the object has no such property.
-typedef bool (*REALGetPropValueIntegerProc)(REALobject object, const char* name,
-                                            RBInteger* value);  // "REALGetPropValueInteger"
-typedef bool (*REALSetPropValueIntegerProc)(REALobject object, const char* name,
-                                            RBInteger value);  // "REALSetPropValueInteger"
-typedef bool (*REALGetPropValueBoolProc)(REALobject object, const char* name,
-                                         RBBoolean* value);  // "REALGetPropValueBool"
-typedef bool (*REALSetPropValueBoolProc)(REALobject object, const char* name,
-                                         RBBoolean value);  // "REALSetPropValueBool"
-typedef bool (*REALGetPropValueDoubleProc)(REALobject object, const char* name,
-                                           RBDouble* value);  // "REALGetPropValueDouble"
-typedef bool (*REALGetPropValueStringProc)(
-    REALobject object, const char* name,
-    REALstring* value);  // "REALGetPropValueString", value locked for the caller
-typedef bool (*REALSetPropValueStringProc)(REALobject object, const char* name,
-                                           REALstring value);  // "REALSetPropValueString"
-typedef bool (*REALGetPropValueObjectProc)(
-    REALobject object, const char* name,
-    REALobject* value);  // "REALGetPropValueObject", value locked for the caller
-typedef bool (*REALSetPropValueObjectProc)(REALobject object, const char* name,
-                                           REALobject value);  // "REALSetPropValueObject"
+// Exceptions. The host delivers a raised exception when control returns to it.
+typedef void (*RuntimeRaiseExceptionProc)(REALobject exception);
+// Calls function(context) and returns the exception raised inside it (the caller unlocks it), or
+// null.
+typedef REALobject (*PluginCallFunctionWithExceptionHandlerProc)(void (*function)(void* context),
+                                                                 void* context);
 
-// Exceptions. A raised exception is delivered when control returns to the host.
-typedef void (*RuntimeRaiseExceptionProc)(REALobject exception);  // "RuntimeRaiseException"
-// Calls function(context); true when a host exception was raised inside it (it is then dropped).
-typedef bool (*PluginCallFunctionWithExceptionHandlerProc)(
-    void (*function)(void* context), void* context);  // "PluginCallFunctionWithExceptionHandler"
+// Properties of host objects, by name. The getters of Double, String and Object values return
+// the host's `long`, which is 4 bytes on Windows and 8 elsewhere.
+typedef RBBoolean (*REALGetPropValueIntegerProc)(REALobject object, const char* name,
+                                                 int64_t* value);
+typedef RBBoolean (*REALGetPropValueBoolProc)(REALobject object, const char* name,
+                                              RBBoolean* value);
+typedef long (*REALGetPropValueDoubleProc)(REALobject object, const char* name, double* value);
+typedef long (*REALGetPropValueStringProc)(REALobject object, const char* name, REALstring* value);
+typedef long (*REALGetPropValueObjectProc)(REALobject object, const char* name, REALobject* value);
+typedef RBBoolean (*REALSetPropValueIntegerProc)(REALobject object, const char* name,
+                                                 int64_t value);
+typedef RBBoolean (*REALSetPropValueBooleanProc)(REALobject object, const char* name,
+                                                 RBBoolean value);
+typedef RBBoolean (*REALSetPropValueStringProc)(REALobject object, const char* name,
+                                                REALstring value);
+typedef RBBoolean (*REALSetPropValueObjectProc)(REALobject object, const char* name,
+                                                REALobject value);
 
 // Strings. Built strings carry one reference for the caller.
-typedef void (*REALLockStringProc)(REALstring string);                         // "REALLockString"
-typedef void (*REALUnlockStringProc)(REALstring string);                       // "REALUnlockString"
-typedef REALstring (*REALBuildStringProc)(const void* bytes, int32_t length);  // "REALBuildString"
-typedef REALstring (*REALBuildStringWithEncodingProc)(
-    const void* bytes, int32_t length, uint32_t encoding);  // "REALBuildStringWithEncoding"
-typedef void (*REALSetStringEncodingProc)(REALstring string,
-                                          uint32_t encoding);      // "REALSetStringEncoding"
-typedef uint32_t (*REALGetStringEncodingProc)(REALstring string);  // "REALGetStringEncoding"
-typedef REALstring (*REALConvertStringProc)(REALstring string,
-                                            uint32_t encoding);  // "REALConvertString"
-// The string's bytes in `encoding`: data and length stay valid until PluginDisposeStringData. The
-// byte after the last one is readable; a host that terminates the text puts a zero there.
-typedef bool (*PluginGetStringDataProc)(REALstring string, uint32_t encoding, const void** data,
-                                        int64_t* length);  // "PluginGetStringData"
-typedef void (*PluginDisposeStringDataProc)(REALstring string,
-                                            const void* data);  // "PluginDisposeStringData"
-typedef const void* (*REALGetStringContentsProc)(
-    REALstring string, int64_t* length);  // "REALGetStringContents", raw bytes, no copy
+typedef REALstring (*REALBuildStringProc)(const char* bytes, int byteCount);
+typedef REALstring (*REALBuildStringWithEncodingProc)(const char* bytes, int byteCount,
+                                                      uint32_t encoding);
+typedef void (*REALSetStringEncodingProc)(REALstring string, uint32_t encoding);
+typedef uint32_t (*REALGetStringEncodingProc)(REALstring string);
+typedef REALstring (*REALConvertStringProc)(REALstring string, uint32_t encoding);
+typedef void (*REALLockStringProc)(REALstring string);
+typedef void (*REALUnlockStringProc)(REALstring string);
+typedef RBBoolean (*PluginGetStringDataProc)(REALstring string, uint32_t encoding,
+                                             REALstringData* out);
+typedef void (*PluginDisposeStringDataProc)(REALstringData* data);
+typedef const char* (*StringGetCStringProc)(REALstring string);
 
 // MemoryBlocks.
-typedef void* (*memoryBlockGetPtrProc)(REALmemoryBlock block);     // "memoryBlockGetPtr"
-typedef int64_t (*memoryBlockGetSizeProc)(REALmemoryBlock block);  // "memoryBlockGetSize"
-typedef REALmemoryBlock (*PtrToMemoryBlockProc)(
-    void* data);  // "PtrToMemoryBlock", no size, not owned
+typedef void* (*memoryBlockGetPtrProc)(REALmemoryBlock block);
+typedef int64_t (*memoryBlockGetSizeProc)(REALmemoryBlock block);
+typedef REALmemoryBlock (*PtrToMemoryBlockProc)(void* data);  // no size, not owned
 
-// Arrays (one dimension).
-enum : int32_t { kREALArrayInteger = 0, kREALArrayString = 1, kREALArrayObject = 2 };
-typedef int64_t (*RuntimeUBoundProc)(REALarray array);  // "RuntimeUBound"
-typedef REALarray (*REALCreateArrayProc)(int32_t elementType,
-                                         int64_t upperBound);  // "REALCreateArray"
-typedef bool (*PluginIntegerArrayGetProc)(REALarray array, int64_t index,
-                                          RBInteger* value);  // "PluginIntegerArrayGet"
-// Element storage of an integer array, or null when the host does not expose it.
-typedef RBInteger* (*REALGetArrayIntegerStorageProc)(
-    REALarray array);  // "REALGetArrayIntegerStorage"
-typedef void (*REALAppendArrayStringProc)(REALarray array,
-                                          REALstring value);  // "REALAppendArrayString"
+// Arrays (one dimension). An upper bound of -1 makes an empty array.
+typedef int64_t (*RuntimeUBoundProc)(REALarray array);
+typedef REALarray (*RuntimeArrayCreateSingleDimBoundedArrayProc)(int32_t elementType,
+                                                                 int64_t upperBound);
+typedef void (*REALStringArrayInsert)(REALarray array, int64_t index, REALstring value);
+typedef int64_t (*REALIntegerArrayGetter)(REALarray array, int64_t index);
+// These two hand out the element function that fits the array: a REALStringArrayInsert and a
+// REALIntegerArrayGetter.
+typedef void* (*PluginStringArrayInsertProcProc)(REALarray array);
+typedef void* (*PluginIntegerArrayGetProcProc)(REALarray array);
 
 // Yielding to the host's user interface and threads.
-typedef void (*REALYieldToRBProc)();  // "REALYieldToRB"
+typedef void (*REALYieldToRBProc)(void);
 
 // Pictures.
-typedef bool (*REALLockPictureDescriptionProc)(
-    REALpicture picture, REALpictureDescription* description,
-    int32_t pictureType);  // "REALLockPictureDescription"
-typedef bool (*lockPictureDescriptionProc)(
-    REALpicture picture,
-    REALpictureDescription* description);  // "lockPictureDescription", native type
-typedef void (*unlockPictureDescriptionProc)(REALpicture picture);  // "unlockPictureDescription"
-typedef void (*REALPictureClearCacheProc)(REALpicture picture);     // "REALPictureClearCache"
-typedef int32_t (*PluginPictureGetTypeProc)(REALpicture picture);   // "PluginPictureGetType"
-typedef REALpicture (*REALGetPictureMaskProc)(
-    REALpicture picture, bool create);  // "REALGetPictureMask", locked for the caller
-typedef REALpicture (*newPictureProc)(int32_t width, int32_t height,
-                                      int32_t depth);  // "newPicture"
-// A new picture from a caller's buffer of 32-bit pixels; format 1: A, R, G, B bytes per pixel.
-typedef REALpicture (*REALBuildPictureFromBufferProc)(
-    int32_t width, int32_t height, int32_t format, const void* pixels,
-    int64_t rowBytes);  // "REALBuildPictureFromBuffer"
-typedef REALgraphics (*pluginPictureGraphicsGetterProc)(
-    REALpicture picture);  // "pluginPictureGraphicsGetter", locked for the caller
+typedef RBBoolean (*REALLockPictureDescriptionProc)(REALpicture picture,
+                                                    REALpictureDescription* description,
+                                                    uint32_t pictureType);
+// Fills in the picture's own kind.
+typedef void (*lockPictureDescriptionProc)(REALpicture picture,
+                                           REALpictureDescription* description);
+typedef void (*unlockPictureDescriptionProc)(REALpicture picture);
+typedef void (*REALPictureClearCacheProc)(REALpicture picture);
+typedef int64_t (*PluginPictureGetTypeProc)(REALpicture picture);
+typedef REALpicture (*REALGetPictureMaskProc)(REALpicture picture, RBBoolean create);
+typedef REALpicture (*newPictureProc)(int64_t width, int64_t height, int64_t depth);
+typedef REALpicture (*REALBuildPictureFromBufferProc)(uint32_t width, uint32_t height,
+                                                      uint32_t pixelType, const void* pixels,
+                                                      uint32_t rowBytes);
+typedef REALgraphics (*pluginPictureGraphicsGetterProc)(REALpicture picture);
 
 }  // extern "C"
 

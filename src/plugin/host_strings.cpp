@@ -20,12 +20,13 @@ bool HasHighByte(const void* bytes, int64_t length) {
 bool NewerBuilders() { return rbversion >= 2012.0; }
 
 REALstring BuildWithEncoding(const void* bytes, int32_t length, uint32_t encoding) {
+  auto text = static_cast<const char*>(bytes);
   if (NewerBuilders()) {
     auto build = hostapi::REALBuildStringWithEncoding.get();
-    return build ? build(bytes, length, encoding) : nullptr;
+    return build ? build(text, length, encoding) : nullptr;
   }
   auto build = hostapi::REALBuildString.get();
-  REALstring string = build ? build(bytes, length) : nullptr;
+  REALstring string = build ? build(text, length) : nullptr;
   if (string) {
     if (auto setEncoding = hostapi::REALSetStringEncoding.get()) setEncoding(string, encoding);
   }
@@ -116,7 +117,7 @@ rbText::rbText(REALstring string) : check1_(kGuard), utf8_(kEmptyText), check2_(
       if (!converted_) DebugLog("REALBuildUnicodeString failed");
     }
   }
-  using LenB = int64_t (*)(REALstring);
+  using LenB = RBInteger (*)(REALstring);
   auto loadGlobal = hostapi::REALLoadGlobalMethod.get();
   auto lenB = loadGlobal
                   ? reinterpret_cast<LenB>(loadGlobal(nullptr, "LenB( s as string ) as integer"))
@@ -130,33 +131,27 @@ const char* rbText::GetUTF8() {
   if (!string_) return utf8_;
   REALstring source = converted_ ? converted_ : string_;
   auto getData = hostapi::PluginGetStringData.get();
-  const void* data = nullptr;
-  int64_t length = 0;
-  if (!getData || !getData(source, kREALEncodingUTF8, &data, &length)) {
+  if (!getData || getData(source, kREALEncodingUTF8, &hostData_) == 0) {
     DebugLog("REALGetStringData failed.");
     return utf8_;
   }
-  hostData_ = data;
-  hostDataString_ = source;
   disposeHostData_ = true;
+  const void* data = hostData_.data;
+  auto length = static_cast<int64_t>(hostData_.length);
   if (!data || length <= 0) {
     DebugLog("data is NULL, so size fixed to zero.");
     return utf8_;
   }
-  auto bytes = static_cast<const char*>(data);
-  if (bytes[length] != 0) {
-    DebugLog("String is not zero terminated. Fixed.");
-    ownUtf8_ = static_cast<char*>(std::malloc(static_cast<size_t>(length) + 4));
-    if (!ownUtf8_) {
-      DebugLog("Out of Memory.");
-      failed_ = true;
-      return utf8_;
-    }
-    std::memcpy(ownUtf8_, bytes, static_cast<size_t>(length));
-    std::memset(ownUtf8_ + length, 0, 4);
-    bytes = ownUtf8_;
+  // The host promises `length` bytes and nothing after them, so the terminator is always ours.
+  ownUtf8_ = static_cast<char*>(std::malloc(static_cast<size_t>(length) + 4));
+  if (!ownUtf8_) {
+    DebugLog("Out of Memory.");
+    failed_ = true;
+    return utf8_;
   }
-  utf8_ = bytes;
+  std::memcpy(ownUtf8_, data, static_cast<size_t>(length));
+  std::memset(ownUtf8_ + length, 0, 4);
+  utf8_ = ownUtf8_;
   utf8Length_ = length;
   return utf8_;
 }
@@ -176,7 +171,7 @@ rbText::~rbText() {
                 static_cast<unsigned long>(check2_));
   }
   if (disposeHostData_) {
-    if (auto dispose = hostapi::PluginDisposeStringData.get()) dispose(hostDataString_, hostData_);
+    if (auto dispose = hostapi::PluginDisposeStringData.get()) dispose(&hostData_);
   }
   std::free(ownUtf8_);
   UnlockString(converted_);

@@ -38,8 +38,7 @@ class rbText {
   const char* utf8_;
   int64_t utf8Length_ = -1;
   char* ownUtf8_ = nullptr;
-  const void* hostData_ = nullptr;
-  REALstring hostDataString_ = nullptr;
+  REALstringData hostData_{};
   int64_t byteLength_ = 0;
   uint32_t encoding_ = kREALEncodingUnknown;
   AsciiState ascii_ = AsciiState::kUnknown;

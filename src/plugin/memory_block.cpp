@@ -29,7 +29,9 @@ REALmemoryBlock NewMemoryBlock(int64_t size) {
     REALNewMemoryBlockWork(&request);
     return request.block;
   }
-  if (guarded(&REALNewMemoryBlockWork, &request)) {
+  // The guard hands back the exception raised inside, which is ours to release.
+  if (REALobject exception = guarded(&REALNewMemoryBlockWork, &request)) {
+    UnlockObject(exception);
     UnlockObject(request.block);
     return nullptr;
   }

@@ -31,13 +31,13 @@ std::deque<std::string>& ConstantTexts() {
   return texts;
 }
 
-void FixFlags(REALmethodDefinition* methods, uint32_t count, double version) {
-  for (uint32_t i = 0; i < count; ++i)
-    methods[i].flags = AdaptMemberFlags(methods[i].flags, version);
+void FixFlags(REALmethodDefinition* methods, size_t count, double version) {
+  for (size_t i = 0; i < count; ++i)
+    methods[i].mFlags = AdaptMemberFlags(methods[i].mFlags, version);
 }
 
-void FixFlags(REALproperty* properties, uint32_t count, double version) {
-  for (uint32_t i = 0; i < count; ++i) {
+void FixFlags(REALproperty* properties, size_t count, double version) {
+  for (size_t i = 0; i < count; ++i) {
     properties[i].flags = AdaptMemberFlags(properties[i].flags, version);
   }
 }
@@ -56,8 +56,8 @@ int64_t GranularityForPageSize(int64_t pageSize) { return pageSize > 4096 ? page
 
 uint32_t AdaptClassFlags(uint32_t flags, double version) {
   flags = RewriteScopePattern(flags, version);
-  if (flags & REALneedsPictureSupport) {
-    flags &= ~REALneedsPictureSupport;
+  if (flags & kNeedsPictureSupport) {
+    flags &= ~kNeedsPictureSupport;
     if (version >= kConsoleSafeVersion) flags |= REALconsoleSafe;
   }
   return flags;
@@ -65,8 +65,8 @@ uint32_t AdaptClassFlags(uint32_t flags, double version) {
 
 uint32_t AdaptMemberFlags(uint32_t flags, double version) {
   flags = RewriteScopePattern(flags, version);
-  if (flags & REALneedsPictureSupport) {
-    flags &= ~(REALneedsPictureSupport | REALconsoleSafe);
+  if (flags & kNeedsPictureSupport) {
+    flags &= ~(kNeedsPictureSupport | REALconsoleSafe);
     if (version >= kConsoleSafeVersion) flags |= REALconsoleSafe;
   }
   return flags;
@@ -86,13 +86,13 @@ std::string ConstantDeclaration(const char* name, int64_t value) {
   return text;
 }
 
-void RewriteConstants(REALconstant* constants, uint32_t count) {
-  for (uint32_t i = 0; i < count; ++i) {
+void RewriteConstants(const NamedConstant* values, REALconstant* constants, size_t count) {
+  for (size_t i = 0; i < count; ++i) {
     REALconstant& constant = constants[i];
+    constant.reserved1 = nullptr;
     if (!constant.declaration || std::strchr(constant.declaration, '=')) continue;
-    ConstantTexts().push_back(ConstantDeclaration(constant.declaration, constant.value));
+    ConstantTexts().push_back(ConstantDeclaration(constant.declaration, values[i].value));
     constant.declaration = ConstantTexts().back().c_str();
-    constant.value = 0;
   }
 }
 
@@ -102,7 +102,7 @@ void MyREALRegisterClass(REALclassDefinition* definition) {
   FixFlags(definition->sharedMethods, definition->sharedMethodCount, rbversion);
   FixFlags(definition->properties, definition->propertyCount, rbversion);
   FixFlags(definition->sharedProperties, definition->sharedPropertyCount, rbversion);
-  definition->dataSize = (definition->dataSize + 15u) & ~15u;
+  definition->dataSize = (definition->dataSize + 15u) & ~size_t{15};
   definition->version = static_cast<uint32_t>(CurrentREALControlVersion);
   if (auto registerClass = hostapi::PluginRegisterClass.get()) registerClass(definition);
 }
@@ -114,21 +114,22 @@ extern "C" __attribute__((visibility("default"))) void REALPluginMain(REALResolv
   if (auto getVersion = hostapi::REALGetRBVersion.get()) rbversion = getVersion();
   CurrentREALControlVersion = ControlVersionForHost(rbversion);
   if (auto registerVersion = hostapi::RegisterPluginVersion.get()) {
-    registerVersion(static_cast<int32_t>(CurrentREALControlVersion));
+    registerVersion(static_cast<int>(CurrentREALControlVersion));
   }
   gpartname = "Image";
   gplugin = 1;
   gpluginname = "Images";
   AllocationGranularity = 4096;
   auto inRuntime = hostapi::REALinRuntime.get();
-  if (inRuntime && inRuntime()) {
+  if (inRuntime && inRuntime() != 0) {
     AllocationGranularity = GranularityForPageSize(platform::PageSize());
     DebugLog("AllocationGranularity", static_cast<long long>(AllocationGranularity));
     platform::SeedRandomFromTime();
   }
   BuildClassTables();
   REALclassDefinition& pictures = PictureXQTClass();
-  RewriteConstants(pictures.constants, pictures.constantCount);
+  RewriteConstants(PictureXQTMembers().constants.data(), pictures.constants,
+                   pictures.constantCount);
   MyREALRegisterClass(&pictures);
   MyREALRegisterClass(&PictureFactoryXQTClass());
 }

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "plugin/host_interface.h"
+#include "plugin/member_table.h"
 
 extern const char* gpartname;    // "Image"
 extern const char* gpluginname;  // "Images"
@@ -24,9 +24,9 @@ uint32_t AdaptMemberFlags(uint32_t flags, double version);
 // "Name = 12" for values below 100, "Name = &h000000FF" otherwise.
 std::string ConstantDeclaration(const char* name, int64_t value);
 
-// Rewrites every constant without "=" into its declaration form, value 0. The texts live for
-// the process.
-void RewriteConstants(REALconstant* constants, uint32_t count);
+// Writes the value of every constant whose declaration has no "=" into its declaration, from the
+// contributed constant of the same index. The texts live for the process.
+void RewriteConstants(const NamedConstant* values, REALconstant* constants, size_t count);
 
 // Adapts a definition to the running host and registers it.
 void MyREALRegisterClass(REALclassDefinition* definition);

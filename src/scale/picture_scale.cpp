@@ -279,12 +279,12 @@ bool PictureScaleXQTMT(ImageClassData* dest, int64_t threads, ImageClassData* so
   return kFilterFunctionsMT[mode - 1](dest, threads, source, temp, width, height);
 }
 
-bool Scale(REALobject instance, REALobject source, REALobject temp, int64_t mode, int64_t width,
+RBBoolean Scale(REALobject instance, REALobject source, REALobject temp, int64_t mode, int64_t width,
            int64_t height) {
   return PictureScaleXQT(ImageData(instance), ImageData(source), temp, mode, width, height);
 }
 
-bool ScaleMT(REALobject instance, int64_t threads, REALobject source, REALobject temp, int64_t mode,
+RBBoolean ScaleMT(REALobject instance, int64_t threads, REALobject source, REALobject temp, int64_t mode,
              int64_t width, int64_t height) {
   return PictureScaleXQTMT(ImageData(instance), threads, ImageData(source), temp, mode, width,
                            height);

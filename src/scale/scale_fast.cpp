@@ -278,6 +278,6 @@ bool ScalePictureFast(ImageClassData* dest, ImageClassData* source, int64_t widt
   return FastPairScale(*pair, dest, source, w, h);
 }
 
-bool ScaleFast(REALobject instance, REALobject source, int64_t width, int64_t height) {
+RBBoolean ScaleFast(REALobject instance, REALobject source, int64_t width, int64_t height) {
   return ScalePictureFast(ImageData(instance), ImageData(source), width, height);
 }

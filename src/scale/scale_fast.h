@@ -10,4 +10,4 @@
 bool ScalePictureFast(ImageClassData* dest, ImageClassData* source, int64_t width, int64_t height);
 
 // "ScaleFast(source as PictureXQT, width as integer, height as integer) as boolean"
-bool ScaleFast(REALobject instance, REALobject source, int64_t width, int64_t height);
+RBBoolean ScaleFast(REALobject instance, REALobject source, int64_t width, int64_t height);

@@ -527,15 +527,15 @@ void ExpectPictureFlags(const xqt::host::Host& host, uint32_t methodFlags, uint3
   const REALclassDefinition& definition = *host.FindClass("PictureXQT")->definition;
   for (const char* declaration : kPictureMembers) {
     int found = 0;
-    for (uint32_t i = 0; i < definition.methodCount; ++i) {
+    for (size_t i = 0; i < definition.methodCount; ++i) {
       if (std::string(definition.methods[i].declaration) != declaration) continue;
       ++found;
-      EXPECT_EQ(definition.methods[i].flags, methodFlags) << declaration;
+      EXPECT_EQ(definition.methods[i].mFlags, methodFlags) << declaration;
     }
     EXPECT_EQ(found, 1) << declaration;
   }
   int debugPictures = 0;
-  for (uint32_t i = 0; i < definition.propertyCount; ++i) {
+  for (size_t i = 0; i < definition.propertyCount; ++i) {
     const REALproperty& property = definition.properties[i];
     if (xqt::host::PropertyName(property) != "DebugPicture") continue;
     ++debugPictures;

@@ -61,9 +61,9 @@ TEST_F(Loaded, ConstantsBecomeDeclarations) {
   Load();
   const REALclassDefinition& pictures = Definition("PictureXQT");
   std::map<std::string, int> positions;
-  for (uint32_t i = 0; i < pictures.constantCount; ++i) {
+  for (size_t i = 0; i < pictures.constantCount; ++i) {
     positions[pictures.constants[i].declaration] = static_cast<int>(i);
-    EXPECT_EQ(pictures.constants[i].value, 0);
+    EXPECT_EQ(pictures.constants[i].reserved1, nullptr);
   }
   EXPECT_EQ(positions.size(), 88u);  // no name twice
   EXPECT_EQ(positions.at("ImageFormatUnknown = 0"), 0);
@@ -81,8 +81,8 @@ TEST_F(Loaded, ConstantsBecomeDeclarations) {
   EXPECT_EQ(positions.at("ImageFormatG8 = 48"), 87);
 }
 
-uint32_t FlagsOf(const REALproperty* properties, uint32_t count, const std::string& name) {
-  for (uint32_t i = 0; i < count; ++i) {
+uint32_t FlagsOf(const REALproperty* properties, size_t count, const std::string& name) {
+  for (size_t i = 0; i < count; ++i) {
     if (xqt::host::PropertyName(properties[i]) == name) return properties[i].flags;
   }
   ADD_FAILURE() << "no property " << name;
@@ -131,7 +131,8 @@ TEST_F(Loaded, DebuggingIsAHiddenSharedSwitch) {
   const REALclassDefinition& pictures = Definition("PictureXQT");
   ASSERT_EQ(pictures.sharedPropertyCount, 1u);
   EXPECT_EQ(xqt::host::PropertyName(pictures.sharedProperties[0]), "Debugging");
-  EXPECT_EQ(xqt::host::PropertyAttributes(pictures.sharedProperties[0]), "Hidden");
+  EXPECT_TRUE(xqt::host::IsHidden(pictures.sharedProperties[0]));
+  EXPECT_FALSE(xqt::host::IsHidden(pictures.properties[0]));
   EXPECT_FALSE(host_->GetShared<bool>("PictureXQT", "Debugging"));
   host_->SetShared("PictureXQT", "Debugging", true);
   EXPECT_TRUE(host_->GetShared<bool>("PictureXQT", "Debugging"));

@@ -91,8 +91,10 @@ TEST_F(HostPictures, OnlyPlainBitmapsLock) {
   EXPECT_EQ(best.get(), bitmap.get());
 
   auto native = Resolve<lockPictureDescriptionProc>("lockPictureDescription");
-  ASSERT_TRUE(native(bitmap.get(), &description));
+  native(bitmap.get(), &description);
+  ASSERT_NE(description.pictureData, nullptr);
   EXPECT_EQ(description.pictureType, pictureCGBitmapContext);
+  EXPECT_EQ(description.depth, 32);
   auto* context = static_cast<REALbitmapContext*>(description.pictureData);
   EXPECT_EQ(context->bytesPerRow, 32);
   EXPECT_EQ(context->bitmapInfo & kBitmapAlphaInfoMask, kBitmapAlphaPremultipliedFirst);
@@ -145,11 +147,18 @@ TEST_F(HostPictures, PluginMadePicturesAndTheirFailures) {
   host_.FailNextPictures(1);
   EXPECT_EQ(newPicture(3, 4, 32), nullptr);
 
-  const uint8_t argb[] = {0xFF, 1, 2, 3, 0x80, 4, 5, 6};
+  // Every pixel type reads its own byte order; none of them carries alpha.
+  const uint8_t bytes[] = {9, 1, 2, 3, 9, 4, 5, 6};
   auto build = Resolve<REALBuildPictureFromBufferProc>("REALBuildPictureFromBuffer");
-  Ref built = Ref::Adopt(build(2, 1, 1, argb, 8));
-  EXPECT_EQ(host_.PictureARGB(built, 0, 0), 0xFF010203u);
-  EXPECT_EQ(host_.PictureARGB(built, 1, 0), 0xFF040506u);  // a plain picture is opaque
+  Ref rgb = Ref::Adopt(build(2, 1, kREALPixelRGB, bytes + 1, 6));
+  EXPECT_EQ(host_.PictureARGB(rgb, 0, 0), 0xFF010203u);
+  EXPECT_EQ(host_.PictureARGB(rgb, 1, 0), 0xFF090405u);
+  Ref xrgb = Ref::Adopt(build(2, 1, kREALPixelXRGB, bytes, 8));
+  EXPECT_EQ(host_.PictureARGB(xrgb, 1, 0), 0xFF040506u);
+  Ref bgrx = Ref::Adopt(build(2, 1, kREALPixelBGRX, bytes, 8));
+  EXPECT_EQ(host_.PictureARGB(bgrx, 0, 0), 0xFF020109u);
+  EXPECT_EQ(build(2, 1, kREALPixelRGB, bytes, 5), nullptr);  // rows shorter than the width
+  EXPECT_EQ(build(2, 1, 5, bytes, 8), nullptr);
 
   Ref alpha = host_.New("Picture", 6, 7);
   EXPECT_TRUE(alpha.Get<bool>("HasAlphaChannel"));
@@ -162,7 +171,7 @@ class ConsoleHostPictures : public HostPictures {
 };
 
 TEST_F(ConsoleHostPictures, ApplicationKindAndNewPictures) {
-  auto objectType = Resolve<PluginObjectTypeProc>("pluginObjectType");
+  auto objectType = Resolve<pluginObjectTypeProc>("pluginObjectType");
   EXPECT_EQ(objectType("Application"), nullptr);
   EXPECT_NE(objectType("ConsoleApplication"), nullptr);
   EXPECT_NE(objectType("MemoryBlock"), nullptr);

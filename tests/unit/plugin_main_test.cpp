@@ -48,8 +48,8 @@ TEST(StartUp, ScopePatternIsRewrittenOnlyBefore2020_02) {
   // 0x400 set breaks the pattern.
   EXPECT_EQ(AdaptMemberFlags(0x708, 2019.0), 0x708u);
   EXPECT_EQ(AdaptClassFlags(0x308, 2019.0), 4u);
-  EXPECT_EQ(AdaptClassFlags(0x308 | REALneedsPictureSupport, 2019.0), 4u);
-  EXPECT_EQ(AdaptClassFlags(REALneedsPictureSupport, 2010.0), 0u);
+  EXPECT_EQ(AdaptClassFlags(0x308 | kNeedsPictureSupport, 2019.0), 4u);
+  EXPECT_EQ(AdaptClassFlags(kNeedsPictureSupport, 2010.0), 0u);
   EXPECT_EQ(AdaptClassFlags(4, 2010.0), 4u);
 }
 
@@ -63,16 +63,18 @@ TEST(StartUp, ConstantDeclarations) {
 }
 
 TEST(StartUp, RewritingLeavesFinishedDeclarationsAlone) {
-  REALconstant constants[] = {{"Plain", 7}, {"Done = 3", 9}, {"Large", 4096}};
-  RewriteConstants(constants, 3);
+  NamedConstant values[] = {{"Plain", 7}, {"Done = 3", 9}, {"Large", 4096}};
+  REALconstant constants[3] = {};
+  for (int i = 0; i < 3; ++i) constants[i].declaration = values[i].declaration;
+  constants[0].reserved1 = &values[0];
+  RewriteConstants(values, constants, 3);
   EXPECT_STREQ(constants[0].declaration, "Plain = 7");
-  EXPECT_EQ(constants[0].value, 0);
+  EXPECT_EQ(constants[0].reserved1, nullptr);
   EXPECT_STREQ(constants[1].declaration, "Done = 3");
-  EXPECT_EQ(constants[1].value, 9);
   EXPECT_STREQ(constants[2].declaration, "Large = &h00001000");
   // A second pass finds nothing left to do.
   const char* first = constants[0].declaration;
-  RewriteConstants(constants, 3);
+  RewriteConstants(values, constants, 3);
   EXPECT_EQ(constants[0].declaration, first);
 }
 
@@ -94,10 +96,10 @@ TEST(StartUp, RegistrationRoundsInstanceSizeAndStampsVersion) {
   SetResolver(&RegistrationOnlyResolver);
   rbversion = 2013.03;
   CurrentREALControlVersion = 12;
-  REALmethodDefinition methods[] = {{nullptr, nullptr, "A", kMemberFlags},
-                                    {nullptr, nullptr, "B", kPictureMemberFlags}};
+  REALmethodDefinition methods[] = {MethodEntry(nullptr, nullptr, "A", kMemberFlags),
+                                    MethodEntry(nullptr, nullptr, "B", kPictureMemberFlags)};
   REALproperty properties[] = {
-      {nullptr, "P", "Integer", kPicturePropertyFlags, nullptr, nullptr, 0}};
+      PropertyEntry("P", "Integer", kPicturePropertyFlags, nullptr, nullptr)};
   REALclassDefinition definition{};
   definition.name = "Test";
   definition.dataSize = 561;
@@ -105,15 +107,15 @@ TEST(StartUp, RegistrationRoundsInstanceSizeAndStampsVersion) {
   definition.methodCount = 2;
   definition.properties = properties;
   definition.propertyCount = 1;
-  definition.mFlags = REALneedsPictureSupport;
+  definition.mFlags = kNeedsPictureSupport;
   gRegistrations = 0;
   MyREALRegisterClass(&definition);
   ASSERT_EQ(gRegistrations, 1);
   EXPECT_EQ(gRegistered.dataSize, 576u);
   EXPECT_EQ(gRegistered.version, 12u);
   EXPECT_EQ(gRegistered.mFlags, 4u);
-  EXPECT_EQ(methods[0].flags, 4u);
-  EXPECT_EQ(methods[1].flags, 4u);
+  EXPECT_EQ(methods[0].mFlags, 4u);
+  EXPECT_EQ(methods[1].mFlags, 4u);
   EXPECT_EQ(properties[0].flags, 6u);
 
   definition.dataSize = 560;

@@ -743,20 +743,20 @@ int Classes(Session* s, const Args& args) {
     const REALclassDefinition* d = info->definition;
     if (!d) continue;
     std::printf("%s\n", info->name.c_str());
-    std::printf("  properties         %u\n", d->propertyCount);
-    std::printf("  methods            %u\n", d->methodCount);
-    std::printf("  constants          %u\n", d->constantCount);
-    std::printf("  events             %u\n", d->eventCount);
-    std::printf("  shared properties  %u\n", d->sharedPropertyCount);
-    std::printf("  shared methods     %u\n", d->sharedMethodCount);
+    std::printf("  properties         %zu\n", d->propertyCount);
+    std::printf("  methods            %zu\n", d->methodCount);
+    std::printf("  constants          %zu\n", d->constantCount);
+    std::printf("  events             %zu\n", d->eventCount);
+    std::printf("  shared properties  %zu\n", d->sharedPropertyCount);
+    std::printf("  shared methods     %zu\n", d->sharedMethodCount);
     if (!members) continue;
-    for (uint32_t i = 0; i < d->methodCount; ++i) {
+    for (size_t i = 0; i < d->methodCount; ++i) {
       std::printf("    method         %s\n", d->methods[i].declaration);
     }
-    for (uint32_t i = 0; i < d->sharedMethodCount; ++i) {
+    for (size_t i = 0; i < d->sharedMethodCount; ++i) {
       std::printf("    shared method  %s\n", d->sharedMethods[i].declaration);
     }
-    for (uint32_t i = 0; i < d->eventCount; ++i) {
+    for (size_t i = 0; i < d->eventCount; ++i) {
       std::printf("    event          %s\n", d->events[i].declaration);
     }
   }

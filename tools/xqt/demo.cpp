@@ -578,8 +578,8 @@ int RunDemo(Session* session, const Args& args) {
     const REALclassDefinition* d = info->definition;
     if (!d) continue;
     std::printf(
-        "  %-18s properties %u, methods %u, constants %u, events %u, shared properties %u, "
-        "shared methods %u\n",
+        "  %-18s properties %zu, methods %zu, constants %zu, events %zu, shared properties %zu, "
+        "shared methods %zu\n",
         info->name.c_str(), d->propertyCount, d->methodCount, d->constantCount, d->eventCount,
         d->sharedPropertyCount, d->sharedMethodCount);
   }

@@ -61,13 +61,13 @@ Constants::Constants(const host::Host& host) {
   const host::ClassInfo* info = host.FindClass("PictureXQT");
   if (!info || !info->definition) return;
   const REALclassDefinition* definition = info->definition;
-  for (uint32_t i = 0; i < definition->constantCount; ++i) {
+  for (size_t i = 0; i < definition->constantCount; ++i) {
     const REALconstant& constant = definition->constants[i];
     if (!constant.declaration) continue;
-    // Either a bare name with its value, or a whole declaration "Name [as Type] = value".
+    // A whole declaration, "Name [as Type] = value".
     std::string_view text = constant.declaration;
     const size_t equals = text.find('=');
-    int64_t value = constant.value;
+    int64_t value = 0;
     if (equals != std::string_view::npos) {
       std::string_view number = text.substr(equals + 1);
       while (!number.empty() && number.front() == ' ') number.remove_prefix(1);
