@@ -126,15 +126,16 @@ struct ClassInfo {
 
 // Host behaviour that tests and tools choose before loading the plug-in.
 enum class AppKind { Desktop, Console, Web };
+// How desktop pictures are held: cairo contexts over image surfaces (kind 12, Linux) or
+// Direct2D's premultiplied B, G, R, A bytes (kind 14, Windows).
+enum class DesktopPictures { kCairo, kDirect2D };
 
 struct HostOptions {
   double version = 2021.03;  // what REALGetRBVersion reports
   bool inRuntime = true;     // false: the development environment
-  // Desktop applications keep pictures in bitmap contexts, console and web ones in gd images.
+  // Desktop applications keep pictures in their graphics library, console and web ones in gd.
   AppKind appKind = AppKind::Desktop;
-  // The alpha info of desktop pictures made by newPicture and of pictures with alpha channel.
-  uint32_t plainPictureAlphaInfo = kBitmapAlphaNoneSkipFirst;
-  uint32_t alphaPictureAlphaInfo = kBitmapAlphaPremultipliedFirst;
+  DesktopPictures desktopPictures = DesktopPictures::kCairo;
 };
 
 class Host {
@@ -185,9 +186,10 @@ class Host {
   Ref MemoryBlockOver(void* data);  // like PtrToMemoryBlock: no size, not owned
   Ref NewFolderItem(std::string path);
 
-  // Host pictures. Desktop pictures are bitmap contexts with the given alpha info; console
-  // pictures are gd images (true colour, or palette ones that the plug-in must refuse).
-  Ref NewDesktopPicture(int64_t width, int64_t height, uint32_t alphaInfo, bool hasAlphaChannel);
+  // Host pictures. Desktop pictures are cairo ARGB32 surfaces with an alpha channel and RGB24
+  // without (or Direct2D bytes); console pictures are gd images (true colour, or palette ones
+  // that the plug-in must refuse).
+  Ref NewDesktopPicture(int64_t width, int64_t height, bool hasAlphaChannel);
   Ref NewConsolePicture(int64_t width, int64_t height, bool trueColor = true);
   // A picture of kind `type` (0 HiDPI, 1 vector, 3 immutable) that no plug-in can lock, whose
   // best representation is `representation`.
@@ -195,8 +197,8 @@ class Host {
   // Pixels as 0xAARRGGBB with alpha 255 opaque, whatever the storage (gd's 7-bit alpha scaled).
   uint32_t PictureARGB(const Ref& picture, int64_t x, int64_t y) const;
   void SetPictureARGB(const Ref& picture, int64_t x, int64_t y, uint32_t argb);
-  // The 32-bit word as stored (a gd true-colour pixel, or the four bytes of a bitmap, first byte
-  // in the top bits).
+  // The 32-bit word as stored: gd's true-colour word, or the native word of a cairo or Direct2D
+  // pixel (alpha or cairo's unused byte on top, then red, green and blue).
   uint32_t PictureWord(const Ref& picture, int64_t x, int64_t y) const;
   Ref PictureMask(const Ref& picture) const;  // nil when it has none
   void SetPictureMask(const Ref& picture, const Ref& mask);
@@ -205,8 +207,8 @@ class Host {
   int64_t PictureDrawnAsSource(const Ref& picture, bool doubleSignature) const;
   // The scale BestRepresentation was last called with on `picture`, 0 when never.
   double PictureRepresentationScale(const Ref& picture) const;
-  // The bitmap context behind a desktop picture (null for gd), for tests that bend its fields.
-  REALbitmapContext* PictureBitmap(const Ref& picture);
+  // The cairo surface behind a desktop picture (null for other stores).
+  void* PictureSurface(const Ref& picture);
   // Description locks taken and not yet released, over all pictures.
   int64_t OpenPictureLocks() const;
   static uint8_t* BlockData(const Ref& block);

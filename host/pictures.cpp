@@ -1,6 +1,8 @@
-// Host pictures: desktop pictures over a bitmap context, console pictures over real gd images,
-// masks, picture kinds, graphics that draw one picture into another, and the entry points through
-// which a plug-in locks picture descriptions.
+// Host pictures: desktop pictures over real cairo image surfaces (or Direct2D's plain
+// premultiplied bytes), console pictures over real gd images, masks, picture kinds, graphics that
+// draw one picture into another, and the entry points through which a plug-in locks picture
+// descriptions.
+#include <cairo.h>
 #include <gd.h>
 
 #include <algorithm>
@@ -11,14 +13,17 @@
 
 namespace xqt::host {
 
+enum class PictureStore : uint8_t { kCairo, kDirect2D, kGD };
+
 struct PictureData {
-  int32_t type = kPictureTypeMutable;
-  bool desktop = true;
+  int64_t type = kPictureTypeMutable;
+  PictureStore store = PictureStore::kCairo;
   int64_t width = 0;
   int64_t height = 0;
-  REALbitmapContext context{};  // desktop: describes `bytes`
-  std::vector<uint8_t> bytes;
-  gdImagePtr gd = nullptr;  // console
+  cairo_surface_t* surface = nullptr;  // cairo: ARGB32 with an alpha channel, else RGB24
+  cairo_t* context = nullptr;          // what a kind-12 description hands out
+  std::vector<uint8_t> bytes;          // Direct2D: B, G, R, A rows of width × 4 bytes
+  gdImagePtr gd = nullptr;             // console
   bool hasAlphaChannel = false;
   int64_t verticalResolution = 72;
   int64_t horizontalResolution = 72;
@@ -33,6 +38,8 @@ struct PictureData {
 
   ~PictureData() {
     if (gd != nullptr) gdImageDestroy(gd);
+    if (context != nullptr) cairo_destroy(context);
+    if (surface != nullptr) cairo_surface_destroy(surface);
     Host::Impl* impl = CurrentImpl();
     if (impl != nullptr && !impl->tearingDown) {
       impl->Unlock(mask);
@@ -55,35 +62,45 @@ PictureData* PictureOf(REALobject picture, const char* entry) {
   return p ? p->picture.get() : nullptr;
 }
 
-bool AlphaLast(uint32_t alphaInfo) { return alphaInfo == 1 || alphaInfo == 3 || alphaInfo == 5; }
-bool SkipsAlpha(uint32_t alphaInfo) { return alphaInfo == 5 || alphaInfo == 6; }
-
 // gd keeps 7 bits of transparency: 0 opaque, 127 clear.
 uint32_t AlphaFromGd(uint32_t transparency) { return 255 - (transparency * 255 + 63) / 127; }
 uint32_t GdFromAlpha(uint32_t alpha) { return ((255 - alpha) * 127 + 127) / 255; }
 
-uint32_t ReadARGB(const PictureData& p, int64_t x, int64_t y) {
-  if (!p.desktop) {
+// The native 32-bit word of a cairo or Direct2D pixel: alpha on top, then red, green and blue.
+uint8_t* WordAt(PictureData& p, int64_t x, int64_t y) {
+  if (p.store == PictureStore::kDirect2D) return p.bytes.data() + (y * p.width + x) * 4;
+  return cairo_image_surface_get_data(p.surface) + y * cairo_image_surface_get_stride(p.surface) +
+         x * 4;
+}
+
+bool PaddedWord(const PictureData& p) {
+  return p.store == PictureStore::kCairo &&
+         cairo_image_surface_get_format(p.surface) == CAIRO_FORMAT_RGB24;
+}
+
+uint32_t StoredWord(PictureData& p, int64_t x, int64_t y) {
+  if (p.store == PictureStore::kGD) {
     // Palette images have no true-colour rows; gd resolves their pixels itself.
-    auto word = static_cast<uint32_t>(
-        p.gd->trueColor ? p.gd->tpixels[y][x] : gdImageGetTrueColorPixel(p.gd, int(x), int(y)));
+    return static_cast<uint32_t>(p.gd->trueColor ? p.gd->tpixels[y][x]
+                                                 : gdImageGetTrueColorPixel(p.gd, int(x), int(y)));
+  }
+  if (p.surface != nullptr) cairo_surface_flush(p.surface);
+  uint32_t word;
+  std::memcpy(&word, WordAt(p, x, y), 4);
+  return word;
+}
+
+uint32_t ReadARGB(PictureData& p, int64_t x, int64_t y) {
+  uint32_t word = StoredWord(p, x, y);
+  if (p.store == PictureStore::kGD) {
     return (AlphaFromGd((word >> 24) & 0x7F) << 24) | (word & 0xFFFFFF);
   }
-  const uint8_t* px = p.bytes.data() + y * p.context.bytesPerRow + x * 4;
-  uint32_t info = p.context.bitmapInfo & kBitmapAlphaInfoMask;
-  uint32_t a, r, g, b;
-  if (AlphaLast(info)) {
-    r = px[0], g = px[1], b = px[2], a = px[3];
-  } else {
-    a = px[0], r = px[1], g = px[2], b = px[3];
-  }
-  if (SkipsAlpha(info)) a = 255;
-  return (a << 24) | (r << 16) | (g << 8) | b;
+  return PaddedWord(p) ? 0xFF000000u | word : word;
 }
 
 void WriteARGB(PictureData& p, int64_t x, int64_t y, uint32_t argb) {
   uint32_t a = argb >> 24, r = (argb >> 16) & 0xFF, g = (argb >> 8) & 0xFF, b = argb & 0xFF;
-  if (!p.desktop) {
+  if (p.store == PictureStore::kGD) {
     int color = static_cast<int>((GdFromAlpha(a) << 24) | (argb & 0xFFFFFF));
     if (p.gd->trueColor) {
       p.gd->tpixels[y][x] = color;
@@ -93,45 +110,58 @@ void WriteARGB(PictureData& p, int64_t x, int64_t y, uint32_t argb) {
     }
     return;
   }
-  uint8_t* px = p.bytes.data() + y * p.context.bytesPerRow + x * 4;
-  uint32_t info = p.context.bitmapInfo & kBitmapAlphaInfoMask;
-  if (SkipsAlpha(info)) a = 255;
-  if (AlphaLast(info)) {
-    px[0] = uint8_t(r), px[1] = uint8_t(g), px[2] = uint8_t(b), px[3] = uint8_t(a);
-  } else {
-    px[0] = uint8_t(a), px[1] = uint8_t(r), px[2] = uint8_t(g), px[3] = uint8_t(b);
-  }
+  if (PaddedWord(p)) argb |= 0xFF000000u;
+  if (p.surface != nullptr) cairo_surface_flush(p.surface);
+  std::memcpy(WordAt(p, x, y), &argb, 4);
+  if (p.surface != nullptr) cairo_surface_mark_dirty(p.surface);
 }
 
 // A new picture object (one reference for the caller), opaque white.
-REALobject MakePicture(Host::Impl& impl, int64_t width, int64_t height, bool desktop,
-                       uint32_t alphaInfo, bool hasAlphaChannel, bool trueColor = true) {
+REALobject MakePicture(Host::Impl& impl, int64_t width, int64_t height, PictureStore store,
+                       bool hasAlphaChannel, bool trueColor = true) {
   if (width < 1 || height < 1 || width > 32767 || height > 32767) return nullptr;
   REALobject object = impl.NewInstance(impl.Find("Picture"));
   if (object == nullptr) return nullptr;
   auto data = std::make_shared<PictureData>();
-  data->desktop = desktop;
+  data->store = store;
   data->width = width;
   data->height = height;
   data->hasAlphaChannel = hasAlphaChannel;
-  if (desktop) {
+  bool made = true;
+  if (store == PictureStore::kCairo) {
+    data->surface = cairo_image_surface_create(
+        hasAlphaChannel ? CAIRO_FORMAT_ARGB32 : CAIRO_FORMAT_RGB24, int(width), int(height));
+    data->context = cairo_create(data->surface);
+    made = cairo_status(data->context) == CAIRO_STATUS_SUCCESS;
+    if (made) {
+      cairo_set_source_rgb(data->context, 1, 1, 1);
+      cairo_paint(data->context);
+      cairo_surface_flush(data->surface);
+    }
+  } else if (store == PictureStore::kDirect2D) {
     data->bytes.assign(static_cast<size_t>(width * height * 4), 0xFF);
-    data->context = {data->bytes.data(), width, height, 8, 32, width * 4, alphaInfo};
   } else {
     data->gd = trueColor ? gdImageCreateTrueColor(int(width), int(height))
                          : gdImageCreate(int(width), int(height));
-    if (data->gd == nullptr) {
-      impl.Unlock(object);
-      return nullptr;
-    }
-    if (trueColor) {
+    made = data->gd != nullptr;
+    if (made && trueColor) {
       gdImageAlphaBlending(data->gd, 0);
       gdImageSaveAlpha(data->gd, hasAlphaChannel ? 1 : 0);
       gdImageFilledRectangle(data->gd, 0, 0, int(width) - 1, int(height) - 1, 0xFFFFFF);
     }
   }
+  if (!made) {
+    impl.Unlock(object);
+    return nullptr;
+  }
   AsObject(object)->payload->picture = std::move(data);
   return object;
+}
+
+PictureStore DesktopStore(const Host::Impl& impl) {
+  if (impl.options.appKind != AppKind::Desktop) return PictureStore::kGD;
+  return impl.options.desktopPictures == DesktopPictures::kDirect2D ? PictureStore::kDirect2D
+                                                                    : PictureStore::kCairo;
 }
 
 // Pictures the plug-in asks for are subject to fault injection; the test's own are not.
@@ -142,8 +172,7 @@ bool PictureFailureInjected(Host::Impl& impl) {
 }
 
 REALobject NewPlainPicture(Host::Impl& impl, int64_t width, int64_t height) {
-  bool desktop = impl.options.appKind == AppKind::Desktop;
-  return MakePicture(impl, width, height, desktop, impl.options.plainPictureAlphaInfo, false);
+  return MakePicture(impl, width, height, DesktopStore(impl), false);
 }
 
 // --- Picture members ---------------------------------------------------------------------------
@@ -198,9 +227,7 @@ void AlphaConstructor(REALobject picture, int64_t width, int64_t height) {
     impl->RaiseNew("OutOfMemoryException", "Not enough memory for a picture");
     return;
   }
-  bool desktop = impl->options.appKind == AppKind::Desktop;
-  REALobject made =
-      MakePicture(*impl, width, height, desktop, impl->options.alphaPictureAlphaInfo, true);
+  REALobject made = MakePicture(*impl, width, height, DesktopStore(*impl), true);
   if (made == nullptr) {
     impl->RaiseNew("OutOfBoundsException", "invalid picture size");
     return;
@@ -215,7 +242,7 @@ REALobject MaskOf(REALobject picture, bool create, const char* entry) {
   PictureData* p = PictureOf(picture, entry);
   if (p == nullptr) return nullptr;
   if (p->mask == nullptr && create) {
-    p->mask = MakePicture(*impl, p->width, p->height, p->desktop, kBitmapAlphaNoneSkipFirst, false);
+    p->mask = MakePicture(*impl, p->width, p->height, p->store, false);
   }
   impl->Lock(p->mask);
   return p->mask;
@@ -328,12 +355,25 @@ REALclassDefinition gPictureClasses[] = {
 // --- Entry points --------------------------------------------------------------------------------
 
 // Fills the whole 32-byte description; a kind the picture does not hold leaves it empty.
+uint32_t OwnKind(const PictureData& p) {
+  switch (p.store) {
+    case PictureStore::kCairo:
+      return pictureCairoContext;
+    case PictureStore::kDirect2D:
+      return pictureD2DBytes;
+    case PictureStore::kGD:
+      break;
+  }
+  return pictureGDImagePtr;
+}
+
 bool Describe(PictureData& p, REALpictureDescription* description, uint32_t type) {
   if (description == nullptr) return false;
   *description = REALpictureDescription{};
-  void* data = type == pictureCGBitmapContext && p.desktop ? static_cast<void*>(&p.context)
-               : type == pictureGDImagePtr && !p.desktop   ? static_cast<void*>(p.gd)
-                                                           : nullptr;
+  if (type != OwnKind(p)) return false;
+  void* data = p.store == PictureStore::kCairo      ? static_cast<void*>(p.context)
+               : p.store == PictureStore::kDirect2D ? static_cast<void*>(p.bytes.data())
+                                                    : static_cast<void*>(p.gd);
   if (data == nullptr) return false;
   description->pictureType = type;
   description->pictureData = data;
@@ -356,7 +396,7 @@ void LockNative(REALpicture picture, REALpictureDescription* description) {
   if (description != nullptr) *description = REALpictureDescription{};
   PictureData* p = PictureOf(picture, "lockPictureDescription");
   if (p == nullptr || p->type != kPictureTypeMutable) return;
-  Describe(*p, description, p->desktop ? pictureCGBitmapContext : pictureGDImagePtr);
+  Describe(*p, description, OwnKind(*p));
 }
 
 void UnlockDescription(REALpicture picture) {
@@ -496,24 +536,24 @@ PictureData& CheckedPixel(const Ref& picture, int64_t x, int64_t y, const char* 
 
 }  // namespace
 
-Ref Host::NewDesktopPicture(int64_t width, int64_t height, uint32_t alphaInfo,
-                            bool hasAlphaChannel) {
-  REALobject p = MakePicture(*impl_, width, height, true, alphaInfo, hasAlphaChannel);
+Ref Host::NewDesktopPicture(int64_t width, int64_t height, bool hasAlphaChannel) {
+  PictureStore store = impl_->options.desktopPictures == DesktopPictures::kDirect2D
+                           ? PictureStore::kDirect2D
+                           : PictureStore::kCairo;
+  REALobject p = MakePicture(*impl_, width, height, store, hasAlphaChannel);
   if (p == nullptr) throw std::invalid_argument("NewDesktopPicture: bad size");
   return Ref::Adopt(p);
 }
 
 Ref Host::NewConsolePicture(int64_t width, int64_t height, bool trueColor) {
-  REALobject p =
-      MakePicture(*impl_, width, height, false, kBitmapAlphaNoneSkipFirst, false, trueColor);
+  REALobject p = MakePicture(*impl_, width, height, PictureStore::kGD, false, trueColor);
   if (p == nullptr) throw std::invalid_argument("NewConsolePicture: bad size");
   return Ref::Adopt(p);
 }
 
 Ref Host::NewPictureOfType(int32_t type, const Ref& representation) {
   PictureData& shown = Checked(representation, "NewPictureOfType");
-  REALobject p = MakePicture(*impl_, shown.width, shown.height, shown.desktop,
-                             shown.context.bitmapInfo, shown.hasAlphaChannel);
+  REALobject p = MakePicture(*impl_, shown.width, shown.height, shown.store, shown.hasAlphaChannel);
   if (p == nullptr) throw std::invalid_argument("NewPictureOfType: bad size");
   PictureData& data = *AsObject(p)->payload->picture;
   data.type = type;
@@ -531,10 +571,7 @@ void Host::SetPictureARGB(const Ref& picture, int64_t x, int64_t y, uint32_t arg
 }
 
 uint32_t Host::PictureWord(const Ref& picture, int64_t x, int64_t y) const {
-  PictureData& p = CheckedPixel(picture, x, y, "PictureWord");
-  if (!p.desktop) return static_cast<uint32_t>(p.gd->tpixels[y][x]);
-  const uint8_t* px = p.bytes.data() + y * p.context.bytesPerRow + x * 4;
-  return (uint32_t(px[0]) << 24) | (px[1] << 16) | (px[2] << 8) | px[3];
+  return StoredWord(CheckedPixel(picture, x, y, "PictureWord"), x, y);
 }
 
 Ref Host::PictureMask(const Ref& picture) const {
@@ -560,9 +597,8 @@ double Host::PictureRepresentationScale(const Ref& picture) const {
   return Checked(picture, "PictureRepresentationScale").lastRepresentationScale;
 }
 
-REALbitmapContext* Host::PictureBitmap(const Ref& picture) {
-  PictureData& p = Checked(picture, "PictureBitmap");
-  return p.desktop ? &p.context : nullptr;
+void* Host::PictureSurface(const Ref& picture) {
+  return Checked(picture, "PictureSurface").surface;
 }
 
 int64_t Host::OpenPictureLocks() const {

@@ -14,7 +14,7 @@ case "$job" in demo | test | sanitize | fuzz) ;; *)
   ;;
 esac
 
-packages=(cmake ninja-build g++ clang libclang-rt-14-dev libgtest-dev libgmock-dev libgd-dev pkg-config
+packages=(cmake ninja-build g++ clang libclang-rt-14-dev libgtest-dev libgmock-dev libgd-dev libcairo2-dev pkg-config
   libpng-dev libjpeg62-turbo-dev)
 missing=()
 for package in "${packages[@]}"; do

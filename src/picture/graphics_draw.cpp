@@ -55,14 +55,12 @@ bool DrawThroughHost(REALpicture destination, REALpicture source, int64_t x, int
 
 // Row `row` of a locked bitmap (inside it: callers clip first).
 uint8_t* EditorRow(const PictureEditor& editor, int64_t row) {
-  if (editor.rowMode == kRowModeGD) return reinterpret_cast<uint8_t*>(editor.rowPointers[row]);
+  if (editor.rowPointers) return reinterpret_cast<uint8_t*>(editor.rowPointers[row]);
   return editor.pixelBase + static_cast<uint64_t>(row) * editor.rowBytes;
 }
 
-// Skip layouts keep no alpha in their A byte; a gd image keeps 7 bits, 0 opaque and 127 clear.
-bool SkipsAlpha(const PictureEditor& editor) {
-  return editor.rowMode != kRowModeGD && (editor.alphaMode == 5 || editor.alphaMode == 6);
-}
+// Padding layouts keep no alpha in their A byte; a gd image keeps 7 bits, 0 opaque and 127 clear.
+bool SkipsAlpha(const PictureEditor& editor) { return editor.alphaIsPadding; }
 
 uint8_t AlphaFromGD(uint8_t field) {
   return static_cast<uint8_t>(((127 - field) * 255 + 63) / 127);

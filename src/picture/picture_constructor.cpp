@@ -24,92 +24,80 @@ void AttachPicture(ImageClassData* image, REALpicture picture, int64_t rowSize) 
   image->Valid = true;
 }
 
-void ConstructOnBitmapContext(ImageClassData* image, REALpicture picture, bool useAlpha) {
-  DebugLog("ImageConstructorPictureGUI");
-  auto lock = hostapi::lockPictureDescription.get();
-  REALpictureDescription description{};
-  if (lock) lock(picture, &description);
-  // The native lock reports nothing; a description without data is a picture it could not lock.
-  if (!description.pictureData) {
-    DebugLog("lockPictureDescription failed.");
-    return;
-  }
-  DebugLog("des.pictureType", description.pictureType);
-  const auto* context = static_cast<const REALbitmapContext*>(description.pictureData);
-  if (description.pictureType == pictureCGBitmapContext && context) {
-    uint32_t info = context->bitmapInfo & 7;
-    DebugLog("Width", context->width);
-    DebugLog("Height", context->height);
-    DebugLog("BytesPerRow", context->bytesPerRow);
-    DebugLog("AlphaInfo", info);
-    int64_t format = 0, channels = 0;
-    switch (info) {
+// The format of an image over a bitmap of `layout`; 0 when the image cannot address it.
+int64_t FormatOverBitmap(const PictureBitmap& bitmap, bool useAlpha, int64_t& channels) {
+  channels = useAlpha ? 4 : 3;
+  if (bitmap.kind == pictureCGBitmapContext) {
+    DebugLog("AlphaInfo", static_cast<long long>(bitmap.alphaInfo));
+    switch (bitmap.alphaInfo) {
       case kBitmapAlphaPremultipliedLast:
       case kBitmapAlphaNoneSkipLast:
-        format = useAlpha ? ImageFormatRGBA : ImageFormatRGBX;
-        channels = useAlpha ? 4 : 3;
-        break;
+        return useAlpha ? ImageFormatRGBA : ImageFormatRGBX;
       case kBitmapAlphaPremultipliedFirst:
-        format = useAlpha ? ImageFormatARGB : ImageFormatXRGB;
         channels = useAlpha ? 3 : 4;  // inverted on purpose: applications count on it
-        break;
+        return useAlpha ? ImageFormatARGB : ImageFormatXRGB;
       case kBitmapAlphaNoneSkipFirst:
-        format = useAlpha ? ImageFormatARGB : ImageFormatXRGB;
-        channels = useAlpha ? 4 : 3;
-        break;
+        return useAlpha ? ImageFormatARGB : ImageFormatXRGB;
       default:
         DebugLog("Unknown Alpha Info");
-        break;
-    }
-    // Rows are taken from the data pointer at the context's stride; anything else is refused.
-    bool usable = context->data && context->bitsPerPixel == 32 && context->width >= 1 &&
-                  context->height >= 1 && context->bytesPerRow >= context->width * 4;
-    if (!usable) DebugLog("Bitmap has no usable rows.");
-    if (format != 0 && usable &&
-        InitImageClassData(image, context->width, context->height, format)) {
-      image->ChannelCount = channels;
-      image->RowBuffer = static_cast<uint8_t*>(context->data);
-      image->tpixels = nullptr;
-      image->GetRow = &GetRowLinear;
-      AttachPicture(image, picture, context->bytesPerRow);
+        return 0;
     }
   }
-  if (auto unlock = hostapi::unlockPictureDescription.get()) unlock(picture);
+  // An unused fourth byte is never taken for alpha.
+  if (bitmap.alphaIsPadding) {
+    useAlpha = false;
+    channels = 3;
+  }
+  switch (bitmap.layout) {
+    case picture_io::PictureLayout::kBGRA:
+      return useAlpha ? ImageFormatBGRA : ImageFormatBGRX;
+    case picture_io::PictureLayout::kAlphaFirst:
+      return useAlpha ? ImageFormatARGB : ImageFormatXRGB;
+    case picture_io::PictureLayout::kAlphaLast:
+      return useAlpha ? ImageFormatRGBA : ImageFormatRGBX;
+    case picture_io::PictureLayout::kGD:
+      break;
+  }
+  return 0;
 }
 
-void ConstructOnGDImage(ImageClassData* image, REALpicture picture, bool useAlpha) {
-  DebugLog("ImageConstructorPictureConsole");
-  auto lock = hostapi::REALLockPictureDescription.get();
-  REALpictureDescription description{};
-  if (!lock || !lock(picture, &description, pictureGDImagePtr)) {
-    DebugLog("REALLockPictureDescription with pictureGDImagePtr failed.");
+// An image on the rows of a desktop bitmap.
+void ConstructOnBitmap(ImageClassData* image, REALpicture picture, const PictureBitmap& bitmap,
+                       bool useAlpha) {
+  DebugLog("des.pictureType", static_cast<long long>(bitmap.kind));
+  DebugLog("Width", bitmap.width);
+  DebugLog("Height", bitmap.height);
+  DebugLog("BytesPerRow", static_cast<long long>(bitmap.rowBytes));
+  int64_t channels = 0;
+  int64_t format = FormatOverBitmap(bitmap, useAlpha, channels);
+  if (format != 0 && InitImageClassData(image, bitmap.width, bitmap.height, format)) {
+    image->ChannelCount = channels;
+    image->RowBuffer = bitmap.data;
+    image->tpixels = nullptr;
+    image->GetRow = &GetRowLinear;
+    AttachPicture(image, picture, static_cast<int64_t>(bitmap.rowBytes));
+  }
+}
+
+// An image on the rows of a true-colour gd image.
+void ConstructOnGDImage(ImageClassData* image, REALpicture picture, const PictureBitmap& bitmap,
+                        bool useAlpha) {
+  if (!InitImageClassData(image, bitmap.width, bitmap.height,
+                          useAlpha ? ImageFormatARGB : ImageFormatXRGB)) {
     return;
   }
-  const auto* gd = static_cast<const gdImagePrefix*>(description.pictureData);
-  bool trueColour = description.pictureType == pictureGDImagePtr && gd && !gd->pixels &&
-                    gd->tpixels && gd->trueColor;
-  int64_t width = description.width, height = description.height;
-  if (!trueColour) {
-    DebugLog("not a true colour gd image");
-  } else if (width < 1 || height < 1 || width > gd->sx || height > gd->sy) {
-    DebugLog("gd image has no usable rows.");
-  } else if (InitImageClassData(image, width, height,
-                                useAlpha ? ImageFormatARGB : ImageFormatXRGB)) {
-    // A gd pixel is a native word 0xAARRGGBB: blue first in memory on this machine.
-    image->RedOffset = 2;
-    image->GreenOffset = 1;
-    image->BlueOffset = 0;
-    image->AlphaOffset = 3;
-    image->HasAlpha = useAlpha;
-    image->ChannelCount = useAlpha ? 4 : 3;
-    for (int64_t i = 0; i < 8; ++i) image->ChannelOffsets[i] = i < image->ChannelCount ? i : 0;
-    image->RowBuffer = nullptr;
-    image->tpixels = reinterpret_cast<uint8_t**>(gd->tpixels);
-    image->GetRow = &GetRowGDImage;
-    AttachPicture(image, picture, 4 * width);
-  }
-  if (auto unlock = hostapi::unlockPictureDescription.get()) unlock(picture);
-  DebugLog("Constructor done");
+  // A gd pixel is a native word 0xAARRGGBB: blue first in memory on this machine.
+  image->RedOffset = 2;
+  image->GreenOffset = 1;
+  image->BlueOffset = 0;
+  image->AlphaOffset = 3;
+  image->HasAlpha = useAlpha;
+  image->ChannelCount = useAlpha ? 4 : 3;
+  for (int64_t i = 0; i < 8; ++i) image->ChannelOffsets[i] = i < image->ChannelCount ? i : 0;
+  image->RowBuffer = nullptr;
+  image->tpixels = reinterpret_cast<uint8_t**>(bitmap.rows);
+  image->GetRow = &GetRowGDImage;
+  AttachPicture(image, picture, 4 * bitmap.width);
 }
 
 }  // namespace
@@ -123,8 +111,22 @@ void ImageConstructorPicture(REALobject instance, REALpicture pic, RBBoolean use
   ImageClassData* image = ImageData(instance);
   if (!image) return;
   ProbeApplicationKind();
-  if (!IsConsole) ConstructOnBitmapContext(image, pic, useAlpha);
-  if (!image->Valid && !IsDesktop) ConstructOnGDImage(image, pic, useAlpha);
+  // The picture is locked only while its bitmap is read; the image keeps the picture, whose
+  // bitmap stays where it is while the picture lives.
+  PictureEditor editor;
+  if (!IsConsole && (editor.GetPictureEditorOfKind(pic, DesktopPictureKind(), useAlpha) ||
+                     editor.GetPictureEditorOwnKind(pic, useAlpha))) {
+    DebugLog("ImageConstructorPictureGUI");
+    if (editor.bitmap.kind == pictureGDImagePtr) {
+      ConstructOnGDImage(image, pic, editor.bitmap, useAlpha);
+    } else {
+      ConstructOnBitmap(image, pic, editor.bitmap, useAlpha);
+    }
+  } else if (!IsDesktop && editor.GetPictureEditorOfKind(pic, pictureGDImagePtr, false)) {
+    DebugLog("ImageConstructorPictureConsole");
+    ConstructOnGDImage(image, pic, editor.bitmap, useAlpha);
+  }
+  editor.clear();
   if (image->ChannelCount < 1) DebugLog("ChannelCount not set!");
   if (image->PixelSize < 1) DebugLog("PixelSize not set!");
   if (image->Height < 1) DebugLog("Height not set!");

@@ -33,17 +33,7 @@ uint8_t ApplyAlpha(uint8_t colour, uint8_t alpha) {
 
 uint8_t MaskGray(PictureLayout layout, const uint8_t* pixel) {
   PictureRGBA p{};
-  switch (layout) {
-    case PictureLayout::kAlphaLast:
-      p = LoadPicturePixel<PictureLayout::kAlphaLast>(pixel);
-      break;
-    case PictureLayout::kAlphaFirst:
-      p = LoadPicturePixel<PictureLayout::kAlphaFirst>(pixel);
-      break;
-    case PictureLayout::kGD:
-      p = LoadPicturePixel<PictureLayout::kGD>(pixel);
-      break;
-  }
+  WithLayout(layout, [&]<PictureLayout L>() { p = LoadPicturePixel<L>(pixel); });
   // Masks are gray, so this is their gray byte; a coloured mask counts by its brightness.
   return GrayFromRGB(p.red, p.green, p.blue);
 }

@@ -62,25 +62,6 @@ REALpicture NewPicture32(int64_t width, int64_t height) {
   return make(width, height, 32);
 }
 
-const char* AlphaInfoName(uint32_t info) {
-  switch (info) {
-    case kBitmapAlphaPremultipliedLast:
-      return "kCGImageAlphaPremultipliedLast";
-    case kBitmapAlphaPremultipliedFirst:
-      return "kCGImageAlphaPremultipliedFirst";
-    case kBitmapAlphaLast:
-      return "kCGImageAlphaLast";
-    case kBitmapAlphaFirst:
-      return "kCGImageAlphaFirst";
-    case kBitmapAlphaNoneSkipLast:
-      return "kCGImageAlphaNoneSkipLast";
-    case kBitmapAlphaNoneSkipFirst:
-      return "kCGImageAlphaNoneSkipFirst";
-    default:
-      return nullptr;
-  }
-}
-
 struct ConstructorCall {
   AlphaConstructorProc constructor;
   REALpicture picture;
@@ -207,8 +188,16 @@ bool PictureEditor::GetPictureEditorInternal(REALpicture source, bool forReading
   }
   hasAlphaChannel = alpha;
 
-  if (!IsConsole && GetPictureEditorCGBitmapContext(source, hasAlphaChannel)) return true;
-  if (!IsDesktop && GetPictureEditorGDImagePtr(source)) return true;
+  // A desktop picture in the system's own kind, or else in whatever kind the picture holds.
+  if (!IsConsole && (GetPictureEditorOfKind(source, DesktopPictureKind(), hasAlphaChannel) ||
+                     GetPictureEditorOwnKind(source, hasAlphaChannel))) {
+    IsDesktop = true;
+    return true;
+  }
+  if (!IsDesktop && GetPictureEditorOfKind(source, pictureGDImagePtr, false)) {
+    IsConsole = true;
+    return true;
+  }
   if (!IsConsole && attempt == 1 && reading && !writing) {
     DebugLog("Trying clone....");
     if (ReadThroughCopy(source)) return true;
@@ -258,110 +247,60 @@ bool PictureEditor::ReadThroughCopy(REALpicture source) {
   return locked;
 }
 
-bool PictureEditor::GetPictureEditorCGBitmapContext(REALpicture source, bool withAlpha) {
+bool PictureEditor::GetPictureEditorOfKind(REALpicture source, uint32_t kind, bool withAlpha) {
   auto lock = hostapi::REALLockPictureDescription.get();
   REALpictureDescription locked{};
-  if (!lock || !lock(source, &locked, pictureCGBitmapContext)) {
-    DebugLog("REALLockPictureDescription with pictureCGBitmapContext failed.");
+  if (!lock || lock(source, &locked, kind) == 0) {
+    DebugLog("REALLockPictureDescription failed for kind", static_cast<long long>(kind));
     return false;
   }
-  DebugLog("REALLockPictureDescription with pictureCGBitmapContext ok.");
-  IsDesktop = true;
-  description = locked;
-  auto refuse = [source](const char* why) {
-    DebugLog(why);
+  DebugLog("REALLockPictureDescription ok for kind", static_cast<long long>(kind));
+  PictureBitmap read;
+  if (locked.pictureType != kind || !ReadPictureBitmap(locked, read)) {
+    DebugLog("picture refused, kind", static_cast<long long>(locked.pictureType));
     UnlockDescription(source);
     return false;
-  };
-  if (locked.pictureType != pictureCGBitmapContext) {
-    return refuse("picture type is not pictureCGBitmapContext.");
   }
-  if (!locked.pictureData) return refuse("context ref is nil");
-
-  const auto* context = static_cast<const REALbitmapContext*>(locked.pictureData);
-  uint32_t info = context->bitmapInfo & 7;
-  DebugLog("Width", context->width);
-  DebugLog("Height", context->height);
-  DebugLog("BitsPerComponent", context->bitsPerComponent);
-  DebugLog("BitsPerPixel", context->bitsPerPixel);
-  DebugLog("BytesPerRow", context->bytesPerRow);
-  DebugLog("lMacAlphaInfo", info);
-  DebugLog("BitmapInfo", context->bitmapInfo);
-  const char* name = AlphaInfoName(info);
-  if (!name) {
-    return refuse(info == kBitmapAlphaNone ? "kCGImageAlphaNone is not supported."
-                                           : "kCGImageAlphaOnly is not supported.");
-  }
-  DebugLog(name);
-  if (context->bitsPerPixel != 32) return refuse("BitsPerPixel is not 32.");
-  // Rows are walked from the data pointer; a bitmap whose rows cannot hold its width is refused.
-  if (!context->data || context->width < 1 || context->height < 1 ||
-      context->bytesPerRow < context->width * 4) {
-    return refuse("Bitmap has no usable rows.");
-  }
-
-  DebugLog("setPicture");
-  SetPicture(source);
-  rowBytes = static_cast<uint64_t>(context->bytesPerRow);
-  bytesPerPixel = 4;
-  width = context->width;
-  height = context->height;
-  pixelBase = currentRow = static_cast<uint8_t*>(context->data);
-  rowPointers = nullptr;
-  x = y = 0;
-  alphaMode = info;
-  rowMode = static_cast<int32_t>(info);
-  lockedWithAlpha = withAlpha;
-  ReadResolutions();
+  TakeBitmap(source, read, withAlpha);
   return true;
 }
 
-bool PictureEditor::GetPictureEditorGDImagePtr(REALpicture source) {
-  auto lock = hostapi::REALLockPictureDescription.get();
+bool PictureEditor::GetPictureEditorOwnKind(REALpicture source, bool withAlpha) {
+  auto lock = hostapi::lockPictureDescription.get();
+  if (!lock) return false;
   REALpictureDescription locked{};
-  if (!lock || !lock(source, &locked, pictureGDImagePtr)) {
-    DebugLog("REALLockPictureDescription with pictureGDImagePtr failed.");
+  lock(source, &locked);
+  // The lock reports nothing; a description without data is a picture it could not lock.
+  if (!locked.pictureData) {
+    DebugLog("lockPictureDescription failed.");
     return false;
   }
-  DebugLog("REALLockPictureDescription with pictureGDImagePtr ok.");
-  IsConsole = true;
-  description = locked;
-  auto refuse = [source](const char* why) {
-    DebugLog(why);
+  DebugLog("lockPictureDescription gave kind", static_cast<long long>(locked.pictureType));
+  PictureBitmap read;
+  if (!ReadPictureBitmap(locked, read)) {
+    DebugLog("picture refused, kind", static_cast<long long>(locked.pictureType));
     UnlockDescription(source);
     return false;
-  };
-  if (locked.pictureType != pictureGDImagePtr) return refuse("picture type is not GDImagePtr.");
-  if (!locked.pictureData) return refuse("gd image is nil");
-
-  const auto* gd = static_cast<const gdImagePrefix*>(locked.pictureData);
-  DebugLogPointer("pixels", gd->pixels);
-  DebugLog("sx", gd->sx);
-  DebugLog("sy", gd->sy);
-  DebugLog("colorsTotal", gd->colorsTotal);
-  DebugLog("trueColor", gd->trueColor);
-  DebugLogPointer("tpixels", gd->tpixels);
-  DebugLog("alphaBlendingFlag", gd->alphaBlendingFlag);
-  if (gd->pixels || !gd->tpixels || !gd->trueColor) return refuse("gd image is not true colour.");
-  // The description's size must lie inside the gd image whose rows are walked.
-  if (locked.width < 1 || locked.height < 1 || locked.width > gd->sx || locked.height > gd->sy ||
-      !gd->tpixels[0]) {
-    return refuse("gd image has no usable rows.");
   }
-
-  SetPicture(source);
-  rowMode = kRowModeGD;
-  x = y = 0;
-  width = locked.width;
-  height = locked.height;
-  rowBytes = static_cast<uint64_t>(4 * width);
-  bytesPerPixel = 4;
-  rowPointers = gd->tpixels;
-  pixelBase = currentRow = reinterpret_cast<uint8_t*>(gd->tpixels[0]);
-  alphaMode = kBitmapAlphaNoneSkipFirst;
-  lockedWithAlpha = false;
-  ReadResolutions();
+  TakeBitmap(source, read, withAlpha);
   return true;
+}
+
+void PictureEditor::TakeBitmap(REALpicture source, const PictureBitmap& read, bool withAlpha) {
+  DebugLog("setPicture");
+  SetPicture(source);
+  bitmap = read;
+  rowBytes = read.rowBytes;
+  bytesPerPixel = 4;
+  width = read.width;
+  height = read.height;
+  pixelBase = currentRow = read.data;
+  rowPointers = read.rows;
+  x = y = 0;
+  layout = read.layout;
+  alphaIsPadding = read.alphaIsPadding;
+  lockedWithAlpha = withAlpha && read.kind != pictureGDImagePtr;
+  ReadResolutions();
 }
 
 void PictureEditor::SetPicture(REALpicture locked) {
@@ -395,8 +334,8 @@ void PictureEditor::AddPixelRow() {
   // Outside the bitmap (and for a row the gd table lacks) row 0 serves, never memory beyond.
   if (y >= height || y < 0) {
     currentRow = pixelBase;
-  } else if (rowMode == kRowModeGD) {
-    int* row = rowPointers ? rowPointers[y] : nullptr;
+  } else if (rowPointers) {
+    int* row = rowPointers[y];
     if (!row && Warn()) DebugLog("r is nil!");
     currentRow = row ? reinterpret_cast<uint8_t*>(row) : pixelBase;
   } else {
@@ -435,8 +374,11 @@ void PictureEditor::clear() {
   DebugLog("reading", reading ? 1 : 0);
   DebugLog("writing", writing ? 1 : 0);
   warningCount = 0;
+  // Written bytes are announced to the graphics library before the description is let go.
+  if (needPictureUnlock && picture && writing) FinishWrittenBitmap(bitmap);
   if (needPictureUnlock && picture) UnlockDescription(picture);
   needPictureUnlock = false;
+  bitmap = PictureBitmap{};
   if (writing && picture) ClearPictureCache(picture);
   StoreObject(&picture, nullptr);
   // An idle editor addresses nothing.

@@ -1,25 +1,24 @@
 // Direct pixel access to host pictures.
 //
-// PictureEditor locks a host picture's bitmap (a bitmap context on the desktop, a gd true-colour
-// image in console and web applications), walks its rows and hands a finished picture back to the
-// host. PictureReader and PictureWriter are the same editor used for reading an existing picture
-// or building a new one. Host thread only; nothing here raises a host exception.
+// PictureEditor locks a host picture's bitmap (the desktop kind of the system, or a gd true-colour
+// image in console and web applications; picture/picture_kinds.h reads each kind), walks its rows
+// and hands a finished picture back to the host. PictureReader and PictureWriter are the same
+// editor used for reading an existing picture or building a new one. Host thread only; nothing here
+// raises a host exception.
 #pragma once
 
 #include <cstdint>
 
+#include "picture/picture_kinds.h"
 #include "plugin/host_interface.h"
 
 // Which kind of application hosts the plug-in: probed once per start-up, and set again by a
-// successful bitmap-context lock (desktop) or gd lock (console).
+// successful desktop lock or gd lock (console).
 extern bool IsDesktop;
 extern bool IsConsole;
 
 // Looks up the host's application classes the first time it is called after a start-up.
 void ProbeApplicationKind();
-
-// Row mode of a gd image: rows are found through the gd row table.
-inline constexpr int32_t kRowModeGD = 8;
 
 class PictureEditor {
  public:
@@ -32,8 +31,9 @@ class PictureEditor {
   bool GetPictureEditor(REALpicture picture, bool reading = true, bool writing = false);
   // The lock proper; attempt 1 may read through a plain copy, attempt 2 is the try on that copy.
   bool GetPictureEditorInternal(REALpicture picture, bool reading, bool writing, int attempt);
-  bool GetPictureEditorCGBitmapContext(REALpicture picture, bool withAlpha);
-  bool GetPictureEditorGDImagePtr(REALpicture picture);
+  // Locks the description of one kind, or the picture's own kind, and takes its bitmap over.
+  bool GetPictureEditorOfKind(REALpicture picture, uint32_t kind, bool withAlpha);
+  bool GetPictureEditorOwnKind(REALpicture picture, bool withAlpha);
 
   // Next row; past the last row the current row falls back to row 0, so that a caller that
   // runs away keeps reading and writing inside the bitmap.
@@ -51,16 +51,16 @@ class PictureEditor {
   uint64_t warningCount = 0;
   int64_t verticalResolution = 0;
   int64_t horizontalResolution = 0;
-  int64_t alphaMode = 0;
-  int32_t rowMode = 0;
+  picture_io::PictureLayout layout = picture_io::PictureLayout::kAlphaFirst;
+  bool alphaIsPadding = false;  // the fourth byte of a pixel holds no alpha
   uint8_t* currentRow = nullptr;
-  REALpictureDescription description{};
+  PictureBitmap bitmap;  // as the kind's reader found it
   uint8_t* buildBuffer = nullptr;
   uint8_t* pixelBase = nullptr;
   int64_t x = 0;
   int64_t y = 0;
   REALpicture picture = nullptr;
-  int** rowPointers = nullptr;
+  int** rowPointers = nullptr;  // gd's row table, else null
   bool hasAlphaChannel = false;
   bool lockedWithAlpha = false;
   bool reading = false;
@@ -68,8 +68,9 @@ class PictureEditor {
   bool needPictureUnlock = false;
 
  private:
-  // Takes the picture over once its description is locked and its bitmap checked.
+  // Takes the picture over once its description is locked and its bitmap read.
   void SetPicture(REALpicture locked);
+  void TakeBitmap(REALpicture locked, const PictureBitmap& read, bool withAlpha);
   void ReadResolutions();
   bool ReadThroughCopy(REALpicture source);
   // Counts a row warning; true while it may still be logged.

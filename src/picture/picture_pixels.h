@@ -1,4 +1,4 @@
-// The three layouts of a locked host picture's 32-bit pixel, and the moves between them and the
+// The layouts of a locked host picture's 32-bit pixel, and the moves between them and the
 // colour channels of an image. Colour values are stored and read as they are: premultiplied
 // bitmaps are not divided, straight ones not multiplied.
 #pragma once
@@ -11,18 +11,7 @@
 // Inline helpers of the picture bridge, kept apart from the same short names elsewhere.
 namespace picture_io {
 
-enum class PictureLayout : uint8_t {
-  kAlphaLast,   // R, G, B, A in memory (alpha infos 1, 3, 5)
-  kAlphaFirst,  // A, R, G, B in memory (alpha infos 2, 4, 6)
-  kGD,          // one native word: 7-bit gd alpha in bits 24-30, then R, G, B
-};
-
-inline PictureLayout LayoutOf(const PictureEditor& editor) {
-  if (editor.rowMode == kRowModeGD) return PictureLayout::kGD;
-  int64_t mode = editor.alphaMode;
-  return (mode == 1 || mode == 3 || mode == 5) ? PictureLayout::kAlphaLast
-                                               : PictureLayout::kAlphaFirst;
-}
+inline PictureLayout LayoutOf(const PictureEditor& editor) { return editor.layout; }
 
 struct PictureRGBA {
   uint8_t red, green, blue;
@@ -35,6 +24,8 @@ inline PictureRGBA LoadPicturePixel(const uint8_t* p) {
     return {p[0], p[1], p[2], p[3]};
   } else if constexpr (L == PictureLayout::kAlphaFirst) {
     return {p[1], p[2], p[3], p[0]};
+  } else if constexpr (L == PictureLayout::kBGRA) {
+    return {p[2], p[1], p[0], p[3]};
   } else {
     uint32_t word;
     std::memcpy(&word, p, 4);
@@ -50,6 +41,8 @@ inline void StorePicturePixel(uint8_t* p, uint8_t red, uint8_t green, uint8_t bl
     p[0] = red, p[1] = green, p[2] = blue, p[3] = alpha;
   } else if constexpr (L == PictureLayout::kAlphaFirst) {
     p[0] = alpha, p[1] = red, p[2] = green, p[3] = blue;
+  } else if constexpr (L == PictureLayout::kBGRA) {
+    p[0] = blue, p[1] = green, p[2] = red, p[3] = alpha;
   } else {
     uint32_t word = (uint32_t{alpha} & 0x7F) << 24 | uint32_t{red} << 16 | uint32_t{green} << 8 |
                     uint32_t{blue};
@@ -81,6 +74,9 @@ inline void WithLayout(PictureLayout layout, Body&& body) {
       break;
     case PictureLayout::kAlphaFirst:
       body.template operator()<PictureLayout::kAlphaFirst>();
+      break;
+    case PictureLayout::kBGRA:
+      body.template operator()<PictureLayout::kBGRA>();
       break;
     case PictureLayout::kGD:
       body.template operator()<PictureLayout::kGD>();

@@ -313,7 +313,7 @@ enum : uint32_t {
   kREALPixelBGRX = 4,  // B, G, R, unused
 };
 
-// Alpha info values of a bitmap context, numbered as the desktop graphics layer numbers them.
+// Alpha info values of a Core Graphics bitmap context (CGBitmapContextGetAlphaInfo).
 enum : uint32_t {
   kBitmapAlphaNone = 0,
   kBitmapAlphaPremultipliedLast = 1,
@@ -324,19 +324,6 @@ enum : uint32_t {
   kBitmapAlphaNoneSkipFirst = 6,
   kBitmapAlphaOnly = 7,
   kBitmapAlphaInfoMask = 0x1F,
-};
-
-// The bitmap behind a desktop picture of the emulated host. A pixel is four bytes: R, G, B, A in
-// memory for the alpha-last infos (1, 3, 5) and A, R, G, B for the alpha-first ones (2, 4, 6); the
-// skip infos (5, 6) carry no alpha in their A byte.
-struct REALbitmapContext {
-  void* data;
-  int64_t width;
-  int64_t height;
-  int64_t bitsPerComponent;
-  int64_t bitsPerPixel;
-  int64_t bytesPerRow;
-  uint32_t bitmapInfo;  // alpha info in the low five bits
 };
 
 // The leading fields of a gd 2.x image, in gd's own order; only these are read.

@@ -273,10 +273,12 @@ class Sequence {
       int64_t width = r_.Byte() % 33;
       int64_t height = r_.Byte() % 33;
       uint8_t p = r_.Byte() % 3;
+      // A desktop picture reads two bytes: the first once chose a bitmap layout and is skipped,
+      // so that committed inputs keep their meaning; the second gives the alpha channel.
       Ref picture = p == 0 ? h.NewConsolePicture(width, height, true)
                     : p == 1
                         ? h.NewConsolePicture(width, height, false)
-                        : h.NewDesktopPicture(width, height, r_.Byte() % 8, (r_.Byte() & 1) != 0);
+                        : h.NewDesktopPicture(width, height, (r_.Byte(), (r_.Byte() & 1) != 0));
       Keep(h.New("PictureXQT", picture, (r_.Byte() & 1) != 0));
       if (pictures_.size() < 4) pictures_.push_back(std::move(picture));
     } else {
@@ -379,9 +381,8 @@ class Sequence {
         int64_t height = r_.Byte() % 33;
         // Palette pictures come in through MakeImage; adding them here would change what every
         // committed input means.
-        pictures_.push_back(b == 1
-                                ? w_.host.NewConsolePicture(width, height, true)
-                                : w_.host.NewDesktopPicture(width, height, r_.Byte() % 8, b == 2));
+        pictures_.push_back(b == 1 ? w_.host.NewConsolePicture(width, height, true)
+                                   : w_.host.NewDesktopPicture(width, height, (r_.Byte(), b == 2)));
         v.object = pictures_.back().get();
       }
     } else {

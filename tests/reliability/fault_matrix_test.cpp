@@ -88,7 +88,7 @@ class FaultMatrix : public PluginTest {
       v.object = keep.back().get();
     } else if (type == "picture") {
       v.type = Value::Type::Object;
-      keep.push_back(host_.NewDesktopPicture(kWidth, kHeight, 2, true));
+      keep.push_back(host_.NewDesktopPicture(kWidth, kHeight, true));
       v.object = keep.back().get();
     } else if (type == "string()") {
       v.type = Value::Type::Object;

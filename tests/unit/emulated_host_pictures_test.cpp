@@ -1,6 +1,9 @@
 // The emulated host's pictures: pixel layouts, gd images, masks, kinds, drawing and locks.
+#include <cairo.h>
 #include <gd.h>
 #include <gtest/gtest.h>
+
+#include <cstring>
 
 #include "host/emulated_host.h"
 
@@ -32,25 +35,52 @@ class HostPictures : public ::testing::Test {
   Host host_;
 };
 
-TEST_F(HostPictures, DesktopBytesFollowTheAlphaInfo) {
-  struct Case {
-    uint32_t alphaInfo;
-    uint32_t word;      // the four bytes as stored, first byte in the top bits
-    uint32_t readBack;  // what reading gives: skip layouts report opaque
-  } cases[] = {
-      {kBitmapAlphaPremultipliedLast, 0x11223344, 0x44112233},
-      {kBitmapAlphaLast, 0x11223344, 0x44112233},
-      {kBitmapAlphaNoneSkipLast, 0x112233FF, 0xFF112233},
-      {kBitmapAlphaPremultipliedFirst, 0x44112233, 0x44112233},
-      {kBitmapAlphaFirst, 0x44112233, 0x44112233},
-      {kBitmapAlphaNoneSkipFirst, 0xFF112233, 0xFF112233},
-  };
-  for (const Case& c : cases) {
-    Ref picture = host_.NewDesktopPicture(3, 2, c.alphaInfo, false);
+TEST_F(HostPictures, DesktopPicturesAreCairoSurfaces) {
+  // ARGB32 keeps the alpha as stored; RGB24's top byte is unused and reads as opaque.
+  for (bool alpha : {true, false}) {
+    Ref picture = host_.NewDesktopPicture(3, 2, alpha);
     host_.SetPictureARGB(picture, 2, 1, 0x44112233);
-    EXPECT_EQ(host_.PictureWord(picture, 2, 1), c.word) << c.alphaInfo;
-    EXPECT_EQ(host_.PictureARGB(picture, 2, 1), c.readBack) << c.alphaInfo;
+    auto* surface = static_cast<cairo_surface_t*>(host_.PictureSurface(picture));
+    ASSERT_NE(surface, nullptr);
+    EXPECT_EQ(cairo_image_surface_get_format(surface),
+              alpha ? CAIRO_FORMAT_ARGB32 : CAIRO_FORMAT_RGB24);
+    uint32_t word;
+    std::memcpy(&word,
+                cairo_image_surface_get_data(surface) + cairo_image_surface_get_stride(surface) + 8,
+                4);
+    EXPECT_EQ(word & 0xFFFFFF, 0x112233u);
+    EXPECT_EQ(host_.PictureWord(picture, 2, 1), word);
+    EXPECT_EQ(host_.PictureARGB(picture, 2, 1), alpha ? 0x44112233u : 0xFF112233u);
   }
+  REALpictureDescription description{};
+  Ref picture = host_.NewDesktopPicture(3, 2, true);
+  auto lock = Resolve<REALLockPictureDescriptionProc>("REALLockPictureDescription");
+  EXPECT_EQ(lock(picture.get(), &description, pictureCGBitmapContext), 0);
+  ASSERT_EQ(lock(picture.get(), &description, pictureCairoContext), 1);
+  EXPECT_EQ(cairo_get_target(static_cast<cairo_t*>(description.pictureData)),
+            host_.PictureSurface(picture));
+  EXPECT_EQ(description.width, 3);
+  EXPECT_EQ(description.depth, 32);
+  EXPECT_EQ(description.transparent, 1);
+  Resolve<unlockPictureDescriptionProc>("unlockPictureDescription")(picture.get());
+}
+
+class Direct2DPictures : public HostPictures {
+ protected:
+  Direct2DPictures() : HostPictures({.desktopPictures = xqt::host::DesktopPictures::kDirect2D}) {}
+};
+
+TEST_F(Direct2DPictures, DesktopPicturesArePlainBGRABytes) {
+  Ref picture = host_.NewDesktopPicture(3, 2, true);
+  host_.SetPictureARGB(picture, 2, 1, 0x44112233);
+  REALpictureDescription description{};
+  Resolve<lockPictureDescriptionProc>("lockPictureDescription")(picture.get(), &description);
+  ASSERT_EQ(description.pictureType, pictureD2DBytes);
+  const auto* bytes = static_cast<const uint8_t*>(description.pictureData);
+  EXPECT_EQ(bytes[(1 * 3 + 2) * 4 + 0], 0x33);  // B, G, R, A in rows of width × 4 bytes
+  EXPECT_EQ(bytes[(1 * 3 + 2) * 4 + 3], 0x44);
+  Resolve<unlockPictureDescriptionProc>("unlockPictureDescription")(picture.get());
+  EXPECT_EQ(host_.PictureARGB(picture, 2, 1), 0x44112233u);
 }
 
 TEST_F(HostPictures, ConsolePicturesAreGdImages) {
@@ -79,35 +109,32 @@ TEST_F(HostPictures, ConsolePicturesAreGdImages) {
 }
 
 TEST_F(HostPictures, OnlyPlainBitmapsLock) {
-  Ref bitmap = host_.NewDesktopPicture(8, 8, kBitmapAlphaPremultipliedFirst, true);
+  Ref bitmap = host_.NewDesktopPicture(8, 8, true);
   Ref hidpi = host_.NewPictureOfType(kPictureTypeImage, bitmap);
   auto getType = Resolve<PluginPictureGetTypeProc>("PluginPictureGetType");
   EXPECT_EQ(getType(hidpi.get()), kPictureTypeImage);
   EXPECT_EQ(getType(bitmap.get()), kPictureTypeMutable);
   REALpictureDescription description{};
   auto lock = Resolve<REALLockPictureDescriptionProc>("REALLockPictureDescription");
-  EXPECT_FALSE(lock(hidpi.get(), &description, pictureCGBitmapContext));
+  EXPECT_EQ(lock(hidpi.get(), &description, pictureCairoContext), 0);
   Ref best = hidpi.Call<Ref>("BestRepresentation", 8, 8, 4.0);
   EXPECT_EQ(best.get(), bitmap.get());
 
   auto native = Resolve<lockPictureDescriptionProc>("lockPictureDescription");
   native(bitmap.get(), &description);
   ASSERT_NE(description.pictureData, nullptr);
-  EXPECT_EQ(description.pictureType, pictureCGBitmapContext);
+  EXPECT_EQ(description.pictureType, pictureCairoContext);
   EXPECT_EQ(description.depth, 32);
-  auto* context = static_cast<REALbitmapContext*>(description.pictureData);
-  EXPECT_EQ(context->bytesPerRow, 32);
-  EXPECT_EQ(context->bitmapInfo & kBitmapAlphaInfoMask, kBitmapAlphaPremultipliedFirst);
   Resolve<unlockPictureDescriptionProc>("unlockPictureDescription")(bitmap.get());
   EXPECT_TRUE(bitmap.Get<bool>("HasAlphaChannel"));
 }
 
 TEST_F(HostPictures, MasksAreAssignedAndFetched) {
-  Ref picture = host_.NewDesktopPicture(5, 5, kBitmapAlphaNoneSkipFirst, false);
+  Ref picture = host_.NewDesktopPicture(5, 5, false);
   EXPECT_FALSE(host_.PictureMask(picture));
   auto getMask = Resolve<REALGetPictureMaskProc>("REALGetPictureMask");
   EXPECT_EQ(getMask(picture.get(), false), nullptr);
-  Ref mask = host_.NewDesktopPicture(5, 5, kBitmapAlphaNoneSkipFirst, false);
+  Ref mask = host_.NewDesktopPicture(5, 5, false);
   host_.SetPictureMask(picture, mask);
   EXPECT_EQ(picture.Call<Ref>("Mask", false).get(), mask.get());
   auto assign =
@@ -122,7 +149,7 @@ TEST_F(HostPictures, MasksAreAssignedAndFetched) {
 }
 
 TEST_F(HostPictures, GraphicsDrawScaledAndClipped) {
-  Ref source = host_.NewDesktopPicture(2, 2, kBitmapAlphaNoneSkipLast, false);
+  Ref source = host_.NewDesktopPicture(2, 2, false);
   host_.SetPictureARGB(source, 0, 0, 0xFF0000FF);
   host_.SetPictureARGB(source, 1, 1, 0xFFFF0000);
   Ref dest = host_.NewConsolePicture(5, 5);
