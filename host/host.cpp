@@ -1,11 +1,7 @@
 // The Host: classes, objects, strings, exceptions and accounting.
-#include <dlfcn.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <map>
 #include <new>
 #include <sstream>
@@ -398,7 +394,7 @@ void Host::Impl::TearDown() {
   strings.clear();
   stringData.clear();
   pending = nullptr;
-  if (library != nullptr) dlclose(library);
+  if (library != nullptr) UnloadLibrary(library);
   library = nullptr;
 }
 
@@ -425,37 +421,12 @@ Host& Host::Current() {
 
 void Host::Load(const std::string& pluginPath) {
   if (impl_->started) throw std::logic_error("this Host has already started a plug-in");
-  std::ifstream in(pluginPath, std::ios::binary);
-  if (!in) throw std::runtime_error("cannot read plug-in " + pluginPath);
-  std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) throw std::runtime_error("cannot read plug-in " + pluginPath);
-
-  // A private copy gives this Host fresh plug-in globals even when the same path was loaded
-  // before in this process.
-  const char* tmp = std::getenv("TMPDIR");
-  std::string path = std::string(tmp && *tmp ? tmp : "/tmp") + "/xqt-plugin-XXXXXX";
-  int fd = mkstemp(path.data());
-  if (fd < 0) throw std::runtime_error("cannot create a temporary copy of " + pluginPath);
-  size_t written = 0;
-  while (written < bytes.size()) {
-    ssize_t n = write(fd, bytes.data() + written, bytes.size() - written);
-    if (n <= 0) break;
-    written += static_cast<size_t>(n);
-  }
-  close(fd);
-  if (written != bytes.size()) {
-    unlink(path.c_str());
-    throw std::runtime_error("cannot write a temporary copy of " + pluginPath);
-  }
-  void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-  unlink(path.c_str());
-  if (library == nullptr) {
-    const char* why = dlerror();
-    throw std::runtime_error("cannot load " + pluginPath + ": " + (why ? why : "unknown error"));
-  }
-  void* entry = dlsym(library, "REALPluginMain");
+  std::string why;
+  void* library = LoadPrivateCopy(pluginPath, why);
+  if (library == nullptr) throw std::runtime_error(why);
+  void* entry = LibraryFunction(library, "REALPluginMain");
   if (entry == nullptr) {
-    dlclose(library);
+    UnloadLibrary(library);
     throw std::runtime_error(pluginPath + " has no REALPluginMain");
   }
   impl_->library = library;
@@ -467,12 +438,7 @@ void Host::Attach(REALPluginMainProc pluginMain) { impl_->Start(pluginMain); }
 std::string Host::DefaultPluginPath() {
   const char* env = std::getenv("XQT_PLUGIN");
   if (env != nullptr && *env != '\0') return env;
-  std::string exe(4096, '\0');
-  ssize_t n = readlink("/proc/self/exe", exe.data(), exe.size() - 1);
-  if (n <= 0) return "libImages.so";
-  exe.resize(static_cast<size_t>(n));
-  size_t slash = exe.rfind('/');
-  return (slash == std::string::npos ? std::string(".") : exe.substr(0, slash)) + "/libImages.so";
+  return ExecutableDirectory() + kPluginFileName;
 }
 
 const HostOptions& Host::options() const { return impl_->options; }

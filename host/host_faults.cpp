@@ -1,6 +1,7 @@
 // Reliability support: members called from their parsed declarations, and yield timestamps.
 #include <chrono>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -10,6 +11,29 @@
 namespace xqt::host {
 namespace {
 
+// One argument of a call made from a declaration at run time, in declaration order.
+struct Slot {
+  uint64_t bits;  // an integer-class value, or the bits of a double
+  bool real;
+};
+
+#if defined(_WIN64)
+// Windows x64 passes argument i in the i-th register (integer or vector, by type) or stack slot.
+// A variadic call puts a double in both kinds of register, so passing every argument as a double
+// with the bits of its value reaches an integer parameter and a double parameter alike.
+constexpr size_t kMostSlots = 16;
+
+template <class R>
+R CallSlots(void* function, const std::vector<Slot>& slots) {
+  double d[kMostSlots] = {};
+  for (size_t i = 0; i < slots.size() && i < kMostSlots; ++i) std::memcpy(&d[i], &slots[i].bits, 8);
+  return reinterpret_cast<R (*)(...)>(function)(d[0], d[1], d[2], d[3], d[4], d[5], d[6], d[7],
+                                                d[8], d[9], d[10], d[11], d[12], d[13], d[14],
+                                                d[15]);
+}
+
+bool Fits(const std::vector<Slot>& slots) { return slots.size() <= kMostSlots; }
+#else
 // The System V x86-64 convention gives integer-class arguments (integers, booleans, colours,
 // pointers, objects, strings) the six integer registers in order, doubles the eight vector
 // registers in order, and puts what does not fit on the stack in declaration order. With at most
@@ -19,27 +43,37 @@ constexpr size_t kRegisterWords = 6;
 constexpr size_t kDoubleRegisters = 8;
 constexpr size_t kStackWords = 10;
 
-struct Frame {
-  uint64_t words[kRegisterWords + kStackWords] = {};
-  double reals[kDoubleRegisters] = {};
-};
-
 template <class R>
 using Wide = R (*)(uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, double, double,
                    double, double, double, double, double, double, uint64_t, uint64_t, uint64_t,
                    uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t);
 
+bool Fits(const std::vector<Slot>& slots) {
+  size_t reals = 0;
+  for (const Slot& slot : slots) reals += slot.real;
+  return reals <= kDoubleRegisters && slots.size() - reals <= kRegisterWords + kStackWords;
+}
+
 template <class R>
 #if defined(__clang__)
 __attribute__((no_sanitize("function")))
 #endif
-R CallWide(void* function, const Frame& f) {
-  const uint64_t* w = f.words;
-  const double* d = f.reals;
+R CallSlots(void* function, const std::vector<Slot>& slots) {
+  uint64_t w[kRegisterWords + kStackWords] = {};
+  double d[kDoubleRegisters] = {};
+  size_t words = 0, reals = 0;
+  for (const Slot& slot : slots) {
+    if (slot.real) {
+      std::memcpy(&d[reals++], &slot.bits, 8);
+    } else {
+      w[words++] = slot.bits;
+    }
+  }
   return reinterpret_cast<Wide<R>>(function)(w[0], w[1], w[2], w[3], w[4], w[5], d[0], d[1], d[2],
                                              d[3], d[4], d[5], d[6], d[7], w[6], w[7], w[8], w[9],
                                              w[10], w[11], w[12], w[13], w[14], w[15]);
 }
+#endif
 
 using Type = Host::DynamicValue::Type;
 
@@ -66,14 +100,9 @@ Host::DynamicResult Host::CallDeclared(REALobject self, const ClassInfo::Member&
   TypeRef ret = ClassifyType(d.returnType);
   if (ret.kind == Kind::Unsupported) return result;
 
-  Frame frame;
-  size_t words = 0;
-  size_t reals = 0;
+  std::vector<Slot> slots;
   std::vector<REALstring> strings;
-  auto pushWord = [&](uint64_t w) {
-    if (words < kRegisterWords + kStackWords) frame.words[words] = w;
-    ++words;
-  };
+  auto pushWord = [&](uint64_t w) { slots.push_back({w, false}); };
   if (!shared) pushWord(reinterpret_cast<uint64_t>(self));
   for (size_t i = 0; i < d.params.size(); ++i) {
     TypeRef type = ClassifyType(d.params[i].type);
@@ -91,13 +120,13 @@ Host::DynamicResult Host::CallDeclared(REALobject self, const ClassInfo::Member&
       case Kind::Color:
         pushWord(static_cast<uint32_t>(AsInteger(v)));
         break;
-      case Kind::Double:
-        if (reals >= kDoubleRegisters) {
-          for (REALstring s : strings) h.UnlockString(s);
-          return result;
-        }
-        frame.reals[reals++] = v.type == Type::Double ? v.real : static_cast<double>(v.integer);
+      case Kind::Double: {
+        double real = v.type == Type::Double ? v.real : static_cast<double>(v.integer);
+        uint64_t bits;
+        std::memcpy(&bits, &real, 8);
+        slots.push_back({bits, true});
         break;
+      }
       case Kind::String: {
         REALstring s = h.MakeString(v.text, kREALEncodingUTF8);
         strings.push_back(s);
@@ -132,7 +161,7 @@ Host::DynamicResult Host::CallDeclared(REALobject self, const ClassInfo::Member&
         return result;
     }
   }
-  if (words > kRegisterWords + kStackWords) {
+  if (!Fits(slots)) {
     for (REALstring s : strings) h.UnlockString(s);
     return result;
   }
@@ -142,33 +171,33 @@ Host::DynamicResult Host::CallDeclared(REALobject self, const ClassInfo::Member&
   DynamicValue& out = result.value;
   switch (ret.kind) {
     case Kind::None:
-      CallWide<void>(fn, frame);
+      CallSlots<void>(fn, slots);
       break;
     case Kind::Boolean:
       out.type = Type::Boolean;
-      out.integer = CallWide<RBBoolean>(fn, frame) != 0 ? 1 : 0;
+      out.integer = CallSlots<RBBoolean>(fn, slots) != 0 ? 1 : 0;
       break;
     case Kind::Int32:
-      out.integer = CallWide<int32_t>(fn, frame);
+      out.integer = CallSlots<int32_t>(fn, slots);
       break;
     case Kind::Integer:
-      out.integer = CallWide<int64_t>(fn, frame);
+      out.integer = CallSlots<int64_t>(fn, slots);
       break;
     case Kind::Double:
       out.type = Type::Double;
-      out.real = CallWide<double>(fn, frame);
+      out.real = CallSlots<double>(fn, slots);
       break;
     case Kind::Color:
       out.type = Type::Color;
-      out.integer = CallWide<uint32_t>(fn, frame);
+      out.integer = CallSlots<uint32_t>(fn, slots);
       break;
     case Kind::Ptr:
       out.type = Type::Ptr;
-      out.pointer = CallWide<void*>(fn, frame);
+      out.pointer = CallSlots<void*>(fn, slots);
       break;
     case Kind::String: {
       out.type = Type::String;
-      REALstring s = CallWide<REALstring>(fn, frame);
+      REALstring s = CallSlots<REALstring>(fn, slots);
       if (s != nullptr) {
         std::string text;
         if (h.ToUtf8(s, text)) out.text = text;
@@ -178,7 +207,7 @@ Host::DynamicResult Host::CallDeclared(REALobject self, const ClassInfo::Member&
     }
     default: {
       out.type = Type::Object;
-      out.object = CallWide<REALobject>(fn, frame);
+      out.object = CallSlots<REALobject>(fn, slots);
       break;
     }
   }

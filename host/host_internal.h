@@ -218,6 +218,15 @@ REALclassDefinition HostClass(const char* name, const char* superName,
                               REALproperty* properties = nullptr, size_t propertyCount = 0,
                               REALmethodDefinition* methods = nullptr, size_t methodCount = 0);
 
+// The plug-in library (library_posix.cpp, library_windows.cpp). A private copy of the file is
+// loaded, so that every Host starts from fresh plug-in globals even when the same path was loaded
+// before in this process; it stays mapped after unloading, as the plug-in's worker threads may.
+extern const char* const kPluginFileName;  // beside the executable: libImages.so or Images.dll
+void* LoadPrivateCopy(const std::string& path, std::string& why);  // null, and why, on failure
+void* LibraryFunction(void* library, const char* name);
+void UnloadLibrary(void* library);
+std::string ExecutableDirectory();  // with its trailing separator
+
 // The one live host, or null. Entry points use it; they never throw.
 Host::Impl* CurrentImpl();
 

@@ -1,15 +1,9 @@
 #include <dlfcn.h>
 
-#include <atomic>
-
 #include "platform/host_graphics.h"
+#include "platform/system_calls.h"
 
 namespace platform {
-namespace {
-
-std::atomic<HostFunctionFinder> gFinder{nullptr};
-
-}  // namespace
 
 DesktopGraphics SystemDesktopGraphics() {
 #if defined(__APPLE__)
@@ -21,13 +15,6 @@ DesktopGraphics SystemDesktopGraphics() {
 
 // The plug-in is loaded privately, so the default scope is the host's executable and the
 // libraries it loaded globally: exactly where its graphics library lives.
-void* FindHostFunction(const char* name) {
-  if (HostFunctionFinder finder = gFinder.load(std::memory_order_acquire)) return finder(name);
-  return name ? dlsym(RTLD_DEFAULT, name) : nullptr;
-}
-
-HostFunctionFinder SetHostFunctionFinder(HostFunctionFinder finder) {
-  return gFinder.exchange(finder, std::memory_order_acq_rel);
-}
+void* FindFunctionInProcess(const char* name) { return dlsym(RTLD_DEFAULT, name); }
 
 }  // namespace platform

@@ -1,27 +1,14 @@
 #include "platform/log_sink.h"
 
-#include <unistd.h>
-
 #include <atomic>
-#include <cerrno>
 #include <cstring>
+
+#include "platform/system_calls.h"
 
 namespace platform {
 namespace {
 
-void WriteToStderr(const char* line, size_t length) {
-  while (length > 0) {
-    ssize_t written = ::write(STDERR_FILENO, line, length);
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      return;
-    }
-    line += written;
-    length -= static_cast<size_t>(written);
-  }
-}
-
-std::atomic<LogSink> gSink{&WriteToStderr};
+std::atomic<LogSink> gSink{&WriteToSystemLog};
 
 }  // namespace
 
@@ -35,7 +22,7 @@ void WriteLogLine(const char* text, size_t length) {
 }
 
 LogSink SetLogSink(LogSink sink) {
-  return gSink.exchange(sink ? sink : &WriteToStderr, std::memory_order_acq_rel);
+  return gSink.exchange(sink ? sink : &WriteToSystemLog, std::memory_order_acq_rel);
 }
 
 }  // namespace platform

@@ -1,5 +1,5 @@
-// Where debug lines go: one line per message on stderr, each written with a single write() so
-// that lines from worker threads never interleave.
+// Where debug lines go: one line per message on stderr (and the debugger on Windows), each written
+// at once so that lines from worker threads never interleave.
 #pragma once
 
 #include <cstddef>

@@ -1,10 +1,7 @@
 #include "platform/threads.h"
 
-#include <pthread.h>
-
 #include <chrono>
 #include <condition_variable>
-#include <cstring>
 #include <deque>
 #include <mutex>
 #include <new>
@@ -107,12 +104,5 @@ bool SubmitTask(TaskProc task, void* argument) { return Pool().Submit(task, argu
 uint64_t CompletedTasks() { return Pool().Completed(); }
 
 void WaitForTaskAfter(uint64_t seen, int64_t nanoseconds) { Pool().WaitAfter(seen, nanoseconds); }
-
-void SetCurrentThreadName(const char* name) {
-  char shortName[16];
-  std::strncpy(shortName, name ? name : "", sizeof(shortName) - 1);
-  shortName[sizeof(shortName) - 1] = '\0';
-  pthread_setname_np(pthread_self(), shortName);
-}
 
 }  // namespace platform

@@ -122,7 +122,7 @@ extern "C" __attribute__((visibility("default"))) void REALPluginMain(REALResolv
   AllocationGranularity = 4096;
   auto inRuntime = hostapi::REALinRuntime.get();
   if (inRuntime && inRuntime() != 0) {
-    AllocationGranularity = GranularityForPageSize(platform::PageSize());
+    AllocationGranularity = GranularityForPageSize(platform::MappingGranularity());
     DebugLog("AllocationGranularity", static_cast<long long>(AllocationGranularity));
     platform::SeedRandomFromTime();
   }

@@ -1,5 +1,3 @@
-#include "platform/mapped_file.h"
-
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/mman.h>
@@ -9,6 +7,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <vector>
+
+#include "platform/mapped_file.h"
 
 namespace platform {
 
