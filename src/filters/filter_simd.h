@@ -105,9 +105,26 @@ DitherRowProc ActiveDitherRow();
 UnsharpRowProc ActiveUnsharpRow();
 
 // The kernels of one instruction set, null where the processor lacks it (tests and benchmarks).
+#if defined(__x86_64__)
 ByteMapRowProc ByteMapRowAVX512();
 ByteMapRowProc ByteMapRowAVX2();
 DitherRowProc DitherRowAVX512();
 DitherRowProc DitherRowAVX2();
 UnsharpRowProc UnsharpRowAVX512();
 UnsharpRowProc UnsharpRowAVX2();
+#else
+// The AVX files build on x86-64 only.
+inline ByteMapRowProc ByteMapRowAVX512() { return nullptr; }
+inline ByteMapRowProc ByteMapRowAVX2() { return nullptr; }
+inline DitherRowProc DitherRowAVX512() { return nullptr; }
+inline DitherRowProc DitherRowAVX2() { return nullptr; }
+inline UnsharpRowProc UnsharpRowAVX512() { return nullptr; }
+inline UnsharpRowProc UnsharpRowAVX2() { return nullptr; }
+#endif
+
+// The portable kernels (filter_simd_portable.cpp), built on every processor. They are the
+// baseline level's kernels everywhere but on x86-64, whose baseline (SSE2) has no byte shuffle to
+// look tables up with.
+ByteMapRowProc ByteMapRowPortable();
+DitherRowProc DitherRowPortable();
+UnsharpRowProc UnsharpRowPortable();

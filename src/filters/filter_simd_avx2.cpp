@@ -12,7 +12,6 @@
 #include "filters/filter_simd.h"
 #include "platform/cpu_features.h"
 
-#if defined(__x86_64__)
 #if defined(__clang__)
 #pragma clang attribute push(__attribute__((target("avx2,fma"))), apply_to = function)
 #else
@@ -379,8 +378,3 @@ bool HasAVX2() { return platform::ProcessorSimdLevel() >= platform::SimdLevel::k
 ByteMapRowProc ByteMapRowAVX2() { return HasAVX2() ? MapRowKernel : nullptr; }
 DitherRowProc DitherRowAVX2() { return HasAVX2() ? DitherRowKernel : nullptr; }
 UnsharpRowProc UnsharpRowAVX2() { return HasAVX2() ? UnsharpRowKernel : nullptr; }
-#else
-ByteMapRowProc ByteMapRowAVX2() { return nullptr; }
-DitherRowProc DitherRowAVX2() { return nullptr; }
-UnsharpRowProc UnsharpRowAVX2() { return nullptr; }
-#endif

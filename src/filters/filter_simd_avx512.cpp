@@ -17,7 +17,6 @@
 #include "filters/filter_simd.h"
 #include "platform/cpu_features.h"
 
-#if defined(__x86_64__)
 // The double kernel without VBMI, for AVX-512 processors that lack it.
 #if defined(__clang__)
 #pragma clang attribute push(__attribute__((target("avx512f,avx512vl,avx512dq,avx512bw"))), \
@@ -269,8 +268,3 @@ UnsharpRowProc UnsharpRowAVX512() {
   if (!HasAVX512()) return nullptr;
   return HasVBMI() ? UnsharpRowBytes : UnsharpRowDouble;
 }
-#else
-ByteMapRowProc ByteMapRowAVX512() { return nullptr; }
-DitherRowProc DitherRowAVX512() { return nullptr; }
-UnsharpRowProc UnsharpRowAVX512() { return nullptr; }
-#endif

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-// True when the vector kernels are compiled in and switched on (the default).
+// True when the vector kernels are switched on (the default).
 bool VectorTurns();
 // Switches the vector kernels off (false) or back on; for tests and benchmarks.
 void SetVectorTurns(bool enabled);

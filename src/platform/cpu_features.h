@@ -7,12 +7,12 @@ namespace platform {
 
 enum class SimdLevel : int {
   kScalar = 0,    // the plain per-sample code, written from the formulas
-  kBaseline = 1,  // vectorised for baseline x86-64 (SSE2)
-  kAVX2 = 2,      // AVX2 with FMA
-  kAVX512 = 3,    // AVX-512 F, VL, DQ, BW with FMA
+  kBaseline = 1,  // the portable vector code: SSE2 on x86-64, Advanced SIMD on arm64
+  kAVX2 = 2,      // AVX2 with FMA (x86-64 only)
+  kAVX512 = 3,    // AVX-512 F, VL, DQ, BW with FMA (x86-64 only)
 };
 
-// The best level this processor runs.
+// The best level this processor runs; kBaseline on every processor but x86-64.
 SimdLevel ProcessorSimdLevel();
 
 // The level kernels use: the processor's, capped by SetSimdLimit.

@@ -45,8 +45,14 @@ struct ScalePassCode {
   bool (*verticalRows)(const ScaleContext& context, int64_t first, int64_t last, YieldData* yield);
 };
 const ScalePassCode& BaselinePassCode();
-const ScalePassCode* AVX2PassCode();    // null when not built
-const ScalePassCode* AVX512PassCode();  // null when not built
+#if defined(__x86_64__)
+const ScalePassCode* AVX2PassCode();
+const ScalePassCode* AVX512PassCode();
+#else
+// The AVX files build on x86-64 only.
+inline const ScalePassCode* AVX2PassCode() { return nullptr; }
+inline const ScalePassCode* AVX512PassCode() { return nullptr; }
+#endif
 
 // The plain per-sample loops.
 void ScalarHorizontalRow(const ScaleContext& context, int64_t y);

@@ -1,4 +1,4 @@
-// The vector loops for AVX2 with fused multiply-add, chosen at run time.
+// The vector loops for AVX2 with fused multiply-add, chosen at run time (x86-64 only).
 #include <immintrin.h>
 
 #include <cstdint>
@@ -8,7 +8,6 @@
 #include "plugin/debug_log.h"
 #include "scale/scale_engine.h"
 
-#if defined(__x86_64__)
 #pragma GCC diagnostic ignored "-Wpsabi"
 #if defined(__clang__)
 #pragma clang attribute push(__attribute__((target("avx2,fma"))), apply_to = function)
@@ -38,6 +37,3 @@ namespace scale_avx2 {
 #endif
 
 const ScalePassCode* AVX2PassCode() { return &scale_avx2::kPassCode; }
-#else
-const ScalePassCode* AVX2PassCode() { return nullptr; }
-#endif

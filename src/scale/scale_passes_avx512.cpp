@@ -1,4 +1,4 @@
-// The vector loops for AVX-512 (and FMA), chosen at run time.
+// The vector loops for AVX-512 (and FMA), chosen at run time (x86-64 only).
 #include <immintrin.h>
 
 #include <cstdint>
@@ -8,7 +8,6 @@
 #include "plugin/debug_log.h"
 #include "scale/scale_engine.h"
 
-#if defined(__x86_64__)
 #pragma GCC diagnostic ignored "-Wpsabi"
 #if !defined(__clang__)
 // The AVX-512 conversion headers of GCC 12 start from an undefined register.
@@ -41,6 +40,3 @@ namespace scale_avx512 {
 #endif
 
 const ScalePassCode* AVX512PassCode() { return &scale_avx512::kPassCode; }
-#else
-const ScalePassCode* AVX512PassCode() { return nullptr; }
-#endif

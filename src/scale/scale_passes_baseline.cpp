@@ -1,4 +1,4 @@
-// The vector loops for baseline x86-64.
+// The vector loops every processor runs: SSE2 on x86-64, the portable vector code elsewhere.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>

@@ -65,7 +65,8 @@ struct KernelSet {
 };
 
 std::vector<KernelSet> AvailableKernels() {
-  std::vector<KernelSet> sets;
+  std::vector<KernelSet> sets = {
+      {"portable", ByteMapRowPortable(), DitherRowPortable(), UnsharpRowPortable()}};
   if (ByteMapRowAVX2())
     sets.push_back({"AVX2", ByteMapRowAVX2(), DitherRowAVX2(), UnsharpRowAVX2()});
   if (UnsharpRowAVX512()) {
