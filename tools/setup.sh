@@ -4,18 +4,28 @@
 #   test      optimised build with warnings as errors, run every test
 #   sanitize  Clang build under AddressSanitizer and UndefinedBehaviorSanitizer, run every test
 #   fuzz      Clang fuzzer build; fuzz for FUZZ_SECONDS (60) from a copy of the committed corpus
+#   arm64     cross build for Linux arm64, run every test under qemu-aarch64
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 job=${1:-}
-case "$job" in demo | test | sanitize | fuzz) ;; *)
-  echo "usage: $0 demo|test|sanitize|fuzz" >&2
+case "$job" in demo | test | sanitize | fuzz | arm64) ;; *)
+  echo "usage: $0 demo|test|sanitize|fuzz|arm64" >&2
   exit 2
   ;;
 esac
 
 packages=(cmake ninja-build g++ clang libclang-rt-14-dev libgtest-dev libgmock-dev libgd-dev libcairo2-dev pkg-config
   libpng-dev libjpeg62-turbo-dev)
+# The arm64 build: Debian's cross compiler, its emulator, and the libraries of the tests and the
+# emulated host in their arm64 builds, installed beside the native ones.
+cross=false
+case "$job" in arm64)
+  cross=true
+  packages+=(g++-aarch64-linux-gnu qemu-user libgtest-dev:arm64 libgmock-dev:arm64
+    libgd-dev:arm64 libcairo2-dev:arm64 libpng-dev:arm64 libjpeg62-turbo-dev:arm64)
+  ;;
+esac
 missing=()
 for package in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
@@ -23,11 +33,22 @@ done
 if [ ${#missing[@]} -gt 0 ]; then
   echo "Installing: ${missing[*]}"
   export DEBIAN_FRONTEND=noninteractive
+  if $cross && ! dpkg --print-foreign-architectures | grep -qx arm64; then
+    dpkg --add-architecture arm64
+  fi
   apt-get update -qq
   apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 fi
 
 jobs=$(nproc 2>/dev/null || echo 2)
+# The optimised builds of the test and arm64 jobs.
+configure_native() {
+  cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DXQT_WERROR=ON -DXQT_TESTS=ON >/dev/null
+}
+configure_arm64() {
+  cmake -S . -B build-arm64 -G Ninja -DCMAKE_TOOLCHAIN_FILE=cmake/aarch64-linux-gnu.cmake \
+    -DCMAKE_BUILD_TYPE=Release -DXQT_WERROR=ON -DXQT_TESTS=ON >/dev/null
+}
 case "$job" in
 demo)
   cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
@@ -35,7 +56,7 @@ demo)
   ./build/xqt demo
   ;;
 test)
-  cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DXQT_WERROR=ON -DXQT_TESTS=ON >/dev/null
+  configure_native
   cmake --build build
   ctest --test-dir build --output-on-failure -j "$jobs"
   ;;
@@ -62,5 +83,10 @@ fuzz)
     exit 1
   fi
   grep -E '^#[0-9]+[[:space:]]+DONE|^stat::' fuzz.log
+  ;;
+arm64)
+  configure_arm64
+  cmake --build build-arm64
+  ctest --test-dir build-arm64 --output-on-failure -j "$jobs"
   ;;
 esac

@@ -113,6 +113,7 @@ TEST(FileFaults, CreatingTheBackingFileFailsWithoutDescriptors) {
 
 TEST(FileFaults, MappingTheBandFailsUnderAnAddressSpaceLimit) {
   if (rel::UnderAddressSanitizer()) GTEST_SKIP() << "the sanitizer reserves more than the limit";
+  if (rel::UnderEmulator()) GTEST_SKIP() << "the emulator applies no address-space limit";
   ScratchFolder folder("xqt-faults");
   // The first band of a 64 MiB image is 16 MiB; 8 MiB of address space beyond what the process
   // already uses cannot hold it.

@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <fstream>
@@ -36,6 +37,11 @@ inline int64_t ResidentBytes() {
   in >> size >> resident;
   return resident * sysconf(_SC_PAGESIZE);
 }
+
+// Set by the cross build's emulator (cmake/aarch64-linux-gnu.cmake), a user-mode emulator that runs
+// several times slower than the processor and applies no address-space limit to the emulated
+// process.
+inline bool UnderEmulator() { return std::getenv("XQT_EMULATOR") != nullptr; }
 
 inline bool UnderAddressSanitizer() {
 #if defined(__SANITIZE_ADDRESS__)

@@ -26,9 +26,10 @@ double LongestGap(const std::vector<int64_t>& times) {
   return static_cast<double>(longest) / 1e6;
 }
 
-// Sanitizer builds run several times slower; the bound is for the host, not for the build.
+// Sanitizer builds and emulated processors run several times slower; the bound is for the host,
+// not for the build.
 double Bound(double milliseconds) {
-  return rel::UnderAddressSanitizer() ? milliseconds * 8 : milliseconds;
+  return rel::UnderAddressSanitizer() || rel::UnderEmulator() ? milliseconds * 8 : milliseconds;
 }
 
 class Responsiveness : public PluginTest {
