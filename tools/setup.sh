@@ -5,12 +5,13 @@
 #   sanitize  Clang build under AddressSanitizer and UndefinedBehaviorSanitizer, run every test
 #   fuzz      Clang fuzzer build; fuzz for FUZZ_SECONDS (60) from a copy of the committed corpus
 #   arm64     cross build for Linux arm64, run every test under qemu-aarch64
+#   package   build the x86-64 and arm64 libraries and write build/Images.xojo_plugin
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 job=${1:-}
-case "$job" in demo | test | sanitize | fuzz | arm64) ;; *)
-  echo "usage: $0 demo|test|sanitize|fuzz|arm64" >&2
+case "$job" in demo | test | sanitize | fuzz | arm64 | package) ;; *)
+  echo "usage: $0 demo|test|sanitize|fuzz|arm64|package" >&2
   exit 2
   ;;
 esac
@@ -20,9 +21,9 @@ packages=(cmake ninja-build g++ clang libclang-rt-14-dev libgtest-dev libgmock-d
 # The arm64 build: Debian's cross compiler, its emulator, and the libraries of the tests and the
 # emulated host in their arm64 builds, installed beside the native ones.
 cross=false
-case "$job" in arm64)
+case "$job" in arm64 | package)
   cross=true
-  packages+=(g++-aarch64-linux-gnu qemu-user libgtest-dev:arm64 libgmock-dev:arm64
+  packages+=(g++-aarch64-linux-gnu qemu-user zip unzip libgtest-dev:arm64 libgmock-dev:arm64
     libgd-dev:arm64 libcairo2-dev:arm64 libpng-dev:arm64 libjpeg62-turbo-dev:arm64)
   ;;
 esac
@@ -41,7 +42,7 @@ if [ ${#missing[@]} -gt 0 ]; then
 fi
 
 jobs=$(nproc 2>/dev/null || echo 2)
-# The optimised builds of the test and arm64 jobs.
+# The optimised builds that the test, arm64 and package jobs share.
 configure_native() {
   cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DXQT_WERROR=ON -DXQT_TESTS=ON >/dev/null
 }
@@ -88,5 +89,23 @@ arm64)
   configure_arm64
   cmake --build build-arm64
   ctest --test-dir build-arm64 --output-on-failure -j "$jobs"
+  ;;
+package)
+  configure_native
+  cmake --build build --target Images make_reference
+  configure_arm64
+  cmake --build build-arm64 --target Images
+  stage=$(mktemp -d)
+  trap 'rm -rf "$stage"' EXIT
+  resources="$stage/Images/Build Resources"
+  help="$stage/Images/IDE Resources/Help"
+  mkdir -p "$resources/Linux x86-64" "$resources/Linux arm64" "$help"
+  cp build/libImages.so "$resources/Linux x86-64/"
+  cp build-arm64/libImages.so "$resources/Linux arm64/"
+  ./build/make_reference tools/reference/descriptions.txt "$help/index.html" build/libImages.so
+  rm -f build/Images.xojo_plugin
+  (cd "$stage" && zip -qrX "$OLDPWD/build/Images.xojo_plugin" Images)
+  bash tests/package/check_package.sh build/Images.xojo_plugin
+  echo "wrote build/Images.xojo_plugin"
   ;;
 esac
