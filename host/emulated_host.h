@@ -129,13 +129,18 @@ enum class AppKind { Desktop, Console, Web };
 // How desktop pictures are held: cairo contexts over image surfaces (kind 12, Linux) or
 // Direct2D's premultiplied B, G, R, A bytes (kind 14, Windows).
 enum class DesktopPictures { kCairo, kDirect2D };
+#if defined(_WIN32)
+inline constexpr DesktopPictures kSystemDesktopPictures = DesktopPictures::kDirect2D;
+#else
+inline constexpr DesktopPictures kSystemDesktopPictures = DesktopPictures::kCairo;
+#endif
 
 struct HostOptions {
   double version = 2021.03;  // what REALGetRBVersion reports
   bool inRuntime = true;     // false: the development environment
   // Desktop applications keep pictures in their graphics library, console and web ones in gd.
   AppKind appKind = AppKind::Desktop;
-  DesktopPictures desktopPictures = DesktopPictures::kCairo;
+  DesktopPictures desktopPictures = kSystemDesktopPictures;
 };
 
 class Host {
@@ -190,6 +195,8 @@ class Host {
   // without (or Direct2D bytes); console pictures are gd images (true colour, or palette ones
   // that the plug-in must refuse).
   Ref NewDesktopPicture(int64_t width, int64_t height, bool hasAlphaChannel);
+  // Whether this build has cairo and gd pictures (not on Windows); tests that need them skip.
+  static bool HasPictureLibraries();
   Ref NewConsolePicture(int64_t width, int64_t height, bool trueColor = true);
   // A picture of kind `type` (0 HiDPI, 1 vector, 3 immutable) that no plug-in can lock, whose
   // best representation is `representation`.

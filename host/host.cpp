@@ -12,6 +12,9 @@
 namespace xqt::host {
 namespace {
 
+// Instance data starts 16-byte aligned, as the plug-in's records expect.
+constexpr std::align_val_t kObjectAlignment{16};
+
 Host* gCurrent = nullptr;
 
 }  // namespace
@@ -196,7 +199,7 @@ REALobject Host::Impl::NewInstance(ClassRec* cls) {
   }
   std::vector<ClassRec*> chain = Chain(cls);
   size_t total = (static_cast<size_t>(kDataOffset) + DataSize(cls) + 15) & ~size_t{15};
-  void* memory = std::aligned_alloc(16, total);
+  void* memory = ::operator new(total, kObjectAlignment, std::nothrow);
   if (memory == nullptr) return nullptr;
   std::memset(memory, 0, total);
   Object* o = new (memory) Object;
@@ -256,7 +259,7 @@ void Host::Impl::Destroy(Object* o) {
   objects.erase(o);
   --o->cls->live;
   o->~Object();
-  std::free(o);
+  ::operator delete(o, kObjectAlignment);
 }
 
 bool Host::Impl::IsA(REALobject object, std::string_view className) const {
@@ -387,7 +390,7 @@ void Host::Impl::TearDown() {
       delete p;
     }
     o->~Object();
-    std::free(o);
+    ::operator delete(o, kObjectAlignment);
   }
   objects.clear();
   for (StringRec* s : strings) delete s;

@@ -2,14 +2,13 @@
 // premultiplied bytes), console pictures over real gd images, masks, picture kinds, graphics that
 // draw one picture into another, and the entry points through which a plug-in locks picture
 // descriptions.
-#include <cairo.h>
-#include <gd.h>
 
 #include <algorithm>
 #include <cstring>
 #include <string>
 
 #include "host/host_internal.h"
+#include "host/picture_stores.h"
 
 namespace xqt::host {
 
@@ -20,10 +19,7 @@ struct PictureData {
   PictureStore store = PictureStore::kCairo;
   int64_t width = 0;
   int64_t height = 0;
-  cairo_surface_t* surface = nullptr;  // cairo: ARGB32 with an alpha channel, else RGB24
-  cairo_t* context = nullptr;          // what a kind-12 description hands out
-  std::vector<uint8_t> bytes;          // Direct2D: B, G, R, A rows of width × 4 bytes
-  gdImagePtr gd = nullptr;             // console
+  std::unique_ptr<PixelStore> pixels;
   bool hasAlphaChannel = false;
   int64_t verticalResolution = 72;
   int64_t horizontalResolution = 72;
@@ -37,9 +33,6 @@ struct PictureData {
   double lastRepresentationScale = 0;  // the scale BestRepresentation was last asked for
 
   ~PictureData() {
-    if (gd != nullptr) gdImageDestroy(gd);
-    if (context != nullptr) cairo_destroy(context);
-    if (surface != nullptr) cairo_surface_destroy(surface);
     Host::Impl* impl = CurrentImpl();
     if (impl != nullptr && !impl->tearingDown) {
       impl->Unlock(mask);
@@ -62,58 +55,9 @@ PictureData* PictureOf(REALobject picture, const char* entry) {
   return p ? p->picture.get() : nullptr;
 }
 
-// gd keeps 7 bits of transparency: 0 opaque, 127 clear.
-uint32_t AlphaFromGd(uint32_t transparency) { return 255 - (transparency * 255 + 63) / 127; }
-uint32_t GdFromAlpha(uint32_t alpha) { return ((255 - alpha) * 127 + 127) / 255; }
-
-// The native 32-bit word of a cairo or Direct2D pixel: alpha on top, then red, green and blue.
-uint8_t* WordAt(PictureData& p, int64_t x, int64_t y) {
-  if (p.store == PictureStore::kDirect2D) return p.bytes.data() + (y * p.width + x) * 4;
-  return cairo_image_surface_get_data(p.surface) + y * cairo_image_surface_get_stride(p.surface) +
-         x * 4;
-}
-
-bool PaddedWord(const PictureData& p) {
-  return p.store == PictureStore::kCairo &&
-         cairo_image_surface_get_format(p.surface) == CAIRO_FORMAT_RGB24;
-}
-
-uint32_t StoredWord(PictureData& p, int64_t x, int64_t y) {
-  if (p.store == PictureStore::kGD) {
-    // Palette images have no true-colour rows; gd resolves their pixels itself.
-    return static_cast<uint32_t>(p.gd->trueColor ? p.gd->tpixels[y][x]
-                                                 : gdImageGetTrueColorPixel(p.gd, int(x), int(y)));
-  }
-  if (p.surface != nullptr) cairo_surface_flush(p.surface);
-  uint32_t word;
-  std::memcpy(&word, WordAt(p, x, y), 4);
-  return word;
-}
-
-uint32_t ReadARGB(PictureData& p, int64_t x, int64_t y) {
-  uint32_t word = StoredWord(p, x, y);
-  if (p.store == PictureStore::kGD) {
-    return (AlphaFromGd((word >> 24) & 0x7F) << 24) | (word & 0xFFFFFF);
-  }
-  return PaddedWord(p) ? 0xFF000000u | word : word;
-}
-
+uint32_t ReadARGB(PictureData& p, int64_t x, int64_t y) { return p.pixels->ReadARGB(x, y); }
 void WriteARGB(PictureData& p, int64_t x, int64_t y, uint32_t argb) {
-  uint32_t a = argb >> 24, r = (argb >> 16) & 0xFF, g = (argb >> 8) & 0xFF, b = argb & 0xFF;
-  if (p.store == PictureStore::kGD) {
-    int color = static_cast<int>((GdFromAlpha(a) << 24) | (argb & 0xFFFFFF));
-    if (p.gd->trueColor) {
-      p.gd->tpixels[y][x] = color;
-    } else {
-      gdImageSetPixel(p.gd, int(x), int(y),
-                      gdImageColorResolveAlpha(p.gd, int(r), int(g), int(b), int(GdFromAlpha(a))));
-    }
-    return;
-  }
-  if (PaddedWord(p)) argb |= 0xFF000000u;
-  if (p.surface != nullptr) cairo_surface_flush(p.surface);
-  std::memcpy(WordAt(p, x, y), &argb, 4);
-  if (p.surface != nullptr) cairo_surface_mark_dirty(p.surface);
+  p.pixels->WriteARGB(x, y, argb);
 }
 
 // A new picture object (one reference for the caller), opaque white.
@@ -127,30 +71,18 @@ REALobject MakePicture(Host::Impl& impl, int64_t width, int64_t height, PictureS
   data->width = width;
   data->height = height;
   data->hasAlphaChannel = hasAlphaChannel;
-  bool made = true;
-  if (store == PictureStore::kCairo) {
-    data->surface = cairo_image_surface_create(
-        hasAlphaChannel ? CAIRO_FORMAT_ARGB32 : CAIRO_FORMAT_RGB24, int(width), int(height));
-    data->context = cairo_create(data->surface);
-    made = cairo_status(data->context) == CAIRO_STATUS_SUCCESS;
-    if (made) {
-      cairo_set_source_rgb(data->context, 1, 1, 1);
-      cairo_paint(data->context);
-      cairo_surface_flush(data->surface);
-    }
-  } else if (store == PictureStore::kDirect2D) {
-    data->bytes.assign(static_cast<size_t>(width * height * 4), 0xFF);
-  } else {
-    data->gd = trueColor ? gdImageCreateTrueColor(int(width), int(height))
-                         : gdImageCreate(int(width), int(height));
-    made = data->gd != nullptr;
-    if (made && trueColor) {
-      gdImageAlphaBlending(data->gd, 0);
-      gdImageSaveAlpha(data->gd, hasAlphaChannel ? 1 : 0);
-      gdImageFilledRectangle(data->gd, 0, 0, int(width) - 1, int(height) - 1, 0xFFFFFF);
-    }
+  switch (store) {
+    case PictureStore::kCairo:
+      data->pixels = MakeCairoStore(width, height, hasAlphaChannel);
+      break;
+    case PictureStore::kDirect2D:
+      data->pixels = MakeDirect2DStore(width, height);
+      break;
+    case PictureStore::kGD:
+      data->pixels = MakeGdStore(width, height, hasAlphaChannel, trueColor);
+      break;
   }
-  if (!made) {
+  if (!data->pixels) {
     impl.Unlock(object);
     return nullptr;
   }
@@ -355,25 +287,13 @@ REALclassDefinition gPictureClasses[] = {
 // --- Entry points --------------------------------------------------------------------------------
 
 // Fills the whole 32-byte description; a kind the picture does not hold leaves it empty.
-uint32_t OwnKind(const PictureData& p) {
-  switch (p.store) {
-    case PictureStore::kCairo:
-      return pictureCairoContext;
-    case PictureStore::kDirect2D:
-      return pictureD2DBytes;
-    case PictureStore::kGD:
-      break;
-  }
-  return pictureGDImagePtr;
-}
+uint32_t OwnKind(const PictureData& p) { return p.pixels->Kind(); }
 
 bool Describe(PictureData& p, REALpictureDescription* description, uint32_t type) {
   if (description == nullptr) return false;
   *description = REALpictureDescription{};
   if (type != OwnKind(p)) return false;
-  void* data = p.store == PictureStore::kCairo      ? static_cast<void*>(p.context)
-               : p.store == PictureStore::kDirect2D ? static_cast<void*>(p.bytes.data())
-                                                    : static_cast<void*>(p.gd);
+  void* data = p.pixels->DescriptionData();
   if (data == nullptr) return false;
   description->pictureType = type;
   description->pictureData = data;
@@ -536,6 +456,8 @@ PictureData& CheckedPixel(const Ref& picture, int64_t x, int64_t y, const char* 
 
 }  // namespace
 
+bool Host::HasPictureLibraries() { return xqt::host::HasPictureLibraries(); }
+
 Ref Host::NewDesktopPicture(int64_t width, int64_t height, bool hasAlphaChannel) {
   PictureStore store = impl_->options.desktopPictures == DesktopPictures::kDirect2D
                            ? PictureStore::kDirect2D
@@ -571,7 +493,7 @@ void Host::SetPictureARGB(const Ref& picture, int64_t x, int64_t y, uint32_t arg
 }
 
 uint32_t Host::PictureWord(const Ref& picture, int64_t x, int64_t y) const {
-  return StoredWord(CheckedPixel(picture, x, y, "PictureWord"), x, y);
+  return CheckedPixel(picture, x, y, "PictureWord").pixels->Word(x, y);
 }
 
 Ref Host::PictureMask(const Ref& picture) const {
@@ -598,7 +520,7 @@ double Host::PictureRepresentationScale(const Ref& picture) const {
 }
 
 void* Host::PictureSurface(const Ref& picture) {
-  return Checked(picture, "PictureSurface").surface;
+  return Checked(picture, "PictureSurface").pixels->Surface();
 }
 
 int64_t Host::OpenPictureLocks() const {
