@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
+#include "platform/aligned_memory.h"
 #include "platform/system_calls.h"
 #include "platform/system_info.h"
 #include "platform/threads.h"
@@ -52,5 +54,13 @@ void SetCurrentThreadName(const char* name) {
   pthread_setname_np(pthread_self(), shortName);
 #endif
 }
+
+void* AlignedAllocate(size_t alignment, size_t size) {
+  // aligned_alloc wants a size that is a multiple of the alignment.
+  size_t rounded = (size + alignment - 1) / alignment * alignment;
+  return std::aligned_alloc(alignment, rounded == 0 ? alignment : rounded);
+}
+
+void AlignedFree(void* block) { std::free(block); }
 
 }  // namespace platform

@@ -1,9 +1,12 @@
 // Windows.
+#include <malloc.h>
 #include <windows.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
+#include "platform/aligned_memory.h"
 #include "platform/system_calls.h"
 #include "platform/system_info.h"
 #include "platform/threads.h"
@@ -60,5 +63,11 @@ void SetCurrentThreadName(const char* name) {
   wide[63] = L'\0';
   describe(GetCurrentThread(), wide);
 }
+
+void* AlignedAllocate(size_t alignment, size_t size) {
+  return _aligned_malloc(size == 0 ? alignment : size, alignment);
+}
+
+void AlignedFree(void* block) { _aligned_free(block); }
 
 }  // namespace platform

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <deque>
 
+#include "platform/export.h"
 #include "platform/system_info.h"
 #include "plugin/class_registry.h"
 #include "plugin/class_tables.h"
@@ -107,7 +108,7 @@ void MyREALRegisterClass(REALclassDefinition* definition) {
   if (auto registerClass = hostapi::PluginRegisterClass.get()) registerClass(definition);
 }
 
-extern "C" __attribute__((visibility("default"))) void REALPluginMain(REALResolverProc resolver) {
+extern "C" XQT_EXPORT void REALPluginMain(REALResolverProc resolver) {
   SetResolver(resolver);
   if (!resolver) return;
   rbversion = 0;

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/aligned_memory.h"
 #include "plugin/debug_log.h"
 #include "scale/scale_engine.h"
 

@@ -6,6 +6,7 @@
 #include <emmintrin.h>
 #endif
 
+#include "platform/aligned_memory.h"
 #include "plugin/debug_log.h"
 #include "scale/scale_engine.h"
 
