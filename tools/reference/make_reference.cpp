@@ -98,7 +98,7 @@ class Reference {
     return {declaration, Find(className + "." + NameOf(declaration))};
   }
 
-  // The text of `key`: its own line, or that of the most specific pattern it matches.
+  // The text of `key`: its own line, or that of the longest pattern it matches.
   std::string Find(const std::string& key) {
     auto found = descriptions_.find(key);
     if (found != descriptions_.end()) return found->second;
