@@ -250,13 +250,7 @@ void UnsharpRowBytes(const UnsharpRow& row, const uint8_t* other, uint8_t* self,
 
 namespace {
 
-bool HasVBMI() {
-  static const bool has = [] {
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("avx512vbmi") != 0;
-  }();
-  return has;
-}
+bool HasVBMI() { return platform::ProcessorFeatures().avx512vbmi; }
 
 bool HasAVX512() { return platform::ProcessorSimdLevel() >= platform::SimdLevel::kAVX512; }
 

@@ -12,6 +12,19 @@ enum class SimdLevel : int {
   kAVX512 = 3,    // AVX-512 F, VL, DQ, BW with FMA (x86-64 only)
 };
 
+// What the processor and the system together let the kernels use: an instruction set counts
+// when the processor has it and the system saves its registers. All false but on x86-64.
+struct CpuFeatures {
+  bool fma = false;
+  bool avx2 = false;
+  bool avx512f = false;
+  bool avx512vl = false;
+  bool avx512dq = false;
+  bool avx512bw = false;
+  bool avx512vbmi = false;
+};
+const CpuFeatures& ProcessorFeatures();  // read once
+
 // The best level this processor runs; kBaseline on every processor but x86-64.
 SimdLevel ProcessorSimdLevel();
 

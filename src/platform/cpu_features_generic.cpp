@@ -4,6 +4,11 @@
 
 namespace platform {
 
+const CpuFeatures& ProcessorFeatures() {
+  static const CpuFeatures none;
+  return none;
+}
+
 SimdLevel ProcessorSimdLevel() { return SimdLevel::kBaseline; }
 
 }  // namespace platform

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "platform/aligned_memory.h"
 #include "platform/system_calls.h"
@@ -53,6 +54,45 @@ void SetCurrentThreadName(const char* name) {
 #else
   pthread_setname_np(pthread_self(), shortName);
 #endif
+}
+
+namespace {
+
+struct ThreadStart {
+  void (*run)(void*);
+  void* argument;
+};
+
+void* RunThread(void* start) {
+  ThreadStart what = *static_cast<ThreadStart*>(start);
+  delete static_cast<ThreadStart*>(start);
+  what.run(what.argument);
+  return nullptr;
+}
+
+}  // namespace
+
+bool StartThread(void (*run)(void*), void* argument, size_t stackBytes, ThreadHandle* handle) {
+  pthread_attr_t attributes;
+  if (pthread_attr_init(&attributes) != 0) return false;
+  pthread_attr_setstacksize(&attributes, stackBytes);
+  auto* start = new (std::nothrow) ThreadStart{run, argument};
+  pthread_t thread;
+  bool started = start && pthread_create(&thread, &attributes, &RunThread, start) == 0;
+  pthread_attr_destroy(&attributes);
+  if (!started) {
+    delete start;
+    return false;
+  }
+  static_assert(sizeof(pthread_t) <= sizeof(void*));
+  std::memcpy(&handle->native, &thread, sizeof(thread));
+  return true;
+}
+
+void JoinThread(ThreadHandle handle) {
+  pthread_t thread;
+  std::memcpy(&thread, &handle.native, sizeof(thread));
+  pthread_join(thread, nullptr);
 }
 
 void* AlignedAllocate(size_t alignment, size_t size) {

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <string>
 
 #include "platform/aligned_memory.h"
@@ -62,6 +63,40 @@ void SetCurrentThreadName(const char* name) {
   if (count <= 0) return;
   wide[63] = L'\0';
   describe(GetCurrentThread(), wide);
+}
+
+namespace {
+
+struct ThreadStart {
+  void (*run)(void*);
+  void* argument;
+};
+
+DWORD WINAPI RunThread(void* start) {
+  ThreadStart what = *static_cast<ThreadStart*>(start);
+  delete static_cast<ThreadStart*>(start);
+  what.run(what.argument);
+  return 0;
+}
+
+}  // namespace
+
+bool StartThread(void (*run)(void*), void* argument, size_t stackBytes, ThreadHandle* handle) {
+  auto* start = new (std::nothrow) ThreadStart{run, argument};
+  HANDLE thread = start ? CreateThread(nullptr, stackBytes, &RunThread, start,
+                                       STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr)
+                        : nullptr;
+  if (!thread) {
+    delete start;
+    return false;
+  }
+  handle->native = thread;
+  return true;
+}
+
+void JoinThread(ThreadHandle handle) {
+  WaitForSingleObject(static_cast<HANDLE>(handle.native), INFINITE);
+  CloseHandle(static_cast<HANDLE>(handle.native));
 }
 
 void* AlignedAllocate(size_t alignment, size_t size) {

@@ -5,9 +5,9 @@
 #include <deque>
 #include <mutex>
 #include <new>
-#include <thread>
 #include <vector>
 
+#include "platform/system_calls.h"
 #include "platform/system_info.h"
 
 namespace platform {
@@ -28,9 +28,7 @@ class WorkerPool {
       stopping_ = true;
     }
     wake_.notify_all();
-    for (std::thread& worker : workers_) {
-      if (worker.joinable()) worker.join();
-    }
+    for (ThreadHandle worker : workers_) JoinThread(worker);
   }
 
   bool Submit(TaskProc proc, void* argument) {
@@ -61,12 +59,20 @@ class WorkerPool {
     if (!workers_.empty()) return true;
     int64_t count = ProcessorCount();
     try {
-      for (int64_t i = 0; i < count; ++i) workers_.emplace_back([this] { Work(); });
+      workers_.reserve(static_cast<size_t>(count));
     } catch (...) {
-      // Whatever started serves the queue; none at all means the task cannot be taken.
+      return false;
+    }
+    // Whatever started serves the queue; none at all means the task cannot be taken.
+    for (int64_t i = 0; i < count; ++i) {
+      ThreadHandle worker;
+      if (!StartThread(&RunWorker, this, kWorkerStackBytes, &worker)) break;
+      workers_.push_back(worker);
     }
     return !workers_.empty();
   }
+
+  static void RunWorker(void* pool) { static_cast<WorkerPool*>(pool)->Work(); }
 
   void Work() {
     std::unique_lock<std::mutex> lock(mutex_);
@@ -87,7 +93,7 @@ class WorkerPool {
   std::condition_variable wake_;
   std::condition_variable finished_;
   std::deque<Task> queue_;
-  std::vector<std::thread> workers_;
+  std::vector<ThreadHandle> workers_;
   uint64_t completed_ = 0;
   bool stopping_ = false;
 };
