@@ -5,7 +5,8 @@
 #   sanitize  Clang build under AddressSanitizer and UndefinedBehaviorSanitizer, run every test
 #   fuzz      Clang fuzzer build; fuzz for FUZZ_SECONDS (60) from a copy of the committed corpus
 #   arm64     cross build for Linux arm64, run every test under qemu-aarch64
-#   package   build the x86-64 and arm64 libraries and write build/Images.xojo_plugin
+#   package   build the Linux x86-64 and arm64, Windows x86-64 and universal macOS libraries and
+#             write build/Images.xojo_plugin
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -27,6 +28,16 @@ case "$job" in arm64 | package)
     libgd-dev:arm64 libcairo2-dev:arm64 libpng-dev:arm64 libjpeg62-turbo-dev:arm64)
   ;;
 esac
+# Windows: Debian's mingw-w64; macOS: clang and ld64.lld with libc++'s headers, and npm for the
+# Darwin headers (tools/macos/fetch_darwin.sh).
+case "$job" in package)
+  packages+=(g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 lld-14 llvm-14 libc++-14-dev
+    libc++abi-14-dev)
+  # A machine may have npm and python3 from elsewhere than Debian's packages; either will do.
+  command -v npm >/dev/null || packages+=(npm)
+  command -v python3 >/dev/null || packages+=(python3)
+  ;;
+esac
 missing=()
 for package in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
@@ -45,6 +56,22 @@ jobs=$(nproc 2>/dev/null || echo 2)
 # The optimised builds that the test, arm64 and package jobs share.
 configure_native() {
   cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DXQT_WERROR=ON -DXQT_TESTS=ON >/dev/null
+}
+configure_windows() {
+  cmake -S . -B build-win -G Ninja -DCMAKE_TOOLCHAIN_FILE=cmake/x86_64-w64-mingw32.cmake \
+    -DCMAKE_BUILD_TYPE=Release -DXQT_WERROR=ON -DXQT_HOST=OFF >/dev/null
+}
+# One build per slice of the universal macOS library.
+build_macos() {
+  bash tools/macos/fetch_darwin.sh build-darwin
+  for arch in x86_64 arm64; do
+    cmake -S . -B "build-macos-$arch" -G Ninja -DCMAKE_TOOLCHAIN_FILE=cmake/macos.cmake \
+      -DXQT_MACOS_ARCH=$arch -DXQT_DARWIN="$PWD/build-darwin" -DCMAKE_BUILD_TYPE=Release \
+      -DXQT_WERROR=ON >/dev/null
+    cmake --build "build-macos-$arch" --target Images
+  done
+  llvm-lipo-14 -create build-macos-x86_64/libImages.dylib build-macos-arm64/libImages.dylib \
+    -output build/libImages.dylib
 }
 configure_arm64() {
   cmake -S . -B build-arm64 -G Ninja -DCMAKE_TOOLCHAIN_FILE=cmake/aarch64-linux-gnu.cmake \
@@ -95,17 +122,24 @@ package)
   cmake --build build --target Images make_reference
   configure_arm64
   cmake --build build-arm64 --target Images
+  configure_windows
+  cmake --build build-win --target Images
+  build_macos
   stage=$(mktemp -d)
   trap 'rm -rf "$stage"' EXIT
   resources="$stage/Images/Build Resources"
   help="$stage/Images/IDE Resources/Help"
-  mkdir -p "$resources/Linux x86-64" "$resources/Linux arm64" "$help"
+  mkdir -p "$resources/Linux x86-64" "$resources/Linux arm64" "$resources/Windows x86-64" \
+    "$resources/Mac Universal" "$help"
   cp build/libImages.so "$resources/Linux x86-64/"
   cp build-arm64/libImages.so "$resources/Linux arm64/"
+  cp build-win/Images.dll "$resources/Windows x86-64/"
+  cp build/libImages.dylib "$resources/Mac Universal/"
   ./build/make_reference tools/reference/descriptions.txt "$help/index.html" build/libImages.so
   rm -f build/Images.xojo_plugin
   (cd "$stage" && zip -qrX "$OLDPWD/build/Images.xojo_plugin" Images)
   bash tests/package/check_package.sh build/Images.xojo_plugin
+  bash tests/package/check_macho_refusals.sh build-darwin
   echo "wrote build/Images.xojo_plugin"
   ;;
 esac
