@@ -3,32 +3,35 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+
+#include "support/environment.h"
 
 class ScratchFolder {
  public:
   explicit ScratchFolder(const std::string& prefix) {
     const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
     path_ = std::filesystem::temp_directory_path() /
-            (prefix + "-" + (info ? info->name() : "") + "-" + std::to_string(getpid()));
+            (prefix + "-" + (info ? info->name() : "") + "-" +
+             std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "-" +
+             std::to_string(reinterpret_cast<uintptr_t>(this)));
     std::filesystem::remove_all(path_);
     std::filesystem::create_directories(path_);
     const char* old = std::getenv("TMPDIR");
     hadTmpdir_ = old != nullptr;
     if (old) oldTmpdir_ = old;
-    setenv("TMPDIR", path_.c_str(), 1);
+    SetEnvironment("TMPDIR", path_.string());
   }
   ~ScratchFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
     if (hadTmpdir_) {
-      setenv("TMPDIR", oldTmpdir_.c_str(), 1);
+      SetEnvironment("TMPDIR", oldTmpdir_);
     } else {
-      unsetenv("TMPDIR");
+      ClearEnvironment("TMPDIR");
     }
   }
   ScratchFolder(const ScratchFolder&) = delete;

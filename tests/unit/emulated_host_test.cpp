@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+#include "support/environment.h"
+
 namespace {
 
 using xqt::host::Color;
@@ -884,14 +886,20 @@ TEST(EmulatedHostLoading, RefusesWhatIsNotAPlugin) {
 
   const char* saved = std::getenv("XQT_PLUGIN");
   std::string original = saved ? saved : "";
-  setenv("XQT_PLUGIN", "/some/where/libImages.so", 1);
+  SetEnvironment("XQT_PLUGIN", "/some/where/libImages.so");
   EXPECT_EQ(Host::DefaultPluginPath(), "/some/where/libImages.so");
-  unsetenv("XQT_PLUGIN");
+  ClearEnvironment("XQT_PLUGIN");
+  // Beside the running program otherwise.
   std::string path = Host::DefaultPluginPath();
-  ASSERT_GE(path.size(), 13u);
-  EXPECT_EQ(path.substr(path.size() - 13), "/libImages.so");
+#if defined(_WIN32)
+  const std::string name = "\\Images.dll";
+#else
+  const std::string name = "/libImages.so";
   EXPECT_EQ(path.front(), '/');
-  if (saved != nullptr) setenv("XQT_PLUGIN", original.c_str(), 1);
+#endif
+  ASSERT_GE(path.size(), name.size());
+  EXPECT_EQ(path.substr(path.size() - name.size()), name);
+  if (saved != nullptr) SetEnvironment("XQT_PLUGIN", original);
 }
 
 }  // namespace
