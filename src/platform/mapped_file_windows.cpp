@@ -4,8 +4,10 @@
 #include <io.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -89,17 +91,27 @@ int OpenBackingFile(const char* path, unsigned /*permissions*/, bool* inUse) {
   return Descriptor(file);
 }
 
+// In $TMPDIR when it is set, as on the other systems, else in the user's temporary folder.
 int CreateTemporaryFile(std::string& path) {
-  wchar_t folder[MAX_PATH + 1];
-  DWORD length = GetTempPathW(MAX_PATH + 1, folder);
-  if (length == 0 || length > MAX_PATH) return -1;
+  std::wstring folder;
+  const char* chosen = std::getenv("TMPDIR");
+  if (chosen && *chosen) {
+    folder = Wide(chosen);
+    if (folder.empty()) return -1;
+    if (folder.back() != L'\\' && folder.back() != L'/') folder += L'\\';
+  } else {
+    wchar_t system[MAX_PATH + 1];
+    DWORD length = GetTempPathW(MAX_PATH + 1, system);
+    if (length == 0 || length > MAX_PATH) return -1;
+    folder = system;
+  }
   // CREATE_NEW makes the file exclusively; a name that exists already is passed over.
   uint64_t seed = GetTickCount64() ^ (uint64_t{GetCurrentProcessId()} << 32);
   for (int attempt = 0; attempt < 100; ++attempt) {
     seed = seed * 6364136223846793005u + 1442695040888963407u;
     wchar_t name[32];
     swprintf(name, 32, L"XQTImage.%06X", static_cast<unsigned>(seed >> 40) & 0xFFFFFF);
-    std::wstring candidate = std::wstring(folder) + name;
+    std::wstring candidate = folder + name;
     HANDLE file = OpenShared(candidate, CREATE_NEW);
     if (file == INVALID_HANDLE_VALUE) {
       if (GetLastError() == ERROR_FILE_EXISTS) continue;
@@ -163,7 +175,12 @@ void* MapFileRegion(int descriptor, int64_t offset, int64_t length) {
   GetSystemInfo(&system);
   int64_t granularity = system.dwAllocationGranularity > 0 ? system.dwAllocationGranularity : 65536;
   int64_t start = offset - offset % granularity;
-  auto span = static_cast<uint64_t>(offset - start + length);
+  // A view cannot reach past the end of the file, as a POSIX mapping may: the band is cut at the
+  // end, where the image code refuses rows anyway.
+  LARGE_INTEGER size;
+  if (!GetFileSizeEx(file, &size) || size.QuadPart <= offset) return nullptr;
+  int64_t end = std::min<int64_t>(offset + length, size.QuadPart);
+  auto span = static_cast<uint64_t>(end - start);
   if (span > SIZE_MAX) return nullptr;
   HANDLE mapping = CreateFileMappingW(file, nullptr, PAGE_READWRITE, 0, 0, nullptr);
   if (!mapping) return nullptr;

@@ -5,8 +5,6 @@
 // from the declarations the plug-in registered, so members added later are fuzzed too.
 #include "fuzz/fuzz_driver.h"
 
-#include <unistd.h>
-
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -14,6 +12,7 @@
 #include <filesystem>
 #include <limits>
 #include <memory>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -132,8 +131,13 @@ struct World {
     if (factory != nullptr) {
       for (const auto& m : factory->sharedMethods) shared.push_back(&m);
     }
-    char name[] = "/tmp/xqt-fuzz-XXXXXX";
-    if (mkdtemp(name) != nullptr) folder = name;
+    // A folder of this process's own for the backing files that inputs name.
+    std::error_code failed;
+    auto base = std::filesystem::temp_directory_path(failed);
+    for (int attempt = 0; !failed && folder.empty() && attempt < 100; ++attempt) {
+      auto candidate = base / ("xqt-fuzz-" + std::to_string(std::random_device{}()));
+      if (std::filesystem::create_directory(candidate, failed)) folder = candidate.string();
+    }
   }
   Host host;
   const host::ClassInfo* picture = nullptr;

@@ -74,6 +74,12 @@ class DesktopKinds : public PictureBridge,
                      public ::testing::WithParamInterface<xqt::host::DesktopPictures> {
  protected:
   DesktopKinds() : PictureBridge({.desktopPictures = GetParam()}) {}
+  void SetUp() override {
+    if (GetParam() == xqt::host::DesktopPictures::kCairo &&
+        !xqt::host::Host::HasPictureLibraries()) {
+      GTEST_SKIP() << "this build has no cairo pictures";
+    }
+  }
 };
 
 TEST_P(DesktopKinds, CopiesWriteTheNativeWordAndReadBackExactly) {
@@ -580,6 +586,9 @@ TEST_F(OlderHost, HiDPIPicturesAreReadThroughACopyDrawnWithIntegers) {
 class ConsolePictures : public PictureBridge {
  protected:
   explicit ConsolePictures(AppKind kind = AppKind::Console) : PictureBridge({.appKind = kind}) {}
+  void SetUp() override {
+    if (!xqt::host::Host::HasPictureLibraries()) GTEST_SKIP() << "this build has no gd pictures";
+  }
 };
 
 TEST_F(ConsolePictures, CopiesWriteGdWords) {

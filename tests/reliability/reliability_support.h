@@ -1,9 +1,17 @@
 // Process-level probes for the reliability tests: descriptors, threads, memory, child processes.
 #pragma once
 
+#if defined(_WIN32)
+// windows.h first: the other two build on its types.
+#include <windows.h>
+
+#include <psapi.h>
+#include <tlhelp32.h>
+#else
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 #include <csignal>
 #include <cstdint>
@@ -27,6 +35,31 @@ inline int64_t CountEntries(const char* directory) {
   return n;
 }
 
+#if defined(_WIN32)
+// Handles stand for descriptors; threads come from a snapshot of the process.
+inline int64_t OpenDescriptors() {
+  DWORD handles = 0;
+  GetProcessHandleCount(GetCurrentProcess(), &handles);
+  return handles;
+}
+inline int64_t Threads() {
+  HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+  if (snapshot == INVALID_HANDLE_VALUE) return 0;
+  THREADENTRY32 entry{};
+  entry.dwSize = sizeof(entry);
+  int64_t n = 0;
+  for (BOOL more = Thread32First(snapshot, &entry); more; more = Thread32Next(snapshot, &entry)) {
+    n += entry.th32OwnerProcessID == GetCurrentProcessId();
+  }
+  CloseHandle(snapshot);
+  return n;
+}
+inline int64_t ResidentBytes() {
+  PROCESS_MEMORY_COUNTERS counters{};
+  GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof(counters));
+  return static_cast<int64_t>(counters.WorkingSetSize);
+}
+#else
 inline int64_t OpenDescriptors() { return CountEntries("/proc/self/fd"); }
 inline int64_t Threads() { return CountEntries("/proc/self/task"); }
 
@@ -37,6 +70,7 @@ inline int64_t ResidentBytes() {
   in >> size >> resident;
   return resident * sysconf(_SC_PAGESIZE);
 }
+#endif
 
 // Set by the cross build's emulator (cmake/aarch64-linux-gnu.cmake), a user-mode emulator that runs
 // several times slower than the processor and applies no address-space limit to the emulated
@@ -57,6 +91,7 @@ inline bool UnderAddressSanitizer() {
 #endif
 }
 
+#if !defined(_WIN32)
 // Runs `body` in a child process with the given limits applied (0: unchanged) and returns its
 // exit status (the body's result), or 128 + signal when it died. Output goes to stderr.
 inline int RunInChild(const std::function<int()>& body, rlim_t addressSpace = 0,
@@ -95,5 +130,7 @@ inline int RunInChild(const std::function<int()>& body, rlim_t addressSpace = 0,
   if (WIFSIGNALED(status)) return 128 + WTERMSIG(status);
   return WEXITSTATUS(status);
 }
+
+#endif
 
 }  // namespace xqt::reliability
