@@ -146,10 +146,27 @@ FileResult WriteZeros(int descriptor, int64_t count) {
 
 FileResult CloseFile(int descriptor) { return Result(_close(descriptor)); }
 
+// The name goes at once, as on POSIX systems, even while a view keeps the file open: Windows 10
+// removes it with POSIX semantics; where that is refused, the file goes when its last handle
+// closes.
 FileResult RemoveFile(const char* path) {
   if (!path || !*path) return {-1, ENOENT};
   std::wstring wide = Wide(path);
-  if (wide.empty() || !DeleteFileW(wide.c_str())) return Failure();
+  if (wide.empty()) return {-1, ENOENT};
+  HANDLE file =
+      CreateFileW(wide.c_str(), DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                  nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file != INVALID_HANDLE_VALUE) {
+    FILE_DISPOSITION_INFO_EX disposition{};
+    disposition.Flags = FILE_DISPOSITION_FLAG_DELETE | FILE_DISPOSITION_FLAG_POSIX_SEMANTICS;
+    // FileDispositionInfoEx, which older headers do not name.
+    constexpr auto kDispositionEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(21);
+    bool removed =
+        SetFileInformationByHandle(file, kDispositionEx, &disposition, sizeof(disposition));
+    CloseHandle(file);
+    if (removed) return {0, 0};
+  }
+  if (!DeleteFileW(wide.c_str())) return Failure();
   return {0, 0};
 }
 

@@ -15,11 +15,8 @@ void WriteToSystemLog(const char* line, size_t length);
 // Threads of the worker pool, started with an explicit stack so that every system gives them the
 // same room (macOS gives secondary threads 512 KiB by default, Linux 8 MiB).
 inline constexpr size_t kWorkerStackBytes = size_t{512} << 10;
-struct ThreadHandle {
-  void* native = nullptr;
-};
-bool StartThread(void (*run)(void*), void* argument, size_t stackBytes, ThreadHandle* handle);
-void JoinThread(ThreadHandle handle);
+// Starts a detached thread running run(argument); false when it cannot start.
+bool StartThread(void (*run)(void*), void* argument, size_t stackBytes);
 
 // A function of the host process by its C name, or null.
 void* FindFunctionInProcess(const char* name);

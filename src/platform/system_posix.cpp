@@ -72,10 +72,11 @@ void* RunThread(void* start) {
 
 }  // namespace
 
-bool StartThread(void (*run)(void*), void* argument, size_t stackBytes, ThreadHandle* handle) {
+bool StartThread(void (*run)(void*), void* argument, size_t stackBytes) {
   pthread_attr_t attributes;
   if (pthread_attr_init(&attributes) != 0) return false;
   pthread_attr_setstacksize(&attributes, stackBytes);
+  pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
   auto* start = new (std::nothrow) ThreadStart{run, argument};
   pthread_t thread;
   bool started = start && pthread_create(&thread, &attributes, &RunThread, start) == 0;
@@ -84,15 +85,7 @@ bool StartThread(void (*run)(void*), void* argument, size_t stackBytes, ThreadHa
     delete start;
     return false;
   }
-  static_assert(sizeof(pthread_t) <= sizeof(void*));
-  std::memcpy(&handle->native, &thread, sizeof(thread));
   return true;
-}
-
-void JoinThread(ThreadHandle handle) {
-  pthread_t thread;
-  std::memcpy(&thread, &handle.native, sizeof(thread));
-  pthread_join(thread, nullptr);
 }
 
 void* AlignedAllocate(size_t alignment, size_t size) {

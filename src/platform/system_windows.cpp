@@ -81,7 +81,7 @@ DWORD WINAPI RunThread(void* start) {
 
 }  // namespace
 
-bool StartThread(void (*run)(void*), void* argument, size_t stackBytes, ThreadHandle* handle) {
+bool StartThread(void (*run)(void*), void* argument, size_t stackBytes) {
   auto* start = new (std::nothrow) ThreadStart{run, argument};
   HANDLE thread = start ? CreateThread(nullptr, stackBytes, &RunThread, start,
                                        STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr)
@@ -90,13 +90,8 @@ bool StartThread(void (*run)(void*), void* argument, size_t stackBytes, ThreadHa
     delete start;
     return false;
   }
-  handle->native = thread;
+  CloseHandle(thread);  // detached: the thread runs on without it
   return true;
-}
-
-void JoinThread(ThreadHandle handle) {
-  WaitForSingleObject(static_cast<HANDLE>(handle.native), INFINITE);
-  CloseHandle(static_cast<HANDLE>(handle.native));
 }
 
 void* AlignedAllocate(size_t alignment, size_t size) {

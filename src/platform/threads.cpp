@@ -18,22 +18,12 @@ struct Task {
   void* argument;
 };
 
-// Started lazily and kept warm for the life of the process; the destructor (process exit, or the
-// library's unload) stops the workers once the queue has drained.
+// Started lazily and kept warm for the life of the process.
 class WorkerPool {
  public:
-  ~WorkerPool() {
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      stopping_ = true;
-    }
-    wake_.notify_all();
-    for (ThreadHandle worker : workers_) JoinThread(worker);
-  }
-
   bool Submit(TaskProc proc, void* argument) {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (stopping_ || !StartLocked()) return false;
+    if (!StartLocked()) return false;
     try {
       queue_.push_back({proc, argument});
     } catch (...) {
@@ -56,20 +46,14 @@ class WorkerPool {
 
  private:
   bool StartLocked() {
-    if (!workers_.empty()) return true;
+    if (workers_ > 0) return true;
     int64_t count = ProcessorCount();
-    try {
-      workers_.reserve(static_cast<size_t>(count));
-    } catch (...) {
-      return false;
-    }
     // Whatever started serves the queue; none at all means the task cannot be taken.
     for (int64_t i = 0; i < count; ++i) {
-      ThreadHandle worker;
-      if (!StartThread(&RunWorker, this, kWorkerStackBytes, &worker)) break;
-      workers_.push_back(worker);
+      if (!StartThread(&RunWorker, this, kWorkerStackBytes)) break;
+      ++workers_;
     }
-    return !workers_.empty();
+    return workers_ > 0;
   }
 
   static void RunWorker(void* pool) { static_cast<WorkerPool*>(pool)->Work(); }
@@ -77,8 +61,7 @@ class WorkerPool {
   void Work() {
     std::unique_lock<std::mutex> lock(mutex_);
     for (;;) {
-      wake_.wait(lock, [&] { return stopping_ || !queue_.empty(); });
-      if (queue_.empty()) return;
+      wake_.wait(lock, [&] { return !queue_.empty(); });
       Task task = queue_.front();
       queue_.pop_front();
       lock.unlock();
@@ -93,14 +76,16 @@ class WorkerPool {
   std::condition_variable wake_;
   std::condition_variable finished_;
   std::deque<Task> queue_;
-  std::vector<ThreadHandle> workers_;
+  int64_t workers_ = 0;
   uint64_t completed_ = 0;
-  bool stopping_ = false;
 };
 
+// Never destroyed: the workers end with the process. A destructor would join them at exit, and
+// in a Windows DLL that runs after the system has stopped the threads, on a lock one of them may
+// have held.
 WorkerPool& Pool() {
-  static WorkerPool pool;
-  return pool;
+  static WorkerPool* pool = new WorkerPool;
+  return *pool;
 }
 
 }  // namespace

@@ -222,9 +222,13 @@ TEST_F(FileMapping, FileOfALiveImageIsNotTakenOver) {
   EXPECT_EQ(row[2], 0x5A);
 
   // Close removes the name, so a new image gets a new file there while the view keeps the old one.
+  // Windows may keep the name until the view lets the file go (its older file systems and wine
+  // have no POSIX removal); the file is then refused, never taken over.
   first.Call("Close");
   Ref third = NewMappedAt(path, 10, 2);
+#if !defined(_WIN32)
   EXPECT_TRUE(third.Get<bool>("Valid"));
+#endif
   row = RowThroughBand(blue, 22);
   ASSERT_NE(row, nullptr);
   EXPECT_EQ(row[2], 0x5A);
@@ -322,10 +326,13 @@ TEST_F(FileMapping, ChannelViewsShareTheFile) {
   ASSERT_NE(viewRow, nullptr);
   EXPECT_EQ(viewRow[3 * 7 + blue.Get<int64_t>("GrayOffset")], 0xB1);
 
-  // The view outlives a closed parent and still sees the data.
+  // The view outlives a closed parent and still sees the data (on Windows the name may stay until
+  // the view lets the file go; the fixture checks that nothing is left at the end).
   fs::path path = image.Get<std::string>("FilePath");
   image.Call("Close");
+#if !defined(_WIN32)
   EXPECT_FALSE(fs::exists(path));
+#endif
   viewRow = RowThroughBand(blue, 5000);
   ASSERT_NE(viewRow, nullptr);
   EXPECT_EQ(viewRow[3 * 7 + 2], 0xB1);
