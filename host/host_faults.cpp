@@ -38,7 +38,9 @@ bool Fits(const std::vector<Slot>& slots) { return slots.size() <= kMostSlots; }
 // pointers, objects, strings) the six integer registers in order, doubles the eight vector
 // registers in order, and puts what does not fit on the stack in declaration order. With at most
 // eight doubles the stack holds only integer-class arguments, so one pointer type of six integer
-// registers, eight doubles and ten stack words calls every member with that many arguments.
+// registers, eight doubles and ten stack words calls every member with that many arguments. The
+// arm64 convention (eight integer registers, eight vector registers, then the stack in order)
+// places the same pointer type's arguments where such a member expects them too.
 constexpr size_t kRegisterWords = 6;
 constexpr size_t kDoubleRegisters = 8;
 constexpr size_t kStackWords = 10;
