@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "common/html.h"
 #include "host/emulated_host.h"
 
 namespace {
@@ -36,29 +37,6 @@ std::map<std::string, std::string> ReadDescriptions(const char* path) {
     descriptions[line.substr(0, tab)] = line.substr(tab + 1);
   }
   return descriptions;
-}
-
-std::string Escape(const std::string& text) {
-  std::string out;
-  for (char c : text) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      default:
-        out += c;
-    }
-  }
-  return out;
 }
 
 // Whether `text` matches `pattern`, in which '*' stands for any run of characters.
@@ -128,14 +106,14 @@ std::string PropertyDeclaration(const REALproperty& property) {
 
 void WriteClass(std::ostream& out, const std::string& name, const std::string& summary,
                 const std::vector<Section>& sections) {
-  out << "<h2 id=\"" << Escape(name) << "\">" << Escape(name) << "</h2>\n";
-  out << "<p>" << Escape(summary) << "</p>\n";
+  out << "<h2 id=\"" << HtmlEscape(name) << "\">" << HtmlEscape(name) << "</h2>\n";
+  out << "<p>" << HtmlEscape(summary) << "</p>\n";
   for (const Section& section : sections) {
     if (section.members.empty()) continue;
     out << "<h3>" << section.title << "</h3>\n<table>\n";
     for (const Member& member : section.members) {
-      out << "<tr><td><code>" << Escape(member.declaration) << "</code></td><td>"
-          << Escape(member.description) << "</td></tr>\n";
+      out << "<tr><td><code>" << HtmlEscape(member.declaration) << "</code></td><td>"
+          << HtmlEscape(member.description) << "</td></tr>\n";
     }
     out << "</table>\n";
   }
@@ -184,7 +162,7 @@ int main(int argc, char** argv) {
       std::ostringstream section;
       WriteClass(section, name, summary, sections);
       body += section.str();
-      contents += "<li><a href=\"#" + Escape(name) + "\">" + Escape(name) + "</a></li>\n";
+      contents += "<li><a href=\"#" + HtmlEscape(name) + "\">" + HtmlEscape(name) + "</a></li>\n";
     }
     if (!reference.Missing().empty()) {
       std::fprintf(stderr, "%s: no description for:\n", argv[1]);

@@ -13,6 +13,7 @@
 
 #include "chart.h"
 #include "commands.h"
+#include "common/html.h"
 
 namespace xqt::tool {
 namespace {
@@ -28,29 +29,6 @@ struct Entry {
   int64_t height = 0;
   double seconds = 0;
 };
-
-std::string Html(const std::string& text) {
-  std::string out;
-  for (char c : text) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      default:
-        out += c;
-    }
-  }
-  return out;
-}
 
 std::string Size(int64_t w, int64_t h) { return std::to_string(w) + "x" + std::to_string(h); }
 
@@ -538,10 +516,11 @@ void Demo::WriteIndex() const {
             "<div class=\"grid\">\n";
     for (const Entry& e : entries_) {
       if (e.file.empty()) continue;
-      html << "<div class=\"card\"><a href=\"" << Html(e.file) << ".png\"><img src=\"thumbs/"
-           << Html(e.file) << ".png\" alt=\"" << Html(e.file) << "\"></a>"
-           << "<div class=\"op\">" << Html(e.operation) << "</div><div class=\"p\">"
-           << Html(e.parameters) << "</div><div class=\"t\">" << Size(e.width, e.height) << ", ";
+      html << "<div class=\"card\"><a href=\"" << HtmlEscape(e.file) << ".png\"><img src=\"thumbs/"
+           << HtmlEscape(e.file) << ".png\" alt=\"" << HtmlEscape(e.file) << "\"></a>"
+           << "<div class=\"op\">" << HtmlEscape(e.operation) << "</div><div class=\"p\">"
+           << HtmlEscape(e.parameters) << "</div><div class=\"t\">" << Size(e.width, e.height)
+           << ", ";
       char ms[32];
       std::snprintf(ms, sizeof ms, "%.1f ms", e.seconds * 1e3);
       html << ms << "</div></div>\n";
@@ -551,7 +530,7 @@ void Demo::WriteIndex() const {
     for (const Entry& e : entries_) {
       char ms[32];
       std::snprintf(ms, sizeof ms, "%.1f", e.seconds * 1e3);
-      html << "<tr><td>" << Html(e.operation) << "</td><td>" << Html(e.parameters)
+      html << "<tr><td>" << HtmlEscape(e.operation) << "</td><td>" << HtmlEscape(e.parameters)
            << "</td><td class=\"n\">" << ms << "</td></tr>\n";
     }
     html << "</table>\n</body></html>\n";
