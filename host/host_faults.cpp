@@ -4,6 +4,8 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "host/host_internal.h"
@@ -18,18 +20,54 @@ struct Slot {
 };
 
 #if defined(_WIN64)
-// Windows x64 passes argument i in the i-th register (integer or vector, by type) or stack slot.
-// A variadic call puts a double in both kinds of register, so passing every argument as a double
-// with the bits of its value reaches an integer parameter and a double parameter alike.
+// Windows x64 gives argument i the i-th register of its kind (integer or vector) when i < 4, and
+// the i-th stack slot otherwise. Only the first four positions depend on the type, so one pointer
+// type per pattern of doubles among them, with every later slot a plain word carrying the value's
+// bits, calls every member with that many arguments.
 constexpr size_t kMostSlots = 16;
+constexpr size_t kRegisterSlots = 4;
+
+template <bool Real>
+using SlotType = std::conditional_t<Real, double, uint64_t>;
+
+template <class T>
+T SlotValue(uint64_t bits) {
+  T value;
+  std::memcpy(&value, &bits, sizeof value);
+  return value;
+}
+
+template <class R, unsigned Reals>
+R CallWithReals(void* function, const uint64_t* w) {
+  using A0 = SlotType<(Reals & 1) != 0>;
+  using A1 = SlotType<(Reals & 2) != 0>;
+  using A2 = SlotType<(Reals & 4) != 0>;
+  using A3 = SlotType<(Reals & 8) != 0>;
+  using Wide = R (*)(A0, A1, A2, A3, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t,
+                     uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t);
+  return reinterpret_cast<Wide>(function)(
+      SlotValue<A0>(w[0]), SlotValue<A1>(w[1]), SlotValue<A2>(w[2]), SlotValue<A3>(w[3]), w[4],
+      w[5], w[6], w[7], w[8], w[9], w[10], w[11], w[12], w[13], w[14], w[15]);
+}
+
+template <class R, unsigned... Reals>
+R CallByPattern(unsigned pattern, void* function, const uint64_t* w,
+                std::integer_sequence<unsigned, Reals...>) {
+  using Caller = R (*)(void*, const uint64_t*);
+  static constexpr Caller kCallers[] = {&CallWithReals<R, Reals>...};
+  return kCallers[pattern](function, w);
+}
 
 template <class R>
 R CallSlots(void* function, const std::vector<Slot>& slots) {
-  double d[kMostSlots] = {};
-  for (size_t i = 0; i < slots.size() && i < kMostSlots; ++i) std::memcpy(&d[i], &slots[i].bits, 8);
-  return reinterpret_cast<R (*)(...)>(function)(d[0], d[1], d[2], d[3], d[4], d[5], d[6], d[7],
-                                                d[8], d[9], d[10], d[11], d[12], d[13], d[14],
-                                                d[15]);
+  uint64_t w[kMostSlots] = {};
+  unsigned pattern = 0;
+  for (size_t i = 0; i < slots.size() && i < kMostSlots; ++i) {
+    w[i] = slots[i].bits;
+    if (i < kRegisterSlots && slots[i].real) pattern |= 1u << i;
+  }
+  return CallByPattern<R>(pattern, function, w,
+                          std::make_integer_sequence<unsigned, 1u << kRegisterSlots>{});
 }
 
 bool Fits(const std::vector<Slot>& slots) { return slots.size() <= kMostSlots; }

@@ -5,14 +5,15 @@
 #   sanitize  Clang build under AddressSanitizer and UndefinedBehaviorSanitizer, run every test
 #   fuzz      Clang fuzzer build; fuzz for FUZZ_SECONDS (60) from a copy of the committed corpus
 #   arm64     cross build for Linux arm64, run every test under qemu-aarch64
+#   windows   cross build for Windows x86-64 with mingw-w64, run every test under wine
 #   package   build the Linux x86-64 and arm64, Windows x86-64 and universal macOS libraries and
 #             write build/Images.xojo_plugin
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 job=${1:-}
-case "$job" in demo | test | sanitize | fuzz | arm64 | package) ;; *)
-  echo "usage: $0 demo|test|sanitize|fuzz|arm64|package" >&2
+case "$job" in demo | test | sanitize | fuzz | arm64 | windows | package) ;; *)
+  echo "usage: $0 demo|test|sanitize|fuzz|arm64|windows|package" >&2
   exit 2
   ;;
 esac
@@ -30,9 +31,13 @@ case "$job" in arm64 | package)
 esac
 # Windows: Debian's mingw-w64; macOS: clang and ld64.lld with libc++'s headers, and npm for the
 # Darwin headers (tools/macos/fetch_darwin.sh).
+case "$job" in windows | package)
+  packages+=(g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64)
+  ;;
+esac
+case "$job" in windows) packages+=(wine64) ;; esac
 case "$job" in package)
-  packages+=(g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 lld-14 llvm-14 libc++-14-dev
-    libc++abi-14-dev)
+  packages+=(lld-14 llvm-14 libc++-14-dev libc++abi-14-dev)
   # A machine may have npm and python3 from elsewhere than Debian's packages; either will do.
   command -v npm >/dev/null || packages+=(npm)
   command -v python3 >/dev/null || packages+=(python3)
@@ -57,9 +62,10 @@ jobs=$(nproc 2>/dev/null || echo 2)
 configure_native() {
   cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DXQT_WERROR=ON -DXQT_TESTS=ON >/dev/null
 }
+# The package needs the DLL alone; the windows job adds the emulated host and the tests.
 configure_windows() {
   cmake -S . -B build-win -G Ninja -DCMAKE_TOOLCHAIN_FILE=cmake/x86_64-w64-mingw32.cmake \
-    -DCMAKE_BUILD_TYPE=Release -DXQT_WERROR=ON -DXQT_HOST=OFF >/dev/null
+    -DCMAKE_BUILD_TYPE=Release -DXQT_WERROR=ON "$@" >/dev/null
 }
 # One build per slice of the universal macOS library.
 build_macos() {
@@ -117,12 +123,17 @@ arm64)
   cmake --build build-arm64
   ctest --test-dir build-arm64 --output-on-failure -j "$jobs"
   ;;
+windows)
+  configure_windows -DXQT_HOST=ON -DXQT_TESTS=ON
+  cmake --build build-win
+  ctest --test-dir build-win --output-on-failure -j "$jobs"
+  ;;
 package)
   configure_native
   cmake --build build --target Images make_reference
   configure_arm64
   cmake --build build-arm64 --target Images
-  configure_windows
+  configure_windows -DXQT_HOST=OFF -DXQT_TESTS=OFF
   cmake --build build-win --target Images
   build_macos
   stage=$(mktemp -d)

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "host/emulated_host.h"
+#include "reliability/reliability_support.h"
 
 namespace xqt::fuzz {
 namespace {
@@ -25,6 +26,7 @@ namespace {
 using host::Host;
 using host::Ref;
 using Value = Host::DynamicValue;
+using reliability::OpenDescriptors;
 
 constexpr size_t kPoolSize = 8;
 constexpr size_t kMaxSteps = 24;
@@ -106,16 +108,6 @@ bool Is(const std::string& type, const char* name) {
     if (a != b) return false;
   }
   return true;
-}
-
-int64_t OpenDescriptors() {
-  int64_t n = 0;
-  std::error_code ec;
-  for (auto it = std::filesystem::directory_iterator("/proc/self/fd", ec);
-       !ec && it != std::filesystem::directory_iterator(); it.increment(ec)) {
-    ++n;
-  }
-  return n;
 }
 
 struct World {
