@@ -1,20 +1,22 @@
-// What the benchmarks share: one host for the whole run with the plug-in linked in, random
-// images, and a memcpy of an image's bytes to measure the operations against.
+// What the benchmarks share: one host for the whole run that loads the real plug-in library, as
+// an application's host does (XQT_PLUGIN names another), random images, and a memcpy of an
+// image's bytes to measure the operations against.
 #pragma once
 
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
 #include "host/emulated_host.h"
-#include "plugin/host_interface.h"
 
 inline xqt::host::Host& BenchHost() {
   static xqt::host::Host* host = [] {
     auto* created = new xqt::host::Host;
-    created->Attach(&REALPluginMain);
+    const char* chosen = std::getenv("XQT_PLUGIN");
+    created->Load(chosen && *chosen ? chosen : XQT_BENCH_PLUGIN);
     return created;
   }();
   return *host;

@@ -1,7 +1,8 @@
 // The resampler on the workloads W1-W5 (the scale alone, no file I/O) with 1 and 2 threads, and
-// ScaleFast against a memcpy of the bytes it moves. Images are deterministic and natural-looking:
-// gradients, a texture, hard edges, thin lines and a little noise (painted the same way by
-// bench/peers/peer_common.h, so that the peers scale the same pixels).
+// ScaleFast against a memcpy of the bytes it moves, called through the plug-in library. Images are
+// deterministic and natural-looking: gradients, a texture, hard edges, thin lines and a little
+// noise (painted the same way by bench/peers/peer_common.h, so that the peers scale the same
+// pixels).
 #include <benchmark/benchmark.h>
 
 #include <cmath>
@@ -13,10 +14,6 @@
 
 #include "bench_host.h"
 #include "host/emulated_host.h"
-#include "image/image_class_data.h"
-#include "plugin/plugin_main.h"
-#include "scale/picture_scale.h"
-#include "scale/scale_fast.h"
 
 namespace {
 
@@ -24,18 +21,20 @@ using xqt::host::Ref;
 
 constexpr int64_t kRGB = 1, kRGBA = 2, kG = 11;
 
-void Paint(ImageClassData* image) {
+void Paint(const Ref& image) {
+  const int64_t width = image.Get<int64_t>("Width"), height = image.Get<int64_t>("Height");
+  const int64_t pixelSize = image.Get<int64_t>("PixelSize");
   std::mt19937 random(1234);
-  for (int64_t y = 0; y < image->Height; ++y) {
-    uint8_t* row = image->GetRow(image, y);
-    for (int64_t x = 0; x < image->Width; ++x) {
-      for (int64_t b = 0; b < image->PixelSize; ++b) {
-        double v = 255.0 * x / image->Width * (b + 1) / image->PixelSize;
+  for (int64_t y = 0; y < height; ++y) {
+    auto* row = static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
+    for (int64_t x = 0; x < width; ++x) {
+      for (int64_t b = 0; b < pixelSize; ++b) {
+        double v = 255.0 * x / width * (b + 1) / pixelSize;
         v += 40 * std::sin(x * 0.05 + b) * std::cos(y * 0.07);  // texture
         if ((x / 97 + y / 61) % 2) v = 255 - v;                 // hard edges
         if (x % 151 == 0 || y % 173 == 0) v = 20;               // thin lines
         v += static_cast<int>(random() % 9) - 4;                // noise
-        row[x * image->PixelSize + b] = static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v);
+        row[x * pixelSize + b] = static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v);
       }
     }
   }
@@ -46,21 +45,20 @@ Ref& Source(int64_t width, int64_t height, int64_t format) {
   Ref& ref = cache[{width, height, format}];
   if (!ref) {
     ref = BenchHost().New("PictureXQT", width, height, format);
-    Paint(ImageData(ref.get()));
+    Paint(ref);
   }
   return ref;
 }
 
+// As an application calls it: ScaleMT on a destination made beforehand, with a nil temp.
 void Workload(benchmark::State& state, int64_t format, int64_t sw, int64_t sh, int64_t dw,
               int64_t dh, int64_t mode) {
   const int64_t threads = state.range(0);
   Ref& source = Source(sw, sh, format);
   Ref dest = BenchHost().New("PictureXQT", dw, dh, format);
-  Ref temp = BenchHost().New("PictureXQT", dw, sh, format == kG ? int64_t{33} : int64_t{36});
   for (auto _ : state) {
-    bool ok = PictureScaleXQTMT(ImageData(dest.get()), threads, ImageData(source.get()), temp.get(),
-                                mode, dw, dh);
-    benchmark::DoNotOptimize(ok);
+    bool ok = dest.Call<bool>("ScaleMT", threads, source, nullptr, mode, dw, dh);
+    if (!ok) state.SkipWithError("ScaleMT refused");
   }
 }
 
@@ -73,7 +71,7 @@ void W5(benchmark::State& s) { Workload(s, kRGB, 6000, 4000, 3000, 2000, 1); }
 
 void Register(const char* name, void (*fn)(benchmark::State&)) {
   benchmark::RegisterBenchmark(name, fn)
-      ->Arg(-1)
+      ->Arg(1)
       ->Arg(2)
       ->Unit(benchmark::kMillisecond)
       ->UseRealTime()
@@ -88,8 +86,7 @@ void FastW1(benchmark::State& state) {
   Ref& source = Source(6000, 4000, kRGBA);
   Ref dest = BenchHost().New("PictureXQT", 1500, 1000, kRGBA);
   for (auto _ : state) {
-    benchmark::DoNotOptimize(
-        ScalePictureFast(ImageData(dest.get()), ImageData(source.get()), 1500, 1000));
+    benchmark::DoNotOptimize(dest.Call<bool>("ScaleFast", source, int64_t{1500}, int64_t{1000}));
   }
 }
 

@@ -61,7 +61,9 @@ const CpuFeatures& ProcessorFeatures() {
 
 SimdLevel ProcessorSimdLevel() {
   const CpuFeatures& f = ProcessorFeatures();
+#if !defined(XQT_SIMD_CEILING_AVX2)
   if (f.avx512f && f.avx512vl && f.avx512dq && f.avx512bw && f.fma) return SimdLevel::kAVX512;
+#endif
   if (f.avx2 && f.fma) return SimdLevel::kAVX2;
   return SimdLevel::kBaseline;
 }
