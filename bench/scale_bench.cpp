@@ -76,8 +76,6 @@ void Register(const char* name, void (*fn)(benchmark::State&)) {
       ->Unit(benchmark::kMillisecond)
       ->UseRealTime()
       ->MeasureProcessCPUTime()  // both threads' time, not the waiting caller's
-      ->Repetitions(9)
-      ->ReportAggregatesOnly(true)
       ->MinWarmUpTime(0.2);
 }
 

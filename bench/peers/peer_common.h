@@ -1,6 +1,6 @@
 // What every peer program shares: the workloads, the test image (painted exactly as
-// bench/scale_bench.cpp paints it) and the timing (median of the runs after a warm-up, wall time
-// and the CPU time of the whole process, so that a second thread shows).
+// bench/scale_bench.cpp paints it) and the timing (the fastest run after a warm-up, wall time and
+// the CPU time of the whole process, so that a second thread shows).
 #pragma once
 
 #include <time.h>
@@ -62,23 +62,22 @@ inline double Now(clockid_t clock) {
   return t.tv_sec * 1e3 + t.tv_nsec / 1e6;
 }
 
-// Runs `work` twice to warm up, then `runs` times; prints one line:
+// Runs `work` once to warm up, then PEER_RUNS times (9 when unset); prints the fastest run:
 //   peer workload variant threads wall_ms cpu_ms
+// run_peers.sh sets PEER_RUNS=1 and calls each program once per round, between our own runs.
 inline void Time(const char* peer, const char* workload, const char* variant, int threads,
-                 const std::function<void()>& work, int runs = 9) {
+                 const std::function<void()>& work) {
+  const char* chosen = std::getenv("PEER_RUNS");
+  const int runs = chosen && std::atoi(chosen) > 0 ? std::atoi(chosen) : 9;
   work();
-  work();
-  std::vector<double> wall, cpu;
+  double wall = 1e300, cpu = 1e300;
   for (int i = 0; i < runs; ++i) {
     double w0 = Now(CLOCK_MONOTONIC), c0 = Now(CLOCK_PROCESS_CPUTIME_ID);
     work();
-    wall.push_back(Now(CLOCK_MONOTONIC) - w0);
-    cpu.push_back(Now(CLOCK_PROCESS_CPUTIME_ID) - c0);
+    wall = std::min(wall, Now(CLOCK_MONOTONIC) - w0);
+    cpu = std::min(cpu, Now(CLOCK_PROCESS_CPUTIME_ID) - c0);
   }
-  std::sort(wall.begin(), wall.end());
-  std::sort(cpu.begin(), cpu.end());
-  std::printf("%s %s %s %d %.2f %.2f\n", peer, workload, variant, threads, wall[runs / 2],
-              cpu[runs / 2]);
+  std::printf("%s %s %s %d %.2f %.2f\n", peer, workload, variant, threads, wall, cpu);
   std::fflush(stdout);
 }
 

@@ -1,6 +1,7 @@
 """Prints our times, the peers' times and the ratios, from one run of run_peers.sh.
 
-Times are medians in ms: wall time, and the CPU time of the whole process (all threads)."""
+Times are the fastest of the rounds in ms: wall time, and the CPU time of the whole process (all
+threads)."""
 import json
 import sys
 
@@ -16,19 +17,22 @@ LIKE = {
 }
 
 
-def ours(path):
+def keep_fastest(times, key, wall, cpu):
+    if key not in times or wall < times[key][0]:
+        times[key] = (wall, cpu)
+
+
+def ours(paths):
     times = {}
-    for b in json.load(open(path))["benchmarks"]:
-        if b.get("aggregate_name") != "median":
-            continue
-        name = b["run_name"].split("/")
-        if not name[0].startswith("W"):
-            continue
-        workload = name[0].split("_")[0]
-        if workload == "W3":
-            workload += " " + name[0].split("_")[-1]
-        threads = 1 if name[1] == "-1" else int(name[1])
-        times[(workload, threads)] = (b["real_time"], b["cpu_time"])
+    for path in paths:
+        for b in json.load(open(path))["benchmarks"]:
+            name = b["run_name"].split("/")
+            if not name[0].startswith("W") or b.get("run_type") == "aggregate":
+                continue
+            workload = name[0].split("_")[0]
+            if workload == "W3":
+                workload += " " + name[0].split("_")[-1]
+            keep_fastest(times, (workload, int(name[1])), b["real_time"], b["cpu_time"])
     return times
 
 
@@ -36,37 +40,44 @@ def peers(path):
     times = {}
     for line in open(path):
         peer, workload, variant, threads, wall, cpu = line.split()
-        times[(peer, workload, variant, int(threads))] = (float(wall), float(cpu))
+        keep_fastest(times, (peer, workload, variant, int(threads)), float(wall), float(cpu))
     return times
 
 
+# Our time over the best like-for-like peer's with the same number of threads (a peer that runs
+# on one thread only counts with its one-thread time) must stay within these.
+BOUND = {1: 0.7, 2: 0.5}
+
+
 def main():
-    us, them = ours(sys.argv[1]), peers(sys.argv[2])
+    them, us = peers(sys.argv[1]), ours(sys.argv[2:])
     print(f"{'workload':12} {'who':24} {'1 thr wall/cpu':>18} {'2 thr wall/cpu':>18}")
     for workload, like in LIKE.items():
         if (workload, 1) not in us:
             continue
+
         def cell(t):
             return f"{t[0]:8.1f}/{t[1]:7.1f}" if t else f"{'-':>16}"
+
         print(f"{workload:12} {'ours':24} {cell(us.get((workload, 1))):>18} "
               f"{cell(us.get((workload, 2))):>18}")
-        best, pillow = None, None
+        best = {}
         for peer, variant in like:
             key = workload.split()[0]
             one, two = them.get((peer, key, variant, 1)), them.get((peer, key, variant, 2))
             if not one and not two:
                 continue
             print(f"{'':12} {peer + ' ' + variant:24} {cell(one):>18} {cell(two):>18}")
-            fastest = min(t[0] for t in (one, two) if t)
-            if peer == "Pillow":
-                pillow = fastest
-            elif best is None or fastest < best[0]:
-                best = (fastest, peer)
-        if best and (workload, 2) in us:
-            print(f"{'':12} ScaleMT 2 threads / best like-for-like ({best[1]}): "
-                  f"{us[(workload, 2)][0] / best[0]:.2f}")
-        if pillow:
-            print(f"{'':12} Scale 1 thread / Pillow: {us[(workload, 1)][0] / pillow:.2f}")
+            for threads, t in ((1, one), (2, two or one)):
+                if t and (threads not in best or t[0] < best[threads][0]):
+                    best[threads] = (t[0], peer)
+        for threads, (fastest, peer) in sorted(best.items()):
+            if (workload, threads) not in us:
+                continue
+            ratio = us[(workload, threads)][0] / fastest
+            verdict = "meets" if ratio <= BOUND[threads] else "misses"
+            print(f"{'':12} {threads} thread(s): ours / {peer} = {ratio:.2f} "
+                  f"({verdict} {BOUND[threads]})")
 
 
 if __name__ == "__main__":

@@ -11,8 +11,9 @@
 
 #pragma GCC diagnostic ignored "-Wpsabi"
 #if !defined(__clang__)
-// The AVX-512 conversion headers of GCC 12 start from an undefined register.
+// The AVX-512 conversion and rounding headers of GCC 12 start from an undefined register.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
 #endif
 #if defined(__clang__)
 #pragma clang attribute push( \
