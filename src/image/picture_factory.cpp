@@ -63,6 +63,10 @@ REALobject CreatePicture(const ImageClassData* image, int64_t width, int64_t hei
   return Accept(picture, width, height);
 }
 
+bool FactoryInstalled(const ImageClassData* image) {
+  return (image && image->Factory) || globalFactory;
+}
+
 REALobject CreatePictureLocal(REALobject instance, int64_t width, int64_t height, int64_t format) {
   return CreatePicture(ImageData(instance), width, height, format);
 }

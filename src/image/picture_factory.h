@@ -16,6 +16,9 @@ extern REALobject globalFactory;
 REALobject CreatePicture(const ImageClassData* image, int64_t width, int64_t height,
                          int64_t format);
 
+// Whether CreatePicture would ask a factory for this image's pictures.
+bool FactoryInstalled(const ImageClassData* image);
+
 // Shared method "SetFactory(factory as PictureFactoryXQT)": installs or clears the factory.
 void SetFactory(REALobject factory);
 

@@ -1,5 +1,7 @@
 #include "scale/picture_scale.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 
@@ -89,6 +91,170 @@ struct MadeTemp {
   ~MadeTemp() { UnlockObject(object); }
 };
 
+// ---- The temp as a ring of rows --------------------------------------------------------------
+//
+// A temp that no one else sees (no caller's, no factory's) is never made whole. Each slice of
+// destination rows runs both passes itself, a band of rows at a time: the horizontal pass makes
+// the temp rows the band's windows need and have not been made yet, into a ring that holds the
+// widest band's window, and the vertical pass reads them back while they are still in cache. The
+// sums are those of the whole temp, row by row, so the bytes are the same; rows that two slices
+// share are made by both.
+
+constexpr int64_t kBandRows = 64;
+
+struct RingTemp {
+  ImageClassData image;  // first, so that the row accessor finds the ring from the record
+  uint8_t* rows;
+  int64_t capacity;
+};
+
+uint8_t* RingRow(ImageClassData* image, int64_t y) {
+  if (y < 0 || y >= image->Height) return nullptr;
+  auto* ring = reinterpret_cast<RingTemp*>(image);
+  return ring->rows + (y % ring->capacity) * image->RowSize;
+}
+
+struct FusedScale {
+  ScaleContext horizontal;  // temp replaced by each slice's ring
+  ScaleContext vertical;
+  int64_t tempFormat;
+  std::atomic<bool>* failed;
+};
+
+// The temp rows destination row y reads, or false when its list is empty.
+bool WindowOf(const ContributionList& list, int64_t* low, int64_t* high) {
+  *low = INT64_MAX;
+  *high = -1;
+  for (int64_t i = 0; i < list.count; ++i) {
+    if (list.contributions[i].weight == 0) continue;
+    *low = std::min(*low, list.contributions[i].pixel);
+    *high = std::max(*high, list.contributions[i].pixel);
+  }
+  return *high >= 0;
+}
+
+bool BandWindow(const ContributionList* lists, int64_t first, int64_t last, int64_t* low,
+                int64_t* high) {
+  *low = INT64_MAX;
+  *high = -1;
+  for (int64_t y = first; y <= last; ++y) {
+    int64_t rowLow, rowHigh;
+    if (!WindowOf(lists[y], &rowLow, &rowHigh)) continue;
+    *low = std::min(*low, rowLow);
+    *high = std::max(*high, rowHigh);
+  }
+  return *high >= 0;
+}
+
+void FusedRows(const FusedScale& fused, int64_t first, int64_t last, YieldData* yield) {
+  if (first > last) return;
+  const ContributionList* lists = fused.vertical.contrib;
+  int64_t capacity = 1;
+  for (int64_t band = first; band <= last; band += kBandRows) {
+    int64_t low, high;
+    if (BandWindow(lists, band, std::min(last, band + kBandRows - 1), &low, &high)) {
+      capacity = std::max(capacity, high - low + 1);
+    }
+  }
+  const ImageClassData& source = *fused.horizontal.source;
+  const int64_t width = fused.horizontal.width;
+  const int64_t pixelSize = fused.horizontal.plan->pair->TempPixelSize();
+  RingTemp ring{};
+  ring.image.Width = width;
+  ring.image.Height = source.Height;
+  ring.image.UnclippedHeight = source.Height;
+  ring.image.PixelSize = pixelSize;
+  ring.image.RowSize = width * pixelSize;
+  ring.image.ImageFormat = fused.tempFormat;
+  ring.image.Valid = true;
+  ring.image.GetRow = &RingRow;
+  ring.capacity = capacity;
+  ring.rows = static_cast<uint8_t*>(
+      std::malloc(static_cast<size_t>(capacity) * static_cast<size_t>(ring.image.RowSize)));
+  if (!ring.rows) {
+    DebugLog("Out of memory for the temp rows");
+    fused.failed->store(true);
+    return;
+  }
+  ScaleContext horizontal = fused.horizontal;
+  ScaleContext vertical = fused.vertical;
+  horizontal.temp = vertical.temp = &ring.image;
+  // Rows validLow ... made are in the ring.
+  int64_t validLow = 0, made = -1;
+  for (int64_t band = first; band <= last; band += kBandRows) {
+    const int64_t bandLast = std::min(last, band + kBandRows - 1);
+    int64_t low, high;
+    if (BandWindow(lists, band, bandLast, &low, &high)) {
+      if (low < validLow || low > made + 1) {
+        HorizontalRows(horizontal, low, high, yield);
+        validLow = low;
+        made = high;
+      } else if (high > made) {
+        HorizontalRows(horizontal, made + 1, high, yield);
+        made = high;
+        validLow = std::max(validLow, made - capacity + 1);
+      }
+    }
+    VerticalRows(vertical, band, bandLast, yield);
+  }
+  std::free(ring.rows);
+}
+
+void FusedJob(int64_t first, int64_t last, int64_t threadIndex, int8_t flag, const void* context) {
+  NameThread("PictureScale", threadIndex, flag);
+  const auto& fused = *static_cast<const FusedScale*>(context);
+  if (first <= last) LogPairStep(*fused.horizontal.plan->pair, "36mt");
+  FusedRows(fused, first, last, nullptr);
+}
+
+// The whole of a scale whose temp is a ring of rows in each slice.
+bool RingScale(const ScalePair& pair, const ScaleFilter& filter, bool threaded, int64_t threads,
+               ImageClassData* dest, ImageClassData* source, int64_t width, int64_t height) {
+  LogPairStep(pair, "7");
+  if (!CheckImage(source) || !CheckImage(dest)) return false;
+  if (dest->Width < width || dest->Height < height) {
+    DebugLog("Destination smaller than the scaled size");
+    return false;
+  }
+  const double xScale = static_cast<double>(width) / static_cast<double>(source->Width);
+  const double yScale = static_cast<double>(height) / static_cast<double>(source->Height);
+  ContributionArray columns, rows;
+  if (!columns.Allocate(width) || !rows.Allocate(height)) {
+    DebugLog("Out of memory for contributions");
+    return false;
+  }
+  LogFactor("xScale*1000", xScale);
+  LogFactor("yScale*1000", yScale);
+  YieldData* yield = threaded ? nullptr : InlineYield(dest, source, source);
+  LogPairStep(pair, xScale >= 1 ? "2" : "1");
+  BuildContributions(columns.lists, width, xScale, source->Width, filter, EnlargeBounds::kFloorCeil,
+                     yield);
+  if (yScale >= 1) {
+    LogPairStep(pair, "5");
+    LogFactor("wdth*1000", 1000 * filter.radius);
+  } else {
+    LogPairStep(pair, "4");
+  }
+  BuildContributions(rows.lists, height, yScale, source->Height, filter, EnlargeBounds::kTruncate,
+                     yield);
+  PairPlan plan = MakePairPlan(pair, *source, *dest);
+  PaddedContributions padded;
+  const bool paddedReady = padded.Build(columns.lists, width);
+  std::atomic<bool> failed{false};
+  const FusedScale fused{
+      {source, dest, height, width, nullptr, columns.lists, &plan, paddedReady ? &padded : nullptr},
+      {source, dest, height, width, nullptr, rows.lists, &plan, nullptr},
+      pair.tempFormat,
+      &failed};
+  if (threaded) {
+    RunThreads(threads, height, &fused, &FusedJob);
+  } else {
+    FusedRows(fused, 0, height - 1, yield);
+  }
+  DebugLog("function 6 done");
+  return !failed.load();
+}
+
 // One filter over one pair: the whole of a scale once the arguments are checked. `threads` is
 // used when `threaded`.
 bool FilterScale(const ScaleFilter& filter, bool threaded, int64_t threads, ImageClassData* dest,
@@ -102,6 +268,10 @@ bool FilterScale(const ScaleFilter& filter, bool threaded, int64_t threads, Imag
   DebugLog("sizeof(MyPixel)", static_cast<long long>(pair->TempPixelSize()));
   DebugLog("Creating PictureReader");
 
+  if (!tempObject && !FactoryInstalled(source)) {
+    DebugLog("Create temp picture");
+    return RingScale(*pair, filter, threaded, threads, dest, source, width, height);
+  }
   MadeTemp made;
   if (!tempObject) {
     DebugLog("Create temp picture");
@@ -279,13 +449,13 @@ bool PictureScaleXQTMT(ImageClassData* dest, int64_t threads, ImageClassData* so
   return kFilterFunctionsMT[mode - 1](dest, threads, source, temp, width, height);
 }
 
-RBBoolean Scale(REALobject instance, REALobject source, REALobject temp, int64_t mode, int64_t width,
-           int64_t height) {
+RBBoolean Scale(REALobject instance, REALobject source, REALobject temp, int64_t mode,
+                int64_t width, int64_t height) {
   return PictureScaleXQT(ImageData(instance), ImageData(source), temp, mode, width, height);
 }
 
-RBBoolean ScaleMT(REALobject instance, int64_t threads, REALobject source, REALobject temp, int64_t mode,
-             int64_t width, int64_t height) {
+RBBoolean ScaleMT(REALobject instance, int64_t threads, REALobject source, REALobject temp,
+                  int64_t mode, int64_t width, int64_t height) {
   return PictureScaleXQTMT(ImageData(instance), threads, ImageData(source), temp, mode, width,
                            height);
 }

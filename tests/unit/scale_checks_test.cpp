@@ -92,6 +92,19 @@ TEST_F(ScaleChecks, TheTempComesFromTheFactoryAndIsReleased) {
                            "XQT Debug: wdth*1000 1000.000000", "XQT Debug: function 6 done"}) {
     EXPECT_TRUE(Logged(log, line)) << line;
   }
+}
+
+// A factory that has no picture to give: the plain image it falls back to is made by the host.
+REALobject NoPictureFactory(REALobject, int64_t, int64_t, int64_t) { return nullptr; }
+
+TEST_F(ScaleChecks, ATempTheHostCannotMakeFailsTheScale) {
+  host_.DefineSubclass("EmptyFactory", "PictureFactoryXQT",
+                       {{"NewPictureXQT", reinterpret_cast<void*>(&NoPictureFactory)}});
+  Ref dest = New(6, 6, kRGBA), source = New(3, 3, kRGBA);
+  Ref factory = host_.New("EmptyFactory");
+  Ref settable = source;
+  settable.Set("Factory", factory);
+  LogCapture log;
   host_.FailNextInstances(1);
   EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 6, 6));
   EXPECT_TRUE(Logged(log, "XQT Debug: CreatePicture returned nil"));
