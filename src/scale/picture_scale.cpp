@@ -101,6 +101,7 @@ struct MadeTemp {
 // share are made by both.
 
 constexpr int64_t kBandRows = 64;
+constexpr int64_t kRowGroup = 8;  // source rows the horizontal vector loops take at once
 
 struct RingTemp {
   ImageClassData image;  // first, so that the row accessor finds the ring from the record
@@ -156,6 +157,8 @@ void FusedRows(const FusedScale& fused, int64_t first, int64_t last, YieldData* 
       capacity = std::max(capacity, high - low + 1);
     }
   }
+  // The horizontal pass makes rows eight at a time; a band's last group runs on ahead.
+  capacity += kRowGroup - 1;
   const ImageClassData& source = *fused.horizontal.source;
   const int64_t width = fused.horizontal.width;
   const int64_t pixelSize = fused.horizontal.plan->pair->TempPixelSize();
@@ -185,13 +188,12 @@ void FusedRows(const FusedScale& fused, int64_t first, int64_t last, YieldData* 
     const int64_t bandLast = std::min(last, band + kBandRows - 1);
     int64_t low, high;
     if (BandWindow(lists, band, bandLast, &low, &high)) {
-      if (low < validLow || low > made + 1) {
-        HorizontalRows(horizontal, low, high, yield);
-        validLow = low;
-        made = high;
-      } else if (high > made) {
-        HorizontalRows(horizontal, made + 1, high, yield);
-        made = high;
+      const int64_t from = low < validLow || low > made + 1 ? low : made + 1;
+      if (from == low) validLow = low;
+      if (high >= from) {
+        const int64_t groups = (high - from + kRowGroup) / kRowGroup;
+        made = std::min(source.Height - 1, from + groups * kRowGroup - 1);
+        HorizontalRows(horizontal, from, made, yield);
         validLow = std::max(validLow, made - capacity + 1);
       }
     }
