@@ -4,10 +4,12 @@
 #include <cstring>
 
 #include "composite/fix_rectangle.h"
+#include "filters/filter_simd.h"
 #include "filters/image_rect.h"
 #include "image/image_checks.h"
 #include "image/image_class_data.h"
 #include "image/pixel_channels.h"
+#include "platform/cpu_features.h"
 #include "plugin/debug_log.h"
 
 namespace {
@@ -33,9 +35,34 @@ bool BlockSpan(const ImageClassData* image, int64_t* base) {
   return true;
 }
 
+// Pixels whose every byte is a channel are copied from a block of ready-made pixels instead:
+// the same bytes, written in wide stores. The plain level keeps the per-channel loop.
+bool StorePattern(ImageClassData* image, const ImageRect& r, const ChannelSet& channels,
+                  const uint8_t* values) {
+  int64_t base;
+  if (platform::ActiveSimdLevel() == platform::SimdLevel::kScalar ||
+      !CoversWholePixel(*image, channels, &base)) {
+    return false;
+  }
+  const int64_t pixelSize = image->PixelSize;
+  // A whole number of pixels of at most 5 bytes, about 1 KB.
+  constexpr int64_t kPixels = 256;
+  uint8_t block[kPixels * 5];
+  for (int c = 0; c < channels.count; ++c) block[channels.offsets[c] - base] = values[c];
+  for (int64_t i = pixelSize; i < kPixels * pixelSize; ++i) block[i] = block[i - pixelSize];
+  ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
+    uint8_t* span = row + base + r.x * pixelSize;
+    for (int64_t left = r.width; left > 0; left -= kPixels, span += kPixels * pixelSize) {
+      std::memcpy(span, block, static_cast<size_t>((left < kPixels ? left : kPixels) * pixelSize));
+    }
+  });
+  return true;
+}
+
 // Writes values[c] into channel c of every pixel of the rectangle.
 void StoreChannels(ImageClassData* image, const ImageRect& r, const ChannelSet& channels,
                    const uint8_t* values) {
+  if (StorePattern(image, r, channels, values)) return;
   const int64_t pixelSize = image->PixelSize;
   WithChannelCount(channels.count, [&](auto n) {
     constexpr int N = decltype(n)::value;
@@ -76,6 +103,31 @@ void FillFamily(ImageClassData* image, const ImageRect& r, const FamilyLabels& l
 int64_t RedOf(uint32_t color) { return (color >> 16) & 0xFF; }
 int64_t GreenOf(uint32_t color) { return (color >> 8) & 0xFF; }
 int64_t BlueOf(uint32_t color) { return color & 0xFF; }
+
+// The blend of FillRectApply as one 256-entry table per channel, through the vector byte map: each
+// entry is the plain loop's expression for that old value. False when no kernel takes the layout.
+bool BlendThroughTables(ImageClassData* image, const ImageRect& r, int count,
+                        const int64_t* offsets, const uint32_t* colors, uint32_t weightOld,
+                        uint32_t weightColor) {
+  ByteMapRowProc vectorRow = ActiveByteMapRow();
+  if (!vectorRow) return false;
+  const uint8_t classes[3] = {1, 2, 3};
+  BytePattern pattern;
+  if (!VectorLayout(*image, *image, count, offsets, offsets, classes, pattern)) return false;
+  alignas(64) uint8_t tables[3 * 256 + kTableSlack] = {};
+  for (int c = 0; c < count; ++c) {
+    for (uint32_t v = 0; v < 256; ++v) {
+      tables[c * 256 + v] = static_cast<uint8_t>((v * weightOld + colors[c] * weightColor) >> 16);
+    }
+  }
+  const ByteMapRow plan{&pattern, tables, count};
+  const int64_t pixelSize = image->PixelSize;
+  ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
+    uint8_t* span = row + r.x * pixelSize;
+    vectorRow(plan, span, span, r.width * pixelSize);
+  });
+  return true;
+}
 
 void LogValue(const char* label, long long value) {
   if (Debugging()) LogMessageX("%s%s %d", kDebugPrefix, label, static_cast<int>(value));
@@ -232,8 +284,9 @@ void FillRectRandom1(REALobject instance) {
   FillRectRandom5(instance, 0, 0, image->Width, image->Height);
 }
 
-RBBoolean FillRectApplyRGBA5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height,
-                        int64_t red, int64_t green, int64_t blue, int64_t alpha) {
+RBBoolean FillRectApplyRGBA5(REALobject instance, int64_t x, int64_t y, int64_t width,
+                             int64_t height, int64_t red, int64_t green, int64_t blue,
+                             int64_t alpha) {
   ImageClassData* image = ImageData(instance);
   if (!image || !CheckValid(image)) return false;
   if (!image->IsRGB && !image->IsGray) return false;
@@ -266,6 +319,7 @@ RBBoolean FillRectApplyRGBA5(REALobject instance, int64_t x, int64_t y, int64_t 
     const int64_t offsets[3] = {image->RedOffset, image->GreenOffset, image->BlueOffset};
     const uint32_t colors[3] = {static_cast<uint32_t>(red), static_cast<uint32_t>(green),
                                 static_cast<uint32_t>(blue)};
+    if (BlendThroughTables(image, r, 3, offsets, colors, weightOld, weightColor)) return true;
     ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
       uint8_t* pixel = row + r.x * pixelSize;
       for (int64_t i = 0; i < r.width; ++i, pixel += pixelSize) {
@@ -287,6 +341,7 @@ RBBoolean FillRectApplyRGBA5(REALobject instance, int64_t x, int64_t y, int64_t 
   LogValue("gray", grayValue);
   const auto gray = static_cast<uint32_t>(grayValue);
   const int64_t offset = image->GrayOffset;
+  if (BlendThroughTables(image, r, 1, &offset, &gray, weightOld, weightColor)) return true;
   ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
     uint8_t* pixel = row + r.x * pixelSize;
     for (int64_t i = 0; i < r.width; ++i, pixel += pixelSize) {
@@ -298,7 +353,7 @@ RBBoolean FillRectApplyRGBA5(REALobject instance, int64_t x, int64_t y, int64_t 
 }
 
 RBBoolean FillRectApplyRGBA1(REALobject instance, int64_t red, int64_t green, int64_t blue,
-                        int64_t alpha) {
+                             int64_t alpha) {
   const ImageClassData* image = ImageData(instance);
   if (!image) return false;
   return FillRectApplyRGBA5(instance, 0, 0, image->Width, image->Height, red, green, blue, alpha);
@@ -309,8 +364,8 @@ RBBoolean FillRectApplyRGBcA1(REALobject instance, uint32_t color, int64_t alpha
   return FillRectApplyRGBA1(instance, RedOf(color), GreenOf(color), BlueOf(color), alpha);
 }
 
-RBBoolean FillRectApplyRGBcA5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height,
-                         uint32_t color, int64_t alpha) {
+RBBoolean FillRectApplyRGBcA5(REALobject instance, int64_t x, int64_t y, int64_t width,
+                              int64_t height, uint32_t color, int64_t alpha) {
   DebugLog("FillRectApplyRGBcA5");
   return FillRectApplyRGBA5(instance, x, y, width, height, RedOf(color), GreenOf(color),
                             BlueOf(color), alpha);

@@ -41,12 +41,13 @@ void FillRectRandom5(REALobject instance, int64_t x, int64_t y, int64_t width, i
 // False for an image that is not valid or of another family, and for one without a row accessor
 // (nothing was blended); true otherwise, an empty rectangle included.
 RBBoolean FillRectApplyRGBA1(REALobject instance, int64_t red, int64_t green, int64_t blue,
-                        int64_t alpha);
-RBBoolean FillRectApplyRGBA5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height,
-                        int64_t red, int64_t green, int64_t blue, int64_t alpha);
+                             int64_t alpha);
+RBBoolean FillRectApplyRGBA5(REALobject instance, int64_t x, int64_t y, int64_t width,
+                             int64_t height, int64_t red, int64_t green, int64_t blue,
+                             int64_t alpha);
 RBBoolean FillRectApplyRGBcA1(REALobject instance, uint32_t color, int64_t alpha);
-RBBoolean FillRectApplyRGBcA5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height,
-                         uint32_t color, int64_t alpha);
+RBBoolean FillRectApplyRGBcA5(REALobject instance, int64_t x, int64_t y, int64_t width,
+                              int64_t height, uint32_t color, int64_t alpha);
 
 // "ClearRect": the whole form zeroes every byte of every row, padding included; the rectangle
 // form zeroes whole pixels of the rectangle.

@@ -3,7 +3,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "filters/filter_simd.h"
 #include "filters/image_rect.h"
+#include "filters/pixel_simd.h"
 #include "image/image_checks.h"
 #include "image/image_class_data.h"
 #include "image/pixel_channels.h"
@@ -16,6 +18,8 @@ uint8_t InitedMultiplyTable = 0;
 namespace {
 
 constexpr size_t kTableSize = 256 * 256;
+// The vector kernels read four bytes for the last entry.
+constexpr size_t kGatherSlack = 4;
 
 void ComplementBytes(uint8_t* bytes, int64_t count) {
   for (int64_t i = 0; i < count; ++i) bytes[i] = static_cast<uint8_t>(~bytes[i]);
@@ -83,8 +87,8 @@ void Invert1(REALobject instance) {
 void InitMultiplyTable() {
   if (InitedMultiplyTable != 0) return;
   InitedMultiplyTable = 1;
-  auto* multiply = static_cast<uint8_t*>(std::calloc(kTableSize, 1));
-  auto* unmultiply = static_cast<uint8_t*>(std::calloc(kTableSize, 1));
+  auto* multiply = static_cast<uint8_t*>(std::calloc(kTableSize + kGatherSlack, 1));
+  auto* unmultiply = static_cast<uint8_t*>(std::calloc(kTableSize + kGatherSlack, 1));
   if (!multiply || !unmultiply) {
     DebugLog("Failed to allocate the multiply tables.");
     std::free(multiply);
@@ -146,6 +150,13 @@ void PremultiplyRect(REALobject instance, const ImageRect& rect, bool multiply) 
   const uint8_t* table =
       InitedMultiplyTable == 2 ? (multiply ? MultiplyTable : UnmultiplyTable) : nullptr;
   uint8_t (*formula)(uint8_t, uint8_t) = multiply ? &MultiplyValue : &UnmultiplyValue;
+  QuadOffsets quad;
+  if (PremultiplyRowProc vectorRow = table ? ActivePremultiplyRow() : nullptr;
+      vectorRow && family == PixelFamily::kRGBA && QuadLayout(*image, true, quad)) {
+    ForEachRow(image, r.y, r.height,
+               [&](uint8_t* row) { vectorRow(table, row + r.x * 4, r.width, quad); });
+    return;
+  }
   // Alpha is the last channel of the set, the colour channels come before it.
   WithChannelCount(channels.count, [&](auto n) {
     constexpr int N = decltype(n)::value;
@@ -187,6 +198,30 @@ void Unmultiply1(REALobject instance) {
   Unmultiply5(instance, 0, 0, image->Width, image->Height);
 }
 
+namespace {
+
+// Red, green and blue of the rectangle through `map` with the vector byte map; false when it
+// cannot take the image (the plain loop then).
+bool MapColourBytes(ImageClassData* image, const ImageRect& r, const uint8_t* map) {
+  ByteMapRowProc vectorRow = ActiveByteMapRow();
+  if (!vectorRow) return false;
+  const int64_t offsets[3] = {image->RedOffset, image->GreenOffset, image->BlueOffset};
+  const uint8_t classes[3] = {1, 1, 1};
+  BytePattern pattern;
+  if (!VectorLayout(*image, *image, 3, offsets, offsets, classes, pattern)) return false;
+  alignas(64) uint8_t table[256 + kTableSlack] = {};
+  std::memcpy(table, map, 256);
+  const ByteMapRow plan{&pattern, table, 1};
+  const int64_t pixelSize = image->PixelSize;
+  ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
+    uint8_t* span = row + r.x * pixelSize;
+    vectorRow(plan, span, span, r.width * pixelSize);
+  });
+  return true;
+}
+
+}  // namespace
+
 RBBoolean AutoLevel5(REALobject instance, int64_t x, int64_t y, int64_t width, int64_t height) {
   ImageClassData* image = ImageData(instance);
   if (!image) return false;
@@ -203,16 +238,28 @@ RBBoolean AutoLevel5(REALobject instance, int64_t x, int64_t y, int64_t width, i
   const int64_t red = image->RedOffset, green = image->GreenOffset, blue = image->BlueOffset;
   // 32-bit counters, as the histogram has always had; they wrap only past 4G pixels.
   uint32_t counts[256] = {};
-  ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
-    const uint8_t* pixel = row + r.x * pixelSize;
-    for (int64_t i = 0; i < r.width; ++i, pixel += pixelSize) {
-      auto luminance =
-          static_cast<int>(pixel[red] * 0.177 + pixel[green] * 0.813 + pixel[blue] * 0.01);
-      // The weights sum to 1 and white gives exactly 255; the bound only guards the table.
-      if (luminance > 255) luminance = 255;
-      ++counts[luminance];
+  QuadOffsets quad;
+  if (LuminanceRowProc countRow = ActiveLuminanceRow();
+      countRow && QuadLayout(*image, false, quad)) {
+    // The four partial histograms add up (modulo 2^32, like the one counter) to the same counts.
+    uint32_t quarters[4][256] = {};
+    ForEachRow(image, r.y, r.height,
+               [&](uint8_t* row) { countRow(row + r.x * 4, r.width, quad, quarters); });
+    for (int v = 0; v < 256; ++v) {
+      counts[v] = quarters[0][v] + quarters[1][v] + quarters[2][v] + quarters[3][v];
     }
-  });
+  } else {
+    ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
+      const uint8_t* pixel = row + r.x * pixelSize;
+      for (int64_t i = 0; i < r.width; ++i, pixel += pixelSize) {
+        auto luminance =
+            static_cast<int>(pixel[red] * 0.177 + pixel[green] * 0.813 + pixel[blue] * 0.01);
+        // The weights sum to 1 and white gives exactly 255; the bound only guards the table.
+        if (luminance > 255) luminance = 255;
+        ++counts[luminance];
+      }
+    });
+  }
 
   uint32_t cumulative[256];
   uint32_t sum = 0;
@@ -243,6 +290,7 @@ RBBoolean AutoLevel5(REALobject instance, int64_t x, int64_t y, int64_t width, i
       map[v] = static_cast<uint8_t>(static_cast<int>((v - lo) * scale));
     }
   }
+  if (MapColourBytes(image, r, map)) return true;
   ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
     uint8_t* pixel = row + r.x * pixelSize;
     for (int64_t i = 0; i < r.width; ++i, pixel += pixelSize) {
@@ -274,6 +322,12 @@ RBBoolean RGBToGray(REALobject instance, int64_t mode) {
   }
   const int64_t pixelSize = image->PixelSize, width = image->Width;
   const int64_t red = image->RedOffset, green = image->GreenOffset, blue = image->BlueOffset;
+  QuadOffsets quad;
+  if (GrayRowProc vectorRow = ActiveGrayRow(); vectorRow && QuadLayout(*image, false, quad)) {
+    ForEachRow(image, 0, image->Height,
+               [&](uint8_t* row) { vectorRow(row, width, quad, static_cast<int>(mode)); });
+    return true;
+  }
   ForEachRow(image, 0, image->Height, [&](uint8_t* row) {
     uint8_t* pixel = row;
     for (int64_t i = 0; i < width; ++i, pixel += pixelSize) {

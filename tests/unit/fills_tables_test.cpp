@@ -4,11 +4,14 @@
 
 #include <cstdint>
 #include <cstring>
+#include <functional>
+#include <random>
 #include <string>
 #include <vector>
 
 #include "filters/pixel_ops.h"
 #include "host/emulated_host.h"
+#include "platform/cpu_features.h"
 #include "support/log_capture.h"
 
 namespace {
@@ -114,6 +117,59 @@ TEST_F(FillsUnit, FallbackWithoutTables) {
   withFormula.Call("Multiply");
   InitedMultiplyTable = 2;
   EXPECT_EQ(std::memcmp(Row(withTables, 0), Row(withFormula, 0), 12), 0);
+}
+
+// The vector paths against the plain level, on rows long enough for whole blocks and a rest,
+// with a rectangle off the image's corner, in the layouts they take and some they refuse. The
+// 256 x 256 image holds every (colour, alpha) pair of the premultiplication.
+TEST_F(FillsUnit, EveryLevelGivesThePlainBytes) {
+  using platform::SimdLevel;
+  using Operation = std::function<void(const Ref&)>;
+  const std::vector<std::pair<const char*, Operation>> operations = {
+      {"FillRect alpha", [](const Ref& i) { i.Call("FillRect", 3, 1, 250, 2, 77, 200); }},
+      {"FillRectRGB alpha", [](const Ref& i) { i.Call("FillRectRGB", 1, 0, 255, 3, 9, 8, 7, 6); }},
+      {"FillRectApply",
+       [](const Ref& i) { i.Call<bool>("FillRectApply", 2, 1, 254, 2, 10, 220, 3, 99); }},
+      {"FillRectApply out of range",
+       [](const Ref& i) { i.Call<bool>("FillRectApply", -300, 4000, 70000, 300); }},
+      {"Multiply", [](const Ref& i) { i.Call("Multiply", 1, 1, 255, 255); }},
+      {"Unmultiply", [](const Ref& i) { i.Call("Unmultiply"); }},
+      {"AutoLevel", [](const Ref& i) { i.Call<bool>("AutoLevel", 1, 0, 250, 3); }},
+      {"RGBToGray 0", [](const Ref& i) { i.Call<bool>("RGBToGray", 0); }},
+      {"RGBToGray 1", [](const Ref& i) { i.Call<bool>("RGBToGray", 1); }},
+      {"RGBToGray 2", [](const Ref& i) { i.Call<bool>("RGBToGray", 2); }},
+      {"RGBToGray 3", [](const Ref& i) { i.Call<bool>("RGBToGray", 3); }},
+      {"RGBToGray 4", [](const Ref& i) { i.Call<bool>("RGBToGray", 4); }},
+  };
+  InitMultiplyTable();
+  for (int64_t format : {kRGBA, kRGBX, int64_t{4}, int64_t{7}, kRGB, kG, kGA}) {
+    for (const auto& [name, operation] : operations) {
+      std::vector<uint8_t> plain;
+      for (SimdLevel level : {SimdLevel::kScalar, SimdLevel::kBaseline, SimdLevel::kAVX2}) {
+        const SimdLevel previous = platform::SetSimdLimit(level);
+        Ref image = host_.New("PictureXQT", int64_t{256}, int64_t{256}, format);
+        const int64_t bytes = image.Get<int64_t>("RowSize");
+        std::mt19937 random(static_cast<uint32_t>(format));
+        for (int64_t y = 0; y < 256; ++y) {
+          uint8_t* row = Row(image, y);
+          for (int64_t x = 0; x < bytes; ++x) {
+            row[x] = static_cast<uint8_t>(format == kRGBA ? (x % 4 == 3 ? y : x / 4) : random());
+          }
+        }
+        operation(image);
+        platform::SetSimdLimit(previous);
+        std::vector<uint8_t> got;
+        for (int64_t y = 0; y < 256; ++y)
+          got.insert(got.end(), Row(image, y), Row(image, y) + bytes);
+        if (level == SimdLevel::kScalar) {
+          plain = got;
+        } else {
+          ASSERT_EQ(got, plain) << name << ", format " << format << ", level "
+                                << static_cast<int>(level);
+        }
+      }
+    }
+  }
 }
 
 TEST_F(FillsUnit, LabelsNameThePath) {

@@ -1,0 +1,211 @@
+// AVX2 row kernels of the pixel operations, eight four-byte pixels at a time. The premultiplication
+// gathers its table entries, so it gives the table's bytes by construction; the luminance and the
+// gray modes compute the plain loop's integer or double formula in the same order, four or eight
+// lanes at a time. Pixels left over at a row's end take the plain formulas.
+#include <immintrin.h>
+
+#include <cstdint>
+#include <initializer_list>
+
+#include "filters/pixel_simd.h"
+#include "platform/cpu_features.h"
+
+#if defined(__clang__)
+#pragma clang attribute push(__attribute__((target("avx2,fma"))), apply_to = function)
+#else
+#pragma GCC push_options
+#pragma GCC target("avx2,fma")
+#endif
+
+namespace {
+
+// The hardware's own prefetch falls behind kernels that spend time on arithmetic; asking for the
+// lines 2 KB ahead keeps memory and arithmetic overlapped. Integer arithmetic: the address may lie
+// past the row, which a prefetch may touch but a pointer may not point to.
+void PrefetchAhead(const uint8_t* at) {
+  _mm_prefetch(reinterpret_cast<const char*>(reinterpret_cast<uintptr_t>(at) + 2048), _MM_HINT_T0);
+}
+
+__m256i Load32(const uint8_t* at) {
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(at));
+}
+void Store32(uint8_t* at, __m256i value) {
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(at), value);
+}
+
+// The byte at `offset` of each pixel, as a 32-bit lane.
+__m256i Channel(__m256i pixels, int offset) {
+  return _mm256_and_si256(_mm256_srlv_epi32(pixels, _mm256_set1_epi32(8 * offset)),
+                          _mm256_set1_epi32(0xFF));
+}
+
+// Bytes of each pixel at `offsets` set: a mask of those bytes.
+__m256i ByteMask(std::initializer_list<int> offsets) {
+  uint32_t mask = 0;
+  for (int offset : offsets) mask |= 0xFFu << (8 * offset);
+  return _mm256_set1_epi32(static_cast<int>(mask));
+}
+
+void PremultiplyRow(const uint8_t* table, uint8_t* row, int64_t pixels, const QuadOffsets& quad) {
+  const int colours[3] = {quad.red, quad.green, quad.blue};
+  const auto* base = reinterpret_cast<const int*>(table);
+  const __m256i keep = ByteMask({quad.alpha});
+  int64_t i = 0;
+  for (; i + 8 <= pixels; i += 8) {
+    uint8_t* at = row + 4 * i;
+    PrefetchAhead(at);
+    __m256i p = Load32(at);
+    __m256i rows = _mm256_slli_epi32(Channel(p, quad.alpha), 8);
+    __m256i out = _mm256_and_si256(p, keep);
+    for (int offset : colours) {
+      __m256i entry = _mm256_i32gather_epi32(base, _mm256_add_epi32(rows, Channel(p, offset)), 1);
+      entry = _mm256_and_si256(entry, _mm256_set1_epi32(0xFF));
+      out = _mm256_or_si256(out, _mm256_sllv_epi32(entry, _mm256_set1_epi32(8 * offset)));
+    }
+    Store32(at, out);
+  }
+  for (; i < pixels; ++i) {
+    uint8_t* pixel = row + 4 * i;
+    const uint8_t* line = table + pixel[quad.alpha] * 256;
+    for (int offset : colours) pixel[offset] = line[pixel[offset]];
+  }
+}
+
+// (integer)(red x wr + green x wg + blue x wb), the sums left to right, for eight pixels.
+inline __attribute__((always_inline)) __m256i WeightedSum(__m256i red, __m256i green, __m256i blue,
+                                                          double wr, double wg, double wb) {
+  auto half = [&](int h) {
+    auto lanes = [&](__m256i v) {
+      return _mm256_cvtepi32_pd(h ? _mm256_extracti128_si256(v, 1) : _mm256_castsi256_si128(v));
+    };
+    __m256d sum = _mm256_add_pd(_mm256_mul_pd(lanes(red), _mm256_set1_pd(wr)),
+                                _mm256_mul_pd(lanes(green), _mm256_set1_pd(wg)));
+    sum = _mm256_add_pd(sum, _mm256_mul_pd(lanes(blue), _mm256_set1_pd(wb)));
+    return _mm256_cvttpd_epi32(sum);
+  };
+  return _mm256_setr_m128i(half(0), half(1));
+}
+
+void LuminanceRow(const uint8_t* row, int64_t pixels, const QuadOffsets& quad,
+                  uint32_t (*counts)[256]) {
+  int64_t i = 0;
+  alignas(32) int32_t levels[8];
+  for (; i + 8 <= pixels; i += 8) {
+    const uint8_t* at = row + 4 * i;
+    PrefetchAhead(at);
+    __m256i p = Load32(at);
+    __m256i luminance = WeightedSum(Channel(p, quad.red), Channel(p, quad.green),
+                                    Channel(p, quad.blue), 0.177, 0.813, 0.01);
+    luminance = _mm256_min_epi32(luminance, _mm256_set1_epi32(255));
+    _mm256_store_si256(reinterpret_cast<__m256i*>(levels), luminance);
+    for (int k = 0; k < 8; ++k) ++counts[k & 3][levels[k]];
+  }
+  for (; i < pixels; ++i) {
+    const uint8_t* pixel = row + 4 * i;
+    auto luminance = static_cast<int>(pixel[quad.red] * 0.177 + pixel[quad.green] * 0.813 +
+                                      pixel[quad.blue] * 0.01);
+    ++counts[i & 3][luminance > 255 ? 255 : luminance];
+  }
+}
+
+int GrayOf(int r, int g, int b, int mode) {
+  switch (mode) {
+    case 0:
+      return (2 * r + 3 * g + b) / 6;
+    case 1:
+      return (3 * r + 4 * g + b) >> 3;
+    case 2:
+      return static_cast<int>(r * 0.2126 + g * 0.7152 + b * 0.0722);
+    case 3:
+      return static_cast<int>(r * 0.299 + g * 0.587 + b * 0.114);
+    default:
+      return (77 * r + 151 * g + 29 * b) >> 8;
+  }
+}
+
+template <int Mode>
+__m256i GrayLanes(__m256i r, __m256i g, __m256i b) {
+  if constexpr (Mode == 0) {
+    // x / 6 = (x x 10923) >> 16 for 0 <= x < 32768 (10923 x 6 = 65536 + 2); x is at most 1530.
+    __m256i x = _mm256_add_epi32(
+        _mm256_add_epi32(_mm256_add_epi32(r, r), _mm256_mullo_epi16(g, _mm256_set1_epi32(3))), b);
+    return _mm256_mulhi_epu16(x, _mm256_set1_epi32(10923));
+  } else if constexpr (Mode == 1) {
+    __m256i x = _mm256_add_epi32(_mm256_mullo_epi16(r, _mm256_set1_epi32(3)),
+                                 _mm256_add_epi32(_mm256_slli_epi32(g, 2), b));
+    return _mm256_srli_epi32(x, 3);
+  } else if constexpr (Mode == 2) {
+    return WeightedSum(r, g, b, 0.2126, 0.7152, 0.0722);
+  } else if constexpr (Mode == 3) {
+    return WeightedSum(r, g, b, 0.299, 0.587, 0.114);
+  } else {
+    // The products and their sum stay below 65536, within the low half of each lane.
+    __m256i x = _mm256_add_epi32(_mm256_mullo_epi16(r, _mm256_set1_epi32(77)),
+                                 _mm256_mullo_epi16(g, _mm256_set1_epi32(151)));
+    x = _mm256_add_epi32(x, _mm256_mullo_epi16(b, _mm256_set1_epi32(29)));
+    return _mm256_srli_epi32(x, 8);
+  }
+}
+
+template <int Mode>
+void GrayRowMode(uint8_t* row, int64_t pixels, const QuadOffsets& quad) {
+  // The gray byte (byte 0 of each lane) copied to the red, green and blue positions.
+  alignas(32) int8_t spread[32];
+  for (int i = 0; i < 32; ++i) {
+    const int offset = i % 4;
+    spread[i] = offset == quad.red || offset == quad.green || offset == quad.blue
+                    ? static_cast<int8_t>(i - offset)
+                    : static_cast<int8_t>(-128);
+  }
+  const __m256i toColours = _mm256_load_si256(reinterpret_cast<const __m256i*>(spread));
+  const __m256i keep =
+      _mm256_xor_si256(ByteMask({quad.red, quad.green, quad.blue}), _mm256_set1_epi32(-1));
+  int64_t i = 0;
+  for (; i + 8 <= pixels; i += 8) {
+    uint8_t* at = row + 4 * i;
+    PrefetchAhead(at);
+    __m256i p = Load32(at);
+    __m256i gray =
+        GrayLanes<Mode>(Channel(p, quad.red), Channel(p, quad.green), Channel(p, quad.blue));
+    Store32(at, _mm256_or_si256(_mm256_and_si256(p, keep), _mm256_shuffle_epi8(gray, toColours)));
+  }
+  for (; i < pixels; ++i) {
+    uint8_t* pixel = row + 4 * i;
+    auto gray =
+        static_cast<uint8_t>(GrayOf(pixel[quad.red], pixel[quad.green], pixel[quad.blue], Mode));
+    pixel[quad.red] = pixel[quad.green] = pixel[quad.blue] = gray;
+  }
+}
+
+void GrayRow(uint8_t* row, int64_t pixels, const QuadOffsets& quad, int mode) {
+  switch (mode) {
+    case 0:
+      return GrayRowMode<0>(row, pixels, quad);
+    case 1:
+      return GrayRowMode<1>(row, pixels, quad);
+    case 2:
+      return GrayRowMode<2>(row, pixels, quad);
+    case 3:
+      return GrayRowMode<3>(row, pixels, quad);
+    default:
+      return GrayRowMode<4>(row, pixels, quad);
+  }
+}
+
+}  // namespace
+
+#if defined(__clang__)
+#pragma clang attribute pop
+#else
+#pragma GCC pop_options
+#endif
+
+namespace {
+
+bool HasAVX2() { return platform::ProcessorSimdLevel() >= platform::SimdLevel::kAVX2; }
+
+}  // namespace
+
+PremultiplyRowProc PremultiplyRowAVX2() { return HasAVX2() ? PremultiplyRow : nullptr; }
+LuminanceRowProc LuminanceRowAVX2() { return HasAVX2() ? LuminanceRow : nullptr; }
+GrayRowProc GrayRowAVX2() { return HasAVX2() ? GrayRow : nullptr; }
