@@ -167,7 +167,8 @@ bool unsharpFilter(ImageClassData* self, ImageClassData* other, double amount, i
   return true;
 }
 
-RBBoolean UnsharpFilter(REALobject instance, REALobject origpixels, double amount, int64_t threshold) {
+RBBoolean UnsharpFilter(REALobject instance, REALobject origpixels, double amount,
+                        int64_t threshold) {
   DebugLog("unsharpFilter");
   if (Debugging()) LogMessageX("%s%s %f", kDebugPrefix, "pAmount", amount);
   DebugLog("pThreshold", static_cast<long long>(threshold));

@@ -19,4 +19,5 @@ void unsharpFilterCMYKA(ImageClassData* self, ImageClassData* other, double amou
 bool unsharpFilter(ImageClassData* self, ImageClassData* other, double amount, int64_t threshold);
 
 // "UnsharpFilter(origpixels as PictureXQT, Amount as double, Threshold as integer) as boolean"
-RBBoolean UnsharpFilter(REALobject instance, REALobject origpixels, double amount, int64_t threshold);
+RBBoolean UnsharpFilter(REALobject instance, REALobject origpixels, double amount,
+                        int64_t threshold);
