@@ -6,14 +6,16 @@
 #   fuzz      Clang fuzzer build; fuzz for FUZZ_SECONDS (60) from a copy of the committed corpus
 #   arm64     cross build for Linux arm64, run every test under qemu-aarch64
 #   windows   cross build for Windows x86-64 with mingw-w64, run every test under wine
+#   coverage  GCC build with --coverage, run every test, print line and branch coverage of src/
+#             and host/
 #   package   build the Linux x86-64 and arm64, Windows x86-64 and universal macOS libraries and
 #             write build/Images.xojo_plugin
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 job=${1:-}
-case "$job" in demo | test | sanitize | fuzz | arm64 | windows | package) ;; *)
-  echo "usage: $0 demo|test|sanitize|fuzz|arm64|windows|package" >&2
+case "$job" in demo | test | sanitize | fuzz | arm64 | windows | coverage | package) ;; *)
+  echo "usage: $0 demo|test|sanitize|fuzz|arm64|windows|coverage|package" >&2
   exit 2
   ;;
 esac
@@ -36,6 +38,7 @@ case "$job" in windows | package)
   ;;
 esac
 case "$job" in windows) packages+=(wine64) ;; esac
+case "$job" in coverage) packages+=(gcovr) ;; esac
 case "$job" in package)
   packages+=(lld-14 llvm-14 libc++-14-dev libc++abi-14-dev)
   # A machine may have npm and python3 from elsewhere than Debian's packages; either will do.
@@ -122,6 +125,24 @@ arm64)
   configure_arm64
   cmake --build build-arm64
   ctest --test-dir build-arm64 --output-on-failure -j "$jobs"
+  ;;
+coverage)
+  # Unoptimised, so that lines and branches map to the source; atomic counters, since worker
+  # threads run the same code at once. The counters of every test process add up.
+  flags="--coverage -fprofile-update=atomic"
+  cmake -S . -B build-cov -G Ninja -DCMAKE_BUILD_TYPE=Debug -DXQT_TESTS=ON \
+    -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_C_FLAGS="$flags" -DCMAKE_EXE_LINKER_FLAGS=--coverage \
+    -DCMAKE_SHARED_LINKER_FLAGS=--coverage >/dev/null
+  cmake --build build-cov
+  find build-cov -name '*.gcda' -delete
+  ctest --test-dir build-cov --output-on-failure -j "$jobs"
+  for part in "src/ host/" "src/"; do
+    echo "coverage of $part:"
+    filters=()
+    for folder in $part; do filters+=(--filter "$folder"); done
+    gcovr --root . "${filters[@]}" --object-directory build-cov --print-summary --txt /dev/null \
+      build-cov | grep -E '^(lines|branches):'
+  done
   ;;
 windows)
   configure_windows -DXQT_HOST=ON -DXQT_TESTS=ON
