@@ -3,9 +3,11 @@
 
 #if defined(_WIN32)
 // windows.h first: the other two build on its types.
+// clang-format off
+#include <windows.h>
 #include <psapi.h>
 #include <tlhelp32.h>
-#include <windows.h>
+// clang-format on
 #else
 #include <sys/resource.h>
 #include <sys/wait.h>
