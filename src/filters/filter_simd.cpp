@@ -94,10 +94,6 @@ bool BuildUnsharpSteps(double k, int32_t limit, UnsharpSteps& steps) {
 
 namespace {
 
-bool Allowed(platform::SimdLevel level) {
-  return static_cast<int>(platform::ActiveSimdLevel()) >= static_cast<int>(level);
-}
-
 // Whether the baseline level takes the portable kernels (see filter_simd.h).
 #if defined(__x86_64__)
 constexpr bool kPortableAtBaseline = false;
@@ -105,24 +101,31 @@ constexpr bool kPortableAtBaseline = false;
 constexpr bool kPortableAtBaseline = true;
 #endif
 
-bool PortableAllowed() { return kPortableAtBaseline && Allowed(platform::SimdLevel::kBaseline); }
+bool PortableAllowed() {
+  return kPortableAtBaseline && platform::LevelAllowed(platform::SimdLevel::kBaseline);
+}
 
 }  // namespace
 
 ByteMapRowProc ActiveByteMapRow() {
-  if (Allowed(platform::SimdLevel::kAVX512) && ByteMapRowAVX512()) return ByteMapRowAVX512();
-  if (Allowed(platform::SimdLevel::kAVX2) && ByteMapRowAVX2()) return ByteMapRowAVX2();
+  if (platform::LevelAllowed(platform::SimdLevel::kAVX512) && ByteMapRowAVX512())
+    return ByteMapRowAVX512();
+  if (platform::LevelAllowed(platform::SimdLevel::kAVX2) && ByteMapRowAVX2())
+    return ByteMapRowAVX2();
   return PortableAllowed() ? ByteMapRowPortable() : nullptr;
 }
 
 DitherRowProc ActiveDitherRow() {
-  if (Allowed(platform::SimdLevel::kAVX512) && DitherRowAVX512()) return DitherRowAVX512();
-  if (Allowed(platform::SimdLevel::kAVX2) && DitherRowAVX2()) return DitherRowAVX2();
+  if (platform::LevelAllowed(platform::SimdLevel::kAVX512) && DitherRowAVX512())
+    return DitherRowAVX512();
+  if (platform::LevelAllowed(platform::SimdLevel::kAVX2) && DitherRowAVX2()) return DitherRowAVX2();
   return PortableAllowed() ? DitherRowPortable() : nullptr;
 }
 
 UnsharpRowProc ActiveUnsharpRow() {
-  if (Allowed(platform::SimdLevel::kAVX512) && UnsharpRowAVX512()) return UnsharpRowAVX512();
-  if (Allowed(platform::SimdLevel::kAVX2) && UnsharpRowAVX2()) return UnsharpRowAVX2();
+  if (platform::LevelAllowed(platform::SimdLevel::kAVX512) && UnsharpRowAVX512())
+    return UnsharpRowAVX512();
+  if (platform::LevelAllowed(platform::SimdLevel::kAVX2) && UnsharpRowAVX2())
+    return UnsharpRowAVX2();
   return PortableAllowed() ? UnsharpRowPortable() : nullptr;
 }

@@ -408,12 +408,12 @@ void UnsharpRowKernel(const UnsharpRow& row, const uint8_t* other, uint8_t* self
 #pragma GCC pop_options
 #endif
 
-namespace {
-
-bool HasAVX2() { return platform::ProcessorSimdLevel() >= platform::SimdLevel::kAVX2; }
-
-}  // namespace
-
-ByteMapRowProc ByteMapRowAVX2() { return HasAVX2() ? MapRowKernel : nullptr; }
-DitherRowProc DitherRowAVX2() { return HasAVX2() ? DitherRowKernel : nullptr; }
-UnsharpRowProc UnsharpRowAVX2() { return HasAVX2() ? UnsharpRowKernel : nullptr; }
+ByteMapRowProc ByteMapRowAVX2() {
+  return platform::ProcessorRuns(platform::SimdLevel::kAVX2) ? MapRowKernel : nullptr;
+}
+DitherRowProc DitherRowAVX2() {
+  return platform::ProcessorRuns(platform::SimdLevel::kAVX2) ? DitherRowKernel : nullptr;
+}
+UnsharpRowProc UnsharpRowAVX2() {
+  return platform::ProcessorRuns(platform::SimdLevel::kAVX2) ? UnsharpRowKernel : nullptr;
+}

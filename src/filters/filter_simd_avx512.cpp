@@ -252,7 +252,7 @@ namespace {
 
 bool HasVBMI() { return platform::ProcessorFeatures().avx512vbmi; }
 
-bool HasAVX512() { return platform::ProcessorSimdLevel() >= platform::SimdLevel::kAVX512; }
+bool HasAVX512() { return platform::ProcessorRuns(platform::SimdLevel::kAVX512); }
 
 }  // namespace
 

@@ -21,12 +21,12 @@ bool QuadLayout(const ImageClassData& image, bool withAlpha, QuadOffsets& quad) 
   return true;
 }
 
-namespace {
-
-bool AVX2Allowed() { return platform::ActiveSimdLevel() >= platform::SimdLevel::kAVX2; }
-
-}  // namespace
-
-PremultiplyRowProc ActivePremultiplyRow() { return AVX2Allowed() ? PremultiplyRowAVX2() : nullptr; }
-LuminanceRowProc ActiveLuminanceRow() { return AVX2Allowed() ? LuminanceRowAVX2() : nullptr; }
-GrayRowProc ActiveGrayRow() { return AVX2Allowed() ? GrayRowAVX2() : nullptr; }
+PremultiplyRowProc ActivePremultiplyRow() {
+  return platform::LevelAllowed(platform::SimdLevel::kAVX2) ? PremultiplyRowAVX2() : nullptr;
+}
+LuminanceRowProc ActiveLuminanceRow() {
+  return platform::LevelAllowed(platform::SimdLevel::kAVX2) ? LuminanceRowAVX2() : nullptr;
+}
+GrayRowProc ActiveGrayRow() {
+  return platform::LevelAllowed(platform::SimdLevel::kAVX2) ? GrayRowAVX2() : nullptr;
+}

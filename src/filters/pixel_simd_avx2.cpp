@@ -200,12 +200,12 @@ void GrayRow(uint8_t* row, int64_t pixels, const QuadOffsets& quad, int mode) {
 #pragma GCC pop_options
 #endif
 
-namespace {
-
-bool HasAVX2() { return platform::ProcessorSimdLevel() >= platform::SimdLevel::kAVX2; }
-
-}  // namespace
-
-PremultiplyRowProc PremultiplyRowAVX2() { return HasAVX2() ? PremultiplyRow : nullptr; }
-LuminanceRowProc LuminanceRowAVX2() { return HasAVX2() ? LuminanceRow : nullptr; }
-GrayRowProc GrayRowAVX2() { return HasAVX2() ? GrayRow : nullptr; }
+PremultiplyRowProc PremultiplyRowAVX2() {
+  return platform::ProcessorRuns(platform::SimdLevel::kAVX2) ? PremultiplyRow : nullptr;
+}
+LuminanceRowProc LuminanceRowAVX2() {
+  return platform::ProcessorRuns(platform::SimdLevel::kAVX2) ? LuminanceRow : nullptr;
+}
+GrayRowProc GrayRowAVX2() {
+  return platform::ProcessorRuns(platform::SimdLevel::kAVX2) ? GrayRow : nullptr;
+}

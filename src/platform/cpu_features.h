@@ -31,6 +31,10 @@ SimdLevel ProcessorSimdLevel();
 // The level kernels use: the processor's, capped by SetSimdLimit.
 SimdLevel ActiveSimdLevel();
 
+// Whether the processor runs `level`'s kernels, and whether the cap lets them run.
+inline bool ProcessorRuns(SimdLevel level) { return ProcessorSimdLevel() >= level; }
+inline bool LevelAllowed(SimdLevel level) { return ActiveSimdLevel() >= level; }
+
 // Caps the level (static library and tests); returns the previous cap.
 SimdLevel SetSimdLimit(SimdLevel limit);
 
