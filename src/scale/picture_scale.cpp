@@ -101,7 +101,8 @@ struct MadeTemp {
 // share are made by both.
 
 constexpr int64_t kBandRows = 64;
-constexpr int64_t kRowGroup = 8;  // source rows the horizontal vector loops take at once
+// Source rows the horizontal vector loops take at once (eight, or four blocks of eight).
+constexpr int64_t kRowGroup = 32;
 
 struct RingTemp {
   ImageClassData image;  // first, so that the row accessor finds the ring from the record
@@ -157,7 +158,7 @@ void FusedRows(const FusedScale& fused, int64_t first, int64_t last, YieldData* 
       capacity = std::max(capacity, high - low + 1);
     }
   }
-  // The horizontal pass makes rows eight at a time; a band's last group runs on ahead.
+  // The horizontal pass makes rows in whole groups; a band's last group runs on ahead.
   capacity += kRowGroup - 1;
   const ImageClassData& source = *fused.horizontal.source;
   const int64_t width = fused.horizontal.width;
