@@ -211,7 +211,9 @@ bool MapColourBytes(ImageClassData* image, const ImageRect& r, const uint8_t* ma
   if (!VectorLayout(*image, *image, 3, offsets, offsets, classes, pattern)) return false;
   alignas(64) uint8_t table[256 + kTableSlack] = {};
   std::memcpy(table, map, 256);
-  const ByteMapRow plan{&pattern, table, 1};
+  // A stretch is a line, which kernels may compute rather than look up.
+  ByteRamp ramp;
+  const ByteMapRow plan{&pattern, table, 1, FitByteRamp(map, ramp) ? &ramp : nullptr};
   const int64_t pixelSize = image->PixelSize;
   ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
     uint8_t* span = row + r.x * pixelSize;

@@ -1,7 +1,8 @@
 // AVX2 row kernels of the pixel operations, eight four-byte pixels at a time. The premultiplication
-// gathers its table entries, so it gives the table's bytes by construction; the luminance and the
-// gray modes compute the plain loop's integer or double formula in the same order, four or eight
-// lanes at a time. Pixels left over at a row's end take the plain formulas.
+// gathers its table entries, so it gives the table's bytes by construction; the gray modes compute
+// the plain loop's integer or double formula in the same order, four or eight lanes at a time, and
+// the luminance an integer form that equals the double formula (see LuminanceRow). Pixels left over
+// at a row's end take the plain formulas.
 #include <immintrin.h>
 
 #include <cstdint>
@@ -86,19 +87,49 @@ inline __attribute__((always_inline)) __m256i WeightedSum(__m256i red, __m256i g
   return _mm256_setr_m128i(half(0), half(1));
 }
 
+// The luminance in integers: S = 177 red + 813 green + 10 blue is a thousand times the exact
+// weighted sum, and the double formula, whose rounding errors stay far below 0.001, truncates to
+// S / 1000 except where S is a multiple of 1000 (grays among them): there it may land just below
+// and give one less, so blocks holding such a pixel take the double formula.
 void LuminanceRow(const uint8_t* row, int64_t pixels, const QuadOffsets& quad,
                   uint32_t (*counts)[256]) {
+  int weights[4] = {0, 0, 0, 0};
+  weights[quad.red] = 177;
+  weights[quad.green] = 813;
+  weights[quad.blue] = 10;
+  // Bytes 0 and 2 of each pixel are the two words of a lane, bytes 1 and 3 likewise.
+  const __m256i evenWeights = _mm256_set1_epi32(weights[0] | weights[2] << 16);
+  const __m256i oddWeights = _mm256_set1_epi32(weights[1] | weights[3] << 16);
+  const __m256i words = _mm256_set1_epi32(0x00FF00FF);
   int64_t i = 0;
-  alignas(32) int32_t levels[8];
   for (; i + 8 <= pixels; i += 8) {
     const uint8_t* at = row + 4 * i;
     PrefetchAhead(at);
     __m256i p = Load32(at);
-    __m256i luminance = WeightedSum(Channel(p, quad.red), Channel(p, quad.green),
-                                    Channel(p, quad.blue), 0.177, 0.813, 0.01);
-    luminance = _mm256_min_epi32(luminance, _mm256_set1_epi32(255));
-    _mm256_store_si256(reinterpret_cast<__m256i*>(levels), luminance);
-    for (int k = 0; k < 8; ++k) ++counts[k & 3][levels[k]];
+    __m256i sum = _mm256_add_epi32(
+        _mm256_madd_epi16(_mm256_and_si256(p, words), evenWeights),
+        _mm256_madd_epi16(_mm256_and_si256(_mm256_srli_epi16(p, 8), words), oddWeights));
+    // S < 256000: S / 1000 = (S / 8) / 125, and x / 125 = ((x x 33555) >> 16) >> 6 for x < 32768.
+    __m256i luminance = _mm256_srli_epi32(
+        _mm256_mulhi_epu16(_mm256_srli_epi32(sum, 3), _mm256_set1_epi32(33555)), 6);
+    __m256i whole = _mm256_cmpeq_epi32(_mm256_madd_epi16(luminance, _mm256_set1_epi32(1000)), sum);
+    if (!_mm256_testz_si256(whole, whole)) {
+      luminance = WeightedSum(Channel(p, quad.red), Channel(p, quad.green), Channel(p, quad.blue),
+                              0.177, 0.813, 0.01);
+      luminance = _mm256_min_epi32(luminance, _mm256_set1_epi32(255));
+    }
+    // Two levels per general register: stored and read back instead, they would wait on the
+    // counters' stores.
+    for (int half = 0; half < 2; ++half) {
+      __m128i pair =
+          half ? _mm256_extracti128_si256(luminance, 1) : _mm256_castsi256_si128(luminance);
+      const auto low = static_cast<uint64_t>(_mm_cvtsi128_si64(pair));
+      const auto high = static_cast<uint64_t>(_mm_extract_epi64(pair, 1));
+      ++counts[0][low & 0xFF];
+      ++counts[1][low >> 32];
+      ++counts[2][high & 0xFF];
+      ++counts[3][high >> 32];
+    }
   }
   for (; i < pixels; ++i) {
     const uint8_t* pixel = row + 4 * i;

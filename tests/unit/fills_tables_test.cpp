@@ -1,7 +1,8 @@
-// The premultiplication tables and their float fallback, and the debug labels of the fills,
-// through the static library.
+// The premultiplication tables and their float fallback, the luminance kernel of the levels
+// stretch, and the debug labels of the fills, through the static library.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "filters/pixel_ops.h"
+#include "filters/pixel_simd.h"
 #include "host/emulated_host.h"
 #include "platform/cpu_features.h"
 #include "support/log_capture.h"
@@ -167,6 +169,38 @@ TEST_F(FillsUnit, EveryLevelGivesThePlainBytes) {
           ASSERT_EQ(got, plain) << name << ", format " << format << ", level "
                                 << static_cast<int>(level);
         }
+      }
+    }
+  }
+}
+
+// The luminance kernel against the double formula on every colour, in two byte orders, on rows
+// whose length leaves a rest: the partial histograms of a row add up to the formula's. Grays and
+// the other multiples of a thousandth are where the integer form needs the double one.
+TEST(PixelKernels, LuminanceOfEveryColour) {
+  const LuminanceRowProc kernel = LuminanceRowAVX2();
+  if (!kernel) GTEST_SKIP() << "the processor has no AVX2";
+  constexpr int64_t kRow = 4093;  // prime, so rows start at every colour phase
+  std::mt19937 random(5);
+  for (const QuadOffsets quad : {QuadOffsets{0, 1, 2, 3}, QuadOffsets{3, 2, 1, 0}}) {
+    std::vector<uint8_t> row(kRow * 4);
+    for (int64_t first = 0; first < (1 << 24); first += kRow) {
+      const int64_t pixels = std::min<int64_t>(kRow, (1 << 24) - first);
+      uint32_t expected[256] = {};
+      for (int64_t i = 0; i < pixels; ++i) {
+        const auto colour = static_cast<uint32_t>(first + i);
+        const int r = colour >> 16, g = (colour >> 8) & 0xFF, b = colour & 0xFF;
+        row[4 * i + quad.red] = static_cast<uint8_t>(r);
+        row[4 * i + quad.green] = static_cast<uint8_t>(g);
+        row[4 * i + quad.blue] = static_cast<uint8_t>(b);
+        row[4 * i + quad.alpha] = static_cast<uint8_t>(random());
+        ++expected[static_cast<int>(r * 0.177 + g * 0.813 + b * 0.01)];
+      }
+      uint32_t counts[4][256] = {};
+      kernel(row.data(), pixels, quad, counts);
+      for (int v = 0; v < 256; ++v) {
+        ASSERT_EQ(counts[0][v] + counts[1][v] + counts[2][v] + counts[3][v], expected[v])
+            << "level " << v << " in the row from colour " << first << ", red at " << quad.red;
       }
     }
   }
