@@ -98,7 +98,7 @@ inline __attribute__((always_inline)) __m256i WeightedSum(__m256i red, __m256i g
 // For each mask of eight lanes, the indices of its set lanes first (a permutation that packs
 // them) and their count.
 struct LanePacking {
-  int32_t lanes[256][8];
+  alignas(32) int32_t lanes[256][8];
   int count[256];
 };
 constexpr LanePacking kLanePacking = [] {

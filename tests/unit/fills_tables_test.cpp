@@ -272,7 +272,7 @@ TEST_F(FillsUnit, SampledStretchGivesThePlainBytes) {
   for (const auto& [name, paint] : images) {
     for (bool rectangle : {false, true}) {
       std::vector<uint8_t> plain;
-      for (SimdLevel level : {SimdLevel::kScalar, SimdLevel::kAVX2}) {
+      for (SimdLevel level : {SimdLevel::kScalar, SimdLevel::kBaseline, SimdLevel::kAVX2}) {
         const SimdLevel previous = platform::SetSimdLimit(level);
         Ref image = host_.New("PictureXQT", kWidth, kHeight, kRGBA);
         std::mt19937 random(9);
