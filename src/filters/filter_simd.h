@@ -44,7 +44,8 @@ inline constexpr int32_t kLinearLimit = 125 * 65536;
 // there is none.
 bool FitLinearStep(const int32_t* low, const int32_t* high, LinearStep& step);
 
-// A byte map that is a clamped line: table[v] = clamp(step(v - base), 0, 255) for every v.
+// A byte map that is a clamped line: table[v] = clamp(step(v - base), 0, 255) for every v;
+// FitByteRamp gives false for a table that is no such line.
 struct ByteRamp {
   int base = 0;
   LinearStep step;

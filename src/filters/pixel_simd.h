@@ -23,8 +23,8 @@ bool QuadLayout(const ImageClassData& image, bool withAlpha, QuadOffsets& quad);
 using PremultiplyRowProc = void (*)(const uint8_t* table, uint8_t* row, int64_t pixels,
                                     const QuadOffsets& quad);
 
-// The levels whose count must be whole: those up to lowEnd and those from highStart on (all when
-// lowEnd is 255).
+// The levels whose count must be whole: those up to lowEnd and those from highStart on (every
+// level when the two tails meet).
 struct LevelTails {
   int lowEnd;
   int highStart;
