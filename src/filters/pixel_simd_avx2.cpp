@@ -183,7 +183,7 @@ void CountTails(const uint8_t* row, int64_t pixels, const QuadOffsets& quad,
   // The levels in the tails are packed without a branch per run (whether a run reaches into a
   // tail is hard to predict) and counted a chunk at a time.
   constexpr int64_t kChunk = 1024;
-  alignas(32) int32_t inside[kChunk + 8];
+  int32_t inside[kChunk + 8];
   int64_t i = 0;
   while (i + 8 <= pixels) {
     const int64_t end = i + std::min<int64_t>(kChunk, (pixels - i) & ~int64_t{7});
@@ -196,7 +196,7 @@ void CountTails(const uint8_t* row, int64_t pixels, const QuadOffsets& quad,
                                                _mm256_cmpgt_epi32(highStart, luminance));
       const int mask = ~_mm256_movemask_ps(_mm256_castsi256_ps(between)) & 0xFF;
       const __m256i order =
-          _mm256_load_si256(reinterpret_cast<const __m256i*>(kLanePacking.lanes[mask]));
+          _mm256_loadu_si256(reinterpret_cast<const __m256i*>(kLanePacking.lanes[mask]));
       _mm256_storeu_si256(reinterpret_cast<__m256i*>(inside + packed),
                           _mm256_permutevar8x32_epi32(luminance, order));
       packed += kLanePacking.count[mask];
