@@ -135,6 +135,11 @@ struct LuminanceLanes {
         _mm256_mulhi_epu16(_mm256_srli_epi32(sum, 3), _mm256_set1_epi32(33555)), 6);
     __m256i whole = _mm256_cmpeq_epi32(_mm256_madd_epi16(luminance, _mm256_set1_epi32(1000)), sum);
     if (_mm256_testz_si256(whole, whole)) return luminance;
+    // Black and white, which images stretched to their limits are full of, give their level
+    // exactly.
+    const __m256i extreme = _mm256_or_si256(_mm256_cmpeq_epi32(sum, _mm256_setzero_si256()),
+                                            _mm256_cmpeq_epi32(sum, _mm256_set1_epi32(255000)));
+    if (_mm256_testc_si256(extreme, whole)) return luminance;
     luminance = WeightedSum(Channel(p, quad.red), Channel(p, quad.green), Channel(p, quad.blue),
                             0.177, 0.813, 0.01);
     return _mm256_min_epi32(luminance, _mm256_set1_epi32(255));
