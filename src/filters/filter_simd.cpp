@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "platform/cpu_features.h"
 
@@ -33,33 +34,54 @@ bool RowsSafeForVectors(const uint8_t* a, const uint8_t* b, int64_t bytes) {
 
 namespace {
 
-// Looks for m (at most 256 x 65536) and c (below 65536) that give the table's entry as
-// min(255, (size * m + c) >> 16) for every size from `first` on; the products' own rounding makes
-// some entries one off a plain multiple, which the few candidates around |k| x 65536 absorb.
-bool FitMultiplier(const uint8_t* table, int first, double magnitude, uint32_t* m, uint32_t* c) {
-  constexpr double kCeiling = 256.0 * 65536.0;
-  const double centre = std::min(std::floor(magnitude * 65536.0), kCeiling);
-  for (int delta = -2; delta <= 2; ++delta) {
-    const double candidate = centre + delta;
-    if (candidate < 0 || candidate > kCeiling) continue;
-    for (uint32_t offset : {0u, 32768u, 65535u}) {
-      const uint64_t multiplier = static_cast<uint64_t>(candidate);
-      bool fits = true;
-      for (int size = first; size < 256 && fits; ++size) {
-        const uint64_t step = (size * multiplier + offset) >> 16;
-        fits = (step > 255 ? 255 : step) == table[size];
-      }
-      if (fits) {
-        *m = static_cast<uint32_t>(multiplier);
-        *c = offset;
-        return true;
-      }
-    }
-  }
-  return false;
+constexpr int32_t kAny = std::numeric_limits<int32_t>::max();
+
+int64_t FloorDivide(int64_t a, int64_t b) {
+  int64_t q = a / b;
+  return (a % b != 0 && (a < 0) != (b < 0)) ? q - 1 : q;
 }
+int64_t CeilDivide(int64_t a, int64_t b) { return -FloorDivide(-a, b); }
 
 }  // namespace
+
+bool FitLinearStep(const int32_t* low, const int32_t* high, LinearStep& step) {
+  // Every d bounds m from one side or both (low x 65536 <= d m < (high + 1) x 65536), so the m
+  // that fit form one range.
+  int64_t least = -kLinearLimit, most = kLinearLimit;
+  for (int d = -255; d <= 255; ++d) {
+    const int64_t atLeast = int64_t{low[d + 255]} * 65536;            // d m >= atLeast
+    const int64_t atMost = (int64_t{high[d + 255]} + 1) * 65536 - 1;  // d m <= atMost
+    if (d == 0) {
+      if (atLeast > 0 || atMost < 0) return false;
+    } else if (d > 0) {
+      least = std::max(least, CeilDivide(atLeast, d));
+      most = std::min(most, FloorDivide(atMost, d));
+    } else {
+      least = std::max(least, CeilDivide(atMost, d));
+      most = std::min(most, FloorDivide(atLeast, d));
+    }
+  }
+  if (least > most) return false;
+  step.m = static_cast<int32_t>(least);
+  return true;
+}
+
+bool FitByteRamp(const uint8_t* table, ByteRamp& ramp) {
+  // The line starts at the last value of a leading run of zeros.
+  int base = 0;
+  while (table[0] == 0 && base < 255 && table[base + 1] == 0) ++base;
+  int32_t low[511], high[511];
+  std::fill(low, low + 511, -kAny);
+  std::fill(high, high + 511, kAny);
+  for (int v = 0; v < 256; ++v) {
+    // The clamp makes every step at or below 0 give 0, and every one from 255 up 255.
+    const int index = v - base + 255, t = table[v];
+    low[index] = t == 0 ? -kAny : t;
+    high[index] = t == 255 ? kAny : t;
+  }
+  ramp.base = base;
+  return FitLinearStep(low, high, ramp.step);
+}
 
 bool BuildUnsharpSteps(double k, int32_t limit, UnsharpSteps& steps) {
   // A step falls (is subtracted) where d * k is negative: for d > 0 when k is, for d < 0 when k
@@ -85,10 +107,25 @@ bool BuildUnsharpSteps(double k, int32_t limit, UnsharpSteps& steps) {
       if (UnsharpByte(b + d, b, k, limit) != expected) return false;
     }
   }
-  // Sizes below the limit keep a, whatever their step; size 0 only matters with no limit.
-  const int first = limit > 255 ? 256 : limit > 0 ? limit : 0;
-  steps.fixed = FitMultiplier(steps.up, first, std::fabs(k), &steps.upM, &steps.upC) &&
-                FitMultiplier(steps.down, first, std::fabs(k), &steps.downM, &steps.downC);
+  // Sizes below the limit keep a, whatever their step; a step of 255 stands for every larger one
+  // in its direction.
+  int32_t low[511], high[511];
+  for (int d = -255; d <= 255; ++d) {
+    const int size = d < 0 ? -d : d;
+    int32_t& atLeast = low[d + 255];
+    int32_t& atMost = high[d + 255];
+    if (size < limit) {
+      atLeast = -kAny;
+      atMost = kAny;
+      continue;
+    }
+    const int magnitude = d > 0 ? steps.up[size] : steps.down[size];
+    const bool falls = d > 0 ? steps.upFalls : d < 0 && steps.downFalls;
+    const int32_t signedStep = falls ? -magnitude : magnitude;
+    atLeast = magnitude == 255 && falls ? -kAny : signedStep;
+    atMost = magnitude == 255 && !falls ? kAny : signedStep;
+  }
+  steps.linear = FitLinearStep(low, high, steps.line);
   return true;
 }
 

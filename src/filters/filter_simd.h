@@ -33,13 +33,34 @@ bool VectorLayout(const ImageClassData& source, const ImageClassData& dest, int 
 // it writes it, which equals the per-channel order only then.
 bool RowsSafeForVectors(const uint8_t* a, const uint8_t* b, int64_t bytes);
 
+// A step that kernels may multiply out instead of looking it up: floor(d * m / 65536) for a signed
+// d of at most 255 in size. |m| <= kLinearLimit keeps the step plus a byte within 16 bits.
+struct LinearStep {
+  int32_t m = 0;
+};
+inline constexpr int32_t kLinearLimit = 125 * 65536;
+
+// A step whose value at every d = -255 ... 255 lies in [low[d + 255], high[d + 255]]; false when
+// there is none.
+bool FitLinearStep(const int32_t* low, const int32_t* high, LinearStep& step);
+
+// A byte map that is a clamped line: table[v] = clamp(step(v - base), 0, 255) for every v;
+// FitByteRamp gives false for a table that is no such line.
+struct ByteRamp {
+  int base = 0;
+  LinearStep step;
+};
+bool FitByteRamp(const uint8_t* table, ByteRamp& ramp);
+
 // Point filters: byte i of the row with class c > 0 becomes tables[(c - 1) * 256 + from[i]].
 // The tables lie back to back with kTableSlack bytes after the last (a gather reads four bytes).
+// With one table, `ramp` (from FitByteRamp) may give it as a line, which kernels may compute.
 inline constexpr int64_t kTableSlack = 64;
 struct ByteMapRow {
   const BytePattern* pattern;
   const uint8_t* tables;
   int tableCount;
+  const ByteRamp* ramp = nullptr;
 };
 using ByteMapRowProc = void (*)(const ByteMapRow& row, const uint8_t* from, uint8_t* to,
                                 int64_t bytes);
@@ -87,15 +108,16 @@ inline uint8_t UnsharpByte(int a, int b, double k, int32_t limit) {
 // Usually the step is floor(d * k); every pair (a, b) is checked, and where the rounding of
 // b + d * k makes no single step fit, BuildUnsharpSteps gives false (the double kernel then).
 // Only for finite k.
-// Where it fits, each table is also min(255, (size * m + c) >> 16) for every size the rule uses,
-// so kernels without a fast byte lookup can multiply instead (fixed false: they may not).
+// Where it fits, the signed step of every d the rule uses is also `line`, so that the result is
+// clamp(b + line(d), 0, 255) and kernels without a fast byte lookup can multiply instead (linear
+// false: they may not).
 struct UnsharpSteps {
   uint8_t up[256];
   uint8_t down[256];
   bool upFalls;
   bool downFalls;
-  bool fixed = false;
-  uint32_t upM = 0, upC = 0, downM = 0, downC = 0;
+  bool linear = false;
+  LinearStep line;
 };
 bool BuildUnsharpSteps(double k, int32_t limit, UnsharpSteps& steps);
 

@@ -2,9 +2,10 @@
 // tables are looked up through sixteen pshufb slices (about 48 instructions per 32 bytes and
 // table): one table directly, four-byte pixels after a transpose that gives each table a register
 // of its own, two tables (and the dither's pair) side by side; more tables on other pixel sizes
-// gather one 32-bit word per byte from the path's block of tables. The unsharp combination
-// computes its double formula four samples at a time. Row ends shorter than a block take the
-// one-byte rules.
+// gather one 32-bit word per byte from the path's block of tables. Cheaper forms where the call
+// allows them: a table that is a line (a ramp) is computed, sixteen dither levels or fewer take one
+// pshufb, and the unsharp combination adds its multiplied-out steps in 16-bit lanes, else computes
+// its double formula four samples at a time. Row ends shorter than a block take the one-byte rules.
 #include <immintrin.h>
 
 #include <cstdint>
@@ -32,6 +33,14 @@ constexpr uintptr_t kPrefetchAhead = 2048;
 void PrefetchAhead(const uint8_t* at) {
   _mm_prefetch(reinterpret_cast<const char*>(reinterpret_cast<uintptr_t>(at) + kPrefetchAhead),
                _MM_HINT_T0);
+}
+
+// Kernels light enough to wait on memory most also ask for the lines twice as far ahead into the
+// second-level cache, so that the near prefetch finds them there.
+void PrefetchFarAhead(const uint8_t* at) {
+  PrefetchAhead(at);
+  _mm_prefetch(reinterpret_cast<const char*>(reinterpret_cast<uintptr_t>(at) + 2 * kPrefetchAhead),
+               _MM_HINT_T1);
 }
 
 __m128i Load8(const uint8_t* at) { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(at)); }
@@ -100,6 +109,63 @@ struct SliceTable {
     return _mm256_blendv_epi8(lows, highs, v);
   }
 };
+
+// LinearStep for sixteen signed d in 16-bit lanes: m as h x 65536 + l with l in -32768 ... 32767,
+// so that d x h and the high half of d x l are exact 16-bit products.
+struct LinearLanes {
+  __m256i high, low;
+  explicit LinearLanes(const LinearStep& step) {
+    const auto l = static_cast<int16_t>(step.m & 0xFFFF);
+    high = _mm256_set1_epi16(static_cast<int16_t>((step.m - l) / 65536));
+    low = _mm256_set1_epi16(l);
+  }
+  __m256i operator()(__m256i d) const {
+    return _mm256_add_epi16(_mm256_mullo_epi16(d, high), _mm256_mulhi_epi16(d, low));
+  }
+};
+
+// A byte ramp: clamp(line(v - base), 0, 255) for thirty-two bytes.
+struct RampLanes {
+  LinearLanes line;
+  __m256i base;
+  explicit RampLanes(const ByteRamp& ramp)
+      : line(ramp.step), base(_mm256_set1_epi16(static_cast<int16_t>(ramp.base))) {}
+  __m256i operator()(__m256i v) const {
+    const __m256i zero = _mm256_setzero_si256();
+    __m256i low = line(_mm256_sub_epi16(_mm256_unpacklo_epi8(v, zero), base));
+    __m256i high = line(_mm256_sub_epi16(_mm256_unpackhi_epi8(v, zero), base));
+    return _mm256_packus_epi16(low, high);
+  }
+};
+
+// One table that is a line, computed. Steady: the pixel size divides 32, so every block starts
+// at the same phase of the pattern.
+template <bool Steady>
+void MapRowRamp(const ByteMapRow& row, const uint8_t* from, uint8_t* to, int64_t bytes) {
+  const RampLanes ramp(*row.ramp);
+  const uint8_t* classes = row.pattern->classes;
+  int64_t period = row.pattern->pixelSize;
+  bool everyByte = EveryByteWritten(*row.pattern);
+  const __m256i steadyKind = Load32(classes);
+  int64_t phase = 0, i = 0;
+  auto block = [&] {
+    StoreClasses(to + i, ramp(Load32(from + i)), Steady ? steadyKind : Load32(classes + phase),
+                 everyByte);
+    if (!Steady) phase = Advance(phase, 32, period);
+    i += 32;
+  };
+  // A line per round: the arithmetic is light enough for the loop's own cost to show.
+  while (i + 64 <= bytes) {
+    PrefetchFarAhead(from + i);
+    if (to != from) PrefetchAhead(to + i);
+    block();
+    block();
+  }
+  if (i + 32 <= bytes) block();
+  for (; i < bytes; ++i, phase = Advance(phase, 1, period)) {
+    if (classes[phase]) to[i] = row.tables[from[i]];
+  }
+}
 
 // One or two tables through slices: the second for the bytes of class 2.
 template <int Tables>
@@ -200,7 +266,11 @@ void MapRowKernel(const ByteMapRow& row, const uint8_t* from, uint8_t* to, int64
   // A chain of slices costs about what four gathers do. One table takes one chain per register;
   // four-byte pixels take one per register after a transpose, whatever their tables; two tables
   // take two chains; past that the gathers win.
-  if (row.tableCount == 1) return MapRowSlices<1>(row, from, to, bytes);
+  if (row.tableCount == 1) {
+    if (!row.ramp) return MapRowSlices<1>(row, from, to, bytes);
+    return 32 % row.pattern->pixelSize == 0 ? MapRowRamp<true>(row, from, to, bytes)
+                                            : MapRowRamp<false>(row, from, to, bytes);
+  }
   if (row.pattern->pixelSize == 4) return MapRowQuads(row, from, to, bytes);
   if (row.tableCount == 2) return MapRowSlices<2>(row, from, to, bytes);
   const uint8_t* classes = row.pattern->classes;
@@ -228,9 +298,19 @@ void MapRowKernel(const ByteMapRow& row, const uint8_t* from, uint8_t* to, int64
   }
 }
 
+// Sixteen output levels or fewer: one shuffle looks them up.
+struct ShortTable {
+  __m256i entries;
+  void Load(const uint8_t* table) {
+    entries = _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(table)));
+  }
+  __m256i operator()(__m256i index) const { return _mm256_shuffle_epi8(entries, index); }
+};
+
 // Up to 256 levels: the level index (v * top) >> 8, raised by one where v <= t, through one table.
+template <class Table>
 void DitherRowIndexed(const DitherRow& row, const uint8_t* from, uint8_t* to, int64_t bytes) {
-  SliceTable outputs;
+  Table outputs;
   outputs.Load(row.outputs);
   const uint8_t* classes = row.pattern->classes;
   int64_t period = row.pattern->pixelSize;
@@ -238,20 +318,27 @@ void DitherRowIndexed(const DitherRow& row, const uint8_t* from, uint8_t* to, in
   const __m256i top = _mm256_set1_epi16(static_cast<int16_t>(row.top));
   const __m256i zero = _mm256_setzero_si256();
   int64_t phase = 0, cell = 0, i = 0;
-  for (; i + 32 <= bytes; i += 32) {
-    PrefetchAhead(from + i);
-    PrefetchAhead(to + i);
+  auto block = [&] {
     __m256i v = Load32(from + i), t = Load32(row.thresholds + cell);
-    // Unpacking and packing within the lanes keep the byte order.
-    __m256i low = _mm256_srli_epi16(_mm256_mullo_epi16(_mm256_unpacklo_epi8(v, zero), top), 8);
-    __m256i high = _mm256_srli_epi16(_mm256_mullo_epi16(_mm256_unpackhi_epi8(v, zero), top), 8);
+    // v x 256 in each word, so that the high half of the product is (v x top) >> 8; unpacking and
+    // packing within the lanes keep the byte order.
+    __m256i low = _mm256_mulhi_epu16(_mm256_unpacklo_epi8(zero, v), top);
+    __m256i high = _mm256_mulhi_epu16(_mm256_unpackhi_epi8(zero, v), top);
     __m256i index = _mm256_packus_epi16(low, high);
     // v <= t, unsigned, is all ones: subtracting it adds one.
     index = _mm256_sub_epi8(index, _mm256_cmpeq_epi8(_mm256_max_epu8(v, t), t));
     StoreClasses(to + i, outputs(index), Load32(classes + phase), everyByte);
     phase = Advance(phase, 32, period);
     cell = Advance(cell, 32, row.period);
+    i += 32;
+  };
+  while (i + 64 <= bytes) {
+    PrefetchAhead(from + i);
+    PrefetchAhead(to + i);
+    block();
+    block();
   }
+  if (i + 32 <= bytes) block();
   for (; i < bytes; ++i) {
     if (classes[phase]) {
       int v = from[i];
@@ -263,7 +350,10 @@ void DitherRowIndexed(const DitherRow& row, const uint8_t* from, uint8_t* to, in
 }
 
 void DitherRowKernel(const DitherRow& row, const uint8_t* from, uint8_t* to, int64_t bytes) {
-  if (row.outputs) return DitherRowIndexed(row, from, to, bytes);
+  if (row.outputs) {
+    return row.top < 16 ? DitherRowIndexed<ShortTable>(row, from, to, bytes)
+                        : DitherRowIndexed<SliceTable>(row, from, to, bytes);
+  }
   // The side-by-side levels split into a lowered and a raised table.
   uint8_t split[2][256];
   for (int v = 0; v < 256; ++v) {
@@ -305,45 +395,15 @@ __m128i Combine4(__m128i b, __m128i d, __m256d k) {
   return _mm256_cvttpd_epi32(x);
 }
 
-// min(255, (size * m + c) >> 16) for sixteen sizes in 16-bit lanes: size * (m >> 16) plus the
-// high half of size * (m & 0xFFFF), plus the carry that c brings into that high half.
-struct FixedStep {
-  __m256i high, low, offset;
-  bool carries;
-  explicit FixedStep(uint32_t m, uint32_t c)
-      : high(_mm256_set1_epi16(static_cast<short>(m >> 16))),
-        low(_mm256_set1_epi16(static_cast<short>(m & 0xFFFF))),
-        offset(_mm256_set1_epi16(static_cast<short>(c))),
-        carries(c != 0) {}
-  __m256i operator()(__m256i size) const {
-    __m256i step = _mm256_add_epi16(_mm256_mullo_epi16(size, high), _mm256_mulhi_epu16(size, low));
-    if (carries) {
-      __m256i part = _mm256_mullo_epi16(size, low);
-      __m256i sum = _mm256_add_epi16(part, offset);
-      // The sum wrapped (c is not 0, so it differs from part) where it came out lower: -1 there.
-      __m256i wrapped = _mm256_cmpeq_epi16(_mm256_min_epu16(sum, part), sum);
-      step = _mm256_sub_epi16(step, wrapped);
-    }
-    return _mm256_min_epu16(step, _mm256_set1_epi16(255));
-  }
-  // Thirty-two sizes, bytes in and bytes out (the packing undoes the unpacking lane by lane).
-  __m256i Bytes(__m256i sizes) const {
-    const __m256i zero = _mm256_setzero_si256();
-    return _mm256_packus_epi16((*this)(_mm256_unpacklo_epi8(sizes, zero)),
-                               (*this)(_mm256_unpackhi_epi8(sizes, zero)));
-  }
-};
-
-// The unsharp rule as byte steps, the steps multiplied out (UnsharpSteps::fixed): thirty-two
-// samples per block.
-void UnsharpFixedRow(const UnsharpRow& row, const uint8_t* other, uint8_t* self, int64_t bytes) {
-  const UnsharpSteps& steps = *row.steps;
-  const FixedStep up(steps.upM, steps.upC), down(steps.downM, steps.downC);
-  const __m256i zero = _mm256_setzero_si256(), ones = _mm256_set1_epi8(-1);
-  // Below the limit a stays; a limit past 255 keeps every sample, one of 0 or less none.
-  const bool keepAll = row.limit > 255;
+// The unsharp rule with its steps multiplied out (UnsharpSteps::linear): clamp(b + line(a - b)) in
+// 16-bit lanes, thirty-two samples per block.
+void UnsharpLinearRow(const UnsharpRow& row, const uint8_t* other, uint8_t* self, int64_t bytes) {
+  // Below the limit a stays: a limit past 255 keeps every sample.
+  if (row.limit > 255) return;
+  const LinearLanes line(row.steps->line);
+  const __m256i zero = _mm256_setzero_si256();
+  // A limit of 0 or less keeps none.
   const __m256i limit = _mm256_set1_epi8(static_cast<char>(row.limit > 0 ? row.limit : 0));
-  const __m256i upFalls = steps.upFalls ? ones : zero, downFalls = steps.downFalls ? ones : zero;
   const uint8_t* classes = row.pattern->classes;
   const int64_t period = row.pattern->pixelSize;
   const bool everyByte = EveryByteWritten(*row.pattern);
@@ -352,19 +412,15 @@ void UnsharpFixedRow(const UnsharpRow& row, const uint8_t* other, uint8_t* self,
     PrefetchAhead(self + i);
     PrefetchAhead(other + i);
     __m256i a = Load32(self + i), b = Load32(other + i);
-    __m256i rise = _mm256_subs_epu8(a, b), sink = _mm256_subs_epu8(b, a);
-    __m256i size = _mm256_or_si256(rise, sink);
-    __m256i rises = _mm256_xor_si256(_mm256_cmpeq_epi8(rise, zero), ones);
-    __m256i sinks = _mm256_xor_si256(_mm256_cmpeq_epi8(sink, zero), ones);
-    __m256i step = _mm256_blendv_epi8(down.Bytes(size), up.Bytes(size), rises);
-    __m256i falls =
-        _mm256_or_si256(_mm256_and_si256(rises, upFalls), _mm256_and_si256(sinks, downFalls));
-    __m256i out = _mm256_blendv_epi8(_mm256_adds_epu8(b, step), _mm256_subs_epu8(b, step), falls);
-    // size < limit, unsigned: limit - size does not saturate to 0.
-    __m256i keep =
-        keepAll ? ones
-                : _mm256_xor_si256(_mm256_cmpeq_epi8(_mm256_subs_epu8(limit, size), zero), ones);
-    StoreClasses(self + i, _mm256_blendv_epi8(out, a, keep), Load32(classes + phase), everyByte);
+    __m256i size = _mm256_or_si256(_mm256_subs_epu8(a, b), _mm256_subs_epu8(b, a));
+    // size >= limit, unsigned: limit - size saturates to 0.
+    __m256i moves = _mm256_cmpeq_epi8(_mm256_subs_epu8(limit, size), zero);
+    __m256i low = _mm256_unpacklo_epi8(b, zero), high = _mm256_unpackhi_epi8(b, zero);
+    low = _mm256_add_epi16(low, line(_mm256_sub_epi16(_mm256_unpacklo_epi8(a, zero), low)));
+    high = _mm256_add_epi16(high, line(_mm256_sub_epi16(_mm256_unpackhi_epi8(a, zero), high)));
+    // Packing saturates to 0 ... 255 and undoes the unpacking lane by lane.
+    __m256i out = _mm256_blendv_epi8(a, _mm256_packus_epi16(low, high), moves);
+    StoreClasses(self + i, out, Load32(classes + phase), everyByte);
     phase = Advance(phase, 32, period);
   }
   for (; i < bytes; ++i, phase = Advance(phase, 1, period)) {
@@ -373,7 +429,7 @@ void UnsharpFixedRow(const UnsharpRow& row, const uint8_t* other, uint8_t* self,
 }
 
 void UnsharpRowKernel(const UnsharpRow& row, const uint8_t* other, uint8_t* self, int64_t bytes) {
-  if (row.steps && row.steps->fixed) return UnsharpFixedRow(row, other, self, bytes);
+  if (row.steps && row.steps->linear) return UnsharpLinearRow(row, other, self, bytes);
   const __m256d k = _mm256_set1_pd(row.k);
   const __m256i limit = _mm256_set1_epi32(row.limit);
   const uint8_t* classes = row.pattern->classes;

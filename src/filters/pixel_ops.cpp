@@ -1,5 +1,6 @@
 #include "filters/pixel_ops.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -211,12 +212,97 @@ bool MapColourBytes(ImageClassData* image, const ImageRect& r, const uint8_t* ma
   if (!VectorLayout(*image, *image, 3, offsets, offsets, classes, pattern)) return false;
   alignas(64) uint8_t table[256 + kTableSlack] = {};
   std::memcpy(table, map, 256);
-  const ByteMapRow plan{&pattern, table, 1};
+  // A stretch is a line, which kernels may compute rather than look up.
+  ByteRamp ramp;
+  const ByteMapRow plan{&pattern, table, 1, FitByteRamp(map, ramp) ? &ramp : nullptr};
   const int64_t pixelSize = image->PixelSize;
   ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
     uint8_t* span = row + r.x * pixelSize;
     vectorRow(plan, span, span, r.width * pixelSize);
   });
+  return true;
+}
+
+// The cut-off counts of the stretch for `total` pixels, in single precision.
+struct StretchLimits {
+  explicit StretchLimits(uint32_t total)
+      : low(static_cast<int64_t>(0.005f * static_cast<float>(total))),
+        high(static_cast<int64_t>(static_cast<float>(total) * 0.995f)) {}
+  int64_t low, high;
+};
+
+// The stretch needs the histogram only where its two cut-offs fall, in the darkest and the
+// brightest half percent. Every 32nd row is counted whole first, and its cut-offs, with a margin,
+// bound two tails of levels; the other rows are counted only in those tails, which hold few of
+// their pixels (counting is what the histogram costs). The cumulative counts are then whole up to
+// the end of the low tail, and from the start of the high tail on, where they are the total less
+// the counts above. When a cut-off falls between the tails after all (rows unlike the sampled
+// ones), false, and the caller counts everything. In-memory images only, whose rows may be read
+// in any order, of fewer than 4G pixels, whose counters do not wrap.
+bool SampledStretchLimits(ImageClassData* image, const ImageRect& r, const QuadOffsets& quad,
+                          LuminanceRowProc countRow, int& lo, int& hi) {
+  constexpr int64_t kStep = 32;
+  if (image->IsMapping || r.height < 16 * kStep || r.width * r.height >= (int64_t{1} << 32)) {
+    return false;
+  }
+  uint32_t quarters[4][256] = {};
+  uint32_t total = 0;
+  auto countRows = [&](bool sampled, const LevelTails& tails) {
+    for (int64_t y = r.y; y < r.y + r.height; ++y) {
+      if (((y - r.y) % kStep == 0) != sampled) continue;
+      if (uint8_t* row = image->GetRow(image, y)) {
+        countRow(row + r.x * 4, r.width, quad, quarters, tails);
+        total += static_cast<uint32_t>(r.width);
+      } else {
+        DebugLogRowMissing(y);
+      }
+      YieldRow(image);
+    }
+  };
+  auto sum = [&](int v) {
+    return quarters[0][v] + quarters[1][v] + quarters[2][v] + quarters[3][v];
+  };
+  countRows(true, kEveryLevel);
+  // The first level where the sample's cumulative count exceeds `rank`.
+  auto levelAt = [&](double rank) {
+    double cumulative = 0;
+    for (int v = 0; v < 255; ++v) {
+      cumulative += sum(v);
+      if (cumulative > rank) return v;
+    }
+    return 255;
+  };
+  // A margin of ranks far wider than the sampling error, and a level more.
+  const double sampled = total, margin = 0.002 * sampled + 8;
+  const LevelTails tails{std::min(levelAt(0.005 * sampled + margin) + 1, 255),
+                         std::max(levelAt(0.995 * sampled - margin) - 1, 0)};
+  countRows(false, tails);
+
+  const StretchLimits limits(total);
+  // From below: the largest level whose cumulative count is at most the low limit.
+  uint64_t cumulative = 0;
+  int level = 0;
+  bool passed = false;
+  for (int v = 0; v <= tails.lowEnd && !passed; ++v) {
+    cumulative += sum(v);
+    passed = cumulative > static_cast<uint64_t>(limits.low);
+    if (!passed) level = v;
+  }
+  if (!passed && tails.lowEnd < 255) return false;
+  lo = level;
+  // From above: cumulative counts are the total less the counts above each level.
+  cumulative = total;
+  for (int v = 255; v >= tails.highStart - 1; --v) {
+    if (v < 0) break;
+    if (cumulative <= static_cast<uint64_t>(limits.high)) {
+      hi = v;
+      return true;
+    }
+    cumulative -= sum(v);
+  }
+  // No level from highStart - 1 on is low enough: the answer lies below, or is none at all.
+  if (tails.highStart > 0) return false;
+  hi = 0;
   return true;
 }
 
@@ -234,43 +320,43 @@ RBBoolean AutoLevel5(REALobject instance, int64_t x, int64_t y, int64_t width, i
   if (!FixRect(image, r) || !StartImage(image)) return false;
   DebugLog("AutoLevel5_RGB");
 
-  const int64_t pixelSize = image->PixelSize;
-  const int64_t red = image->RedOffset, green = image->GreenOffset, blue = image->BlueOffset;
-  // 32-bit counters, as the histogram has always had; they wrap only past 4G pixels.
-  uint32_t counts[256] = {};
-  QuadOffsets quad;
-  if (LuminanceRowProc countRow = ActiveLuminanceRow();
-      countRow && QuadLayout(*image, false, quad)) {
-    // The four partial histograms add up (modulo 2^32, like the one counter) to the same counts.
-    uint32_t quarters[4][256] = {};
-    ForEachRow(image, r.y, r.height,
-               [&](uint8_t* row) { countRow(row + r.x * 4, r.width, quad, quarters); });
-    for (int v = 0; v < 256; ++v) {
-      counts[v] = quarters[0][v] + quarters[1][v] + quarters[2][v] + quarters[3][v];
-    }
-  } else {
-    ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
-      const uint8_t* pixel = row + r.x * pixelSize;
-      for (int64_t i = 0; i < r.width; ++i, pixel += pixelSize) {
-        auto luminance =
-            static_cast<int>(pixel[red] * 0.177 + pixel[green] * 0.813 + pixel[blue] * 0.01);
-        // The weights sum to 1 and white gives exactly 255; the bound only guards the table.
-        if (luminance > 255) luminance = 255;
-        ++counts[luminance];
-      }
-    });
-  }
-
-  uint32_t cumulative[256];
-  uint32_t sum = 0;
-  for (int i = 0; i < 256; ++i) cumulative[i] = sum += counts[i];
-  const uint32_t total = cumulative[255];
-  const auto lowLimit = static_cast<int64_t>(0.005f * static_cast<float>(total));
-  const auto highLimit = static_cast<int64_t>(static_cast<float>(total) * 0.995f);
   int lo = 0, hi = 0;
-  for (int i = 0; i < 256; ++i) {
-    if (cumulative[i] <= lowLimit) lo = i;
-    if (cumulative[i] <= highLimit) hi = i;
+  QuadOffsets quad;
+  LuminanceRowProc countRow = QuadLayout(*image, false, quad) ? ActiveLuminanceRow() : nullptr;
+  if (!countRow || !SampledStretchLimits(image, r, quad, countRow, lo, hi)) {
+    // 32-bit counters, as the histogram has always had; they wrap only past 4G pixels.
+    uint32_t counts[256] = {};
+    if (countRow) {
+      // The four partial histograms add up (modulo 2^32, like the one counter) to the same counts.
+      uint32_t quarters[4][256] = {};
+      ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
+        countRow(row + r.x * 4, r.width, quad, quarters, kEveryLevel);
+      });
+      for (int v = 0; v < 256; ++v) {
+        counts[v] = quarters[0][v] + quarters[1][v] + quarters[2][v] + quarters[3][v];
+      }
+    } else {
+      const int64_t pixelSize = image->PixelSize;
+      const int64_t red = image->RedOffset, green = image->GreenOffset, blue = image->BlueOffset;
+      ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
+        const uint8_t* pixel = row + r.x * pixelSize;
+        for (int64_t i = 0; i < r.width; ++i, pixel += pixelSize) {
+          auto luminance =
+              static_cast<int>(pixel[red] * 0.177 + pixel[green] * 0.813 + pixel[blue] * 0.01);
+          // The weights sum to 1 and white gives exactly 255; the bound only guards the table.
+          if (luminance > 255) luminance = 255;
+          ++counts[luminance];
+        }
+      });
+    }
+    uint32_t cumulative[256];
+    uint32_t sum = 0;
+    for (int i = 0; i < 256; ++i) cumulative[i] = sum += counts[i];
+    const StretchLimits limits(cumulative[255]);
+    for (int i = 0; i < 256; ++i) {
+      if (cumulative[i] <= limits.low) lo = i;
+      if (cumulative[i] <= limits.high) hi = i;
+    }
   }
   DebugLog("lo", lo);
   DebugLog("hi", hi);
@@ -291,6 +377,8 @@ RBBoolean AutoLevel5(REALobject instance, int64_t x, int64_t y, int64_t width, i
     }
   }
   if (MapColourBytes(image, r, map)) return true;
+  const int64_t pixelSize = image->PixelSize;
+  const int64_t red = image->RedOffset, green = image->GreenOffset, blue = image->BlueOffset;
   ForEachRow(image, r.y, r.height, [&](uint8_t* row) {
     uint8_t* pixel = row + r.x * pixelSize;
     for (int64_t i = 0; i < r.width; ++i, pixel += pixelSize) {

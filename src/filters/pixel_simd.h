@@ -23,11 +23,20 @@ bool QuadLayout(const ImageClassData& image, bool withAlpha, QuadOffsets& quad);
 using PremultiplyRowProc = void (*)(const uint8_t* table, uint8_t* row, int64_t pixels,
                                     const QuadOffsets& quad);
 
+// The levels whose count must be whole: those up to lowEnd and those from highStart on (every
+// level when the two tails meet).
+struct LevelTails {
+  int lowEnd;
+  int highStart;
+};
+inline constexpr LevelTails kEveryLevel = {255, 0};
+
 // Adds each pixel's luminance (integer)(red x 0.177 + green x 0.813 + blue x 0.01), capped at
 // 255, to counts[(pixel index) mod 4]: four histograms, summed by the caller, keep repeated
-// levels from waiting on each other.
+// levels from waiting on each other. A kernel may leave out pixels whose level lies between the
+// tails.
 using LuminanceRowProc = void (*)(const uint8_t* row, int64_t pixels, const QuadOffsets& quad,
-                                  uint32_t (*counts)[256]);
+                                  uint32_t (*counts)[256], const LevelTails& tails);
 
 // The gray value of mode 0 ... 4 into red, green and blue of every pixel; the fourth byte stays.
 using GrayRowProc = void (*)(uint8_t* row, int64_t pixels, const QuadOffsets& quad, int mode);

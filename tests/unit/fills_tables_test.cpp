@@ -1,7 +1,8 @@
-// The premultiplication tables and their float fallback, and the debug labels of the fills,
-// through the static library.
+// The premultiplication tables and their float fallback, the luminance kernel of the levels
+// stretch, and the debug labels of the fills, through the static library.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "filters/pixel_ops.h"
+#include "filters/pixel_simd.h"
 #include "host/emulated_host.h"
 #include "platform/cpu_features.h"
 #include "support/log_capture.h"
@@ -166,6 +168,125 @@ TEST_F(FillsUnit, EveryLevelGivesThePlainBytes) {
         } else {
           ASSERT_EQ(got, plain) << name << ", format " << format << ", level "
                                 << static_cast<int>(level);
+        }
+      }
+    }
+  }
+}
+
+// The luminance kernel against the double formula on every colour, in two byte orders, on rows
+// whose length leaves a rest: the partial histograms of a row add up to the formula's, in every
+// level or in the tails asked for. Grays and the other multiples of a thousandth are where the
+// integer form needs the double one.
+TEST(PixelKernels, LuminanceOfEveryColour) {
+  const LuminanceRowProc kernel = LuminanceRowAVX2();
+  if (!kernel) GTEST_SKIP() << "the processor has no AVX2";
+  constexpr int64_t kRow = 4093;  // prime, so rows start at every colour phase
+  std::mt19937 random(5);
+  for (const QuadOffsets quad : {QuadOffsets{0, 1, 2, 3}, QuadOffsets{3, 2, 1, 0}}) {
+    std::vector<uint8_t> row(kRow * 4);
+    for (int64_t first = 0; first < (1 << 24); first += kRow) {
+      const int64_t pixels = std::min<int64_t>(kRow, (1 << 24) - first);
+      uint32_t expected[256] = {};
+      for (int64_t i = 0; i < pixels; ++i) {
+        const auto colour = static_cast<uint32_t>(first + i);
+        const int r = colour >> 16, g = (colour >> 8) & 0xFF, b = colour & 0xFF;
+        row[4 * i + quad.red] = static_cast<uint8_t>(r);
+        row[4 * i + quad.green] = static_cast<uint8_t>(g);
+        row[4 * i + quad.blue] = static_cast<uint8_t>(b);
+        row[4 * i + quad.alpha] = static_cast<uint8_t>(random());
+        ++expected[static_cast<int>(r * 0.177 + g * 0.813 + b * 0.01)];
+      }
+      // Every level, then tails that move along the rows.
+      const int lowEnd = static_cast<int>(first % 200), highStart = lowEnd + 40;
+      for (const LevelTails tails : {kEveryLevel, LevelTails{lowEnd, highStart}}) {
+        uint32_t counts[4][256] = {};
+        kernel(row.data(), pixels, quad, counts, tails);
+        for (int v = 0; v < 256; ++v) {
+          if (v > tails.lowEnd && v < tails.highStart) continue;
+          ASSERT_EQ(counts[0][v] + counts[1][v] + counts[2][v] + counts[3][v], expected[v])
+              << "level " << v << " in the row from colour " << first << ", red at " << quad.red
+              << ", tails " << tails.lowEnd << " " << tails.highStart;
+        }
+      }
+    }
+  }
+}
+
+// Tall images take the sampled levels stretch: its cut-offs must be those of the whole
+// histogram, also where the sampled rows mislead either way (then everything is counted), where
+// the limits fall exactly on a cumulative count, where grays make
+// the integer luminance defer to the double one, where one level holds most pixels, and where
+// the image has one colour.
+TEST_F(FillsUnit, SampledStretchGivesThePlainBytes) {
+  using platform::SimdLevel;
+  constexpr int64_t kWidth = 203, kHeight = 600;
+  using Paint = std::function<void(uint8_t*, int64_t y, std::mt19937&)>;
+  const std::vector<std::pair<const char*, Paint>> images = {
+      {"random",
+       [](uint8_t* row, int64_t, std::mt19937& random) {
+         for (int64_t i = 0; i < kWidth * 4; ++i) row[i] = static_cast<uint8_t>(random());
+       }},
+      {"sampled rows dark",
+       [](uint8_t* row, int64_t y, std::mt19937& random) {
+         for (int64_t i = 0; i < kWidth * 4; ++i) {
+           row[i] = static_cast<uint8_t>(y % 32 == 0 ? random() % 40 : 100 + random() % 150);
+         }
+       }},
+      {"sampled rows bright",
+       [](uint8_t* row, int64_t y, std::mt19937& random) {
+         for (int64_t i = 0; i < kWidth * 4; ++i) {
+           row[i] = static_cast<uint8_t>(y % 32 == 0 ? 215 + random() % 40 : random() % 150);
+         }
+       }},
+      // Exactly as many pixels as each limit up to a level: the cut-offs are the levels before the
+      // next pixels, where "at most the limit" and "below it" part.
+      {"limits reached exactly",
+       [](uint8_t* row, int64_t y, std::mt19937&) {
+         const auto total = static_cast<float>(kWidth * kHeight);
+         const auto low = static_cast<int64_t>(0.005f * total);
+         const auto high = static_cast<int64_t>(total * 0.995f);
+         for (int64_t x = 0; x < kWidth; ++x) {
+           const int64_t index = y * kWidth + x;
+           // Levels 10, 50 and 200 (no grays, whose level the double formula may lower).
+           const uint8_t level = index < low ? 10 : index < high ? 50 : 200;
+           const uint8_t pixel[4] = {level, level, static_cast<uint8_t>(level + 10), 255};
+           std::memcpy(row + 4 * x, pixel, 4);
+         }
+       }},
+      {"grays",
+       [](uint8_t* row, int64_t y, std::mt19937&) {
+         for (int64_t i = 0; i < kWidth * 4; ++i) row[i] = static_cast<uint8_t>((i / 4 + y) % 256);
+       }},
+      {"one level most",
+       [](uint8_t* row, int64_t, std::mt19937& random) {
+         for (int64_t i = 0; i < kWidth * 4; ++i) {
+           row[i] = static_cast<uint8_t>(random() % 100 < 98 ? 20 : random());
+         }
+       }},
+      {"one colour",
+       [](uint8_t* row, int64_t, std::mt19937&) {
+         for (int64_t i = 0; i < kWidth * 4; ++i) row[i] = 77;
+       }},
+  };
+  for (const auto& [name, paint] : images) {
+    for (bool rectangle : {false, true}) {
+      std::vector<uint8_t> plain;
+      for (SimdLevel level : {SimdLevel::kScalar, SimdLevel::kBaseline, SimdLevel::kAVX2}) {
+        const SimdLevel previous = platform::SetSimdLimit(level);
+        Ref image = host_.New("PictureXQT", kWidth, kHeight, kRGBA);
+        std::mt19937 random(9);
+        for (int64_t y = 0; y < kHeight; ++y) paint(Row(image, y), y, random);
+        EXPECT_TRUE(rectangle ? image.Call<bool>("AutoLevel", 3, 7, kWidth - 5, kHeight - 9)
+                              : image.Call<bool>("AutoLevel"));
+        platform::SetSimdLimit(previous);
+        std::vector<uint8_t> got;
+        for (int64_t y = 0; y < kHeight; ++y)
+          got.insert(got.end(), Row(image, y), Row(image, y) + kWidth * 4);
+        if (level == SimdLevel::kScalar) {
+          plain = got;
+        } else {
+          ASSERT_EQ(got, plain) << name << (rectangle ? " in a rectangle" : "");
         }
       }
     }
