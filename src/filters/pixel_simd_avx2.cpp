@@ -259,14 +259,14 @@ __m256i GrayLanes(__m256i r, __m256i g, __m256i b) {
 template <int Mode>
 void GrayRowMode(uint8_t* row, int64_t pixels, const QuadOffsets& quad) {
   // The gray byte (byte 0 of each lane) copied to the red, green and blue positions.
-  alignas(32) int8_t spread[32];
+  int8_t spread[32];
   for (int i = 0; i < 32; ++i) {
     const int offset = i % 4;
     spread[i] = offset == quad.red || offset == quad.green || offset == quad.blue
                     ? static_cast<int8_t>(i - offset)
                     : static_cast<int8_t>(-128);
   }
-  const __m256i toColours = _mm256_load_si256(reinterpret_cast<const __m256i*>(spread));
+  const __m256i toColours = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(spread));
   const __m256i keep =
       _mm256_xor_si256(ByteMask({quad.red, quad.green, quad.blue}), _mm256_set1_epi32(-1));
   int64_t i = 0;
