@@ -69,33 +69,36 @@ TEST(TurnKernels, ReverseAndTurnAgainstPlainLoops) {
 TEST(TurnKernels, BandAgainstPlainLoop) {
   TurnBandProc kernel = TurnBandAVX2();
   if (!kernel) GTEST_SKIP() << "no AVX2 on this processor";
-  // Destination rows of 16 pixels with 64 bytes either side; nothing but the run may change.
-  constexpr int64_t kStride = 64 + 64 + 64;
-  for (int64_t count : {0, 1, 3, 4, 5, 8, 13}) {
+  // Destination rows 256 bytes apart, each moved by 0, 4, 16 or 32 bytes at random, so that runs
+  // on and off the 32-byte alignment streamed stores need meet in one group of four; the run
+  // starts 64 bytes into a row. Nothing but the runs may change.
+  constexpr int64_t kStride = 256, kOffset = 64;
+  const int64_t shifts[] = {0, 4, 16, 32};
+  std::mt19937 random(5);
+  for (int64_t count : {0, 1, 3, 4, 5, 8, 13, 31}) {
     std::vector<uint8_t> source = RandomBytes(static_cast<size_t>(count) * 64, 3);
     const uint8_t* rows[16];
     for (int r = 0; r < 16; ++r) rows[r] = source.data() + r * count * 4;
     for (bool clockwise : {false, true}) {
       for (bool stream : {false, true}) {
-        // 0: runs on cache lines; 4 and 32: off them, which streamed stores cannot take.
-        for (int64_t offset : {64, 68, 96}) {
-          SCOPED_TRACE(std::to_string(count) + " " + std::to_string(clockwise) + " " +
-                       std::to_string(stream) + " " + std::to_string(offset));
-          std::vector<uint8_t> buffer = RandomBytes(static_cast<size_t>(count * kStride + 64), 4);
-          uint8_t* base = buffer.data() + (64 - reinterpret_cast<uintptr_t>(buffer.data()) % 64);
-          std::vector<uint8_t*> dest(static_cast<size_t>(count));
-          for (int64_t x = 0; x < count; ++x) dest[x] = base + x * kStride;
-          std::vector<uint8_t> expected = buffer;
-          uint8_t* expectedBase = expected.data() + (base - buffer.data());
-          for (int64_t x = 0; x < count; ++x) {
-            int64_t row = clockwise ? x : count - 1 - x;
-            for (int r = 0; r < 16; ++r) {
-              std::memcpy(expectedBase + row * kStride + offset + r * 4, rows[r] + x * 4, 4);
-            }
+        SCOPED_TRACE(std::to_string(count) + " " + std::to_string(clockwise) + " " +
+                     std::to_string(stream));
+        std::vector<uint8_t> buffer = RandomBytes(static_cast<size_t>(count * kStride + 64), 4);
+        std::vector<uint8_t> expected = buffer;
+        const int64_t aligned =
+            64 - static_cast<int64_t>(reinterpret_cast<uintptr_t>(buffer.data()) % 64);
+        std::vector<uint8_t*> dest(static_cast<size_t>(count));
+        for (int64_t i = 0; i < count; ++i) {
+          const int64_t at = aligned + i * kStride + shifts[random() % 4];
+          dest[i] = buffer.data() + at;
+          // Destination row i takes pixel i of the source rows, or pixel count - 1 - i.
+          const int64_t x = clockwise ? i : count - 1 - i;
+          for (int r = 0; r < 16; ++r) {
+            std::memcpy(&expected[at + kOffset + r * 4], rows[r] + x * 4, 4);
           }
-          kernel(rows, dest.data(), offset, count, clockwise, stream);
-          EXPECT_EQ(buffer, expected);
         }
+        kernel(rows, dest.data(), kOffset, count, clockwise, stream);
+        EXPECT_EQ(buffer, expected);
       }
     }
   }
