@@ -35,6 +35,14 @@ void Store(uint8_t* at, __m256i value) {
   }
 }
 
+// The run of 16 pixels from one column of rows 0-3 and 8-11 (`low`) and of rows 4-7 and 12-15
+// (`high`). Both halves of a line back to back: a streamed line written in parts is read first.
+template <bool kStream>
+void StoreRun(uint8_t* at, __m256i low, __m256i high) {
+  Store<kStream>(at, _mm256_permute2x128_si256(low, high, 0x20));
+  Store<kStream>(at + 32, _mm256_permute2x128_si256(low, high, 0x31));
+}
+
 // Pixels x ... x + 3 of the sixteen rows into 16-pixel runs of dest[0 ... 3]. Rows r and r + 8
 // share a register, so the 4 x 4 transposes within the lanes leave column k of rows 0-3 and 8-11
 // in one register and of rows 4-7 and 12-15 in another; joining their lanes gives the run. Eight
@@ -54,15 +62,10 @@ void TurnFour(const uint8_t* const source[16], int64_t x, uint8_t* const dest[4]
   __m256i t2 = _mm256_unpacklo_epi32(r2, r3), t3 = _mm256_unpackhi_epi32(r2, r3);
   __m256i t4 = _mm256_unpacklo_epi32(r4, r5), t5 = _mm256_unpackhi_epi32(r4, r5);
   __m256i t6 = _mm256_unpacklo_epi32(r6, r7), t7 = _mm256_unpackhi_epi32(r6, r7);
-  const __m256i low[4] = {_mm256_unpacklo_epi64(t0, t2), _mm256_unpackhi_epi64(t0, t2),
-                          _mm256_unpacklo_epi64(t1, t3), _mm256_unpackhi_epi64(t1, t3)};
-  const __m256i high[4] = {_mm256_unpacklo_epi64(t4, t6), _mm256_unpackhi_epi64(t4, t6),
-                           _mm256_unpacklo_epi64(t5, t7), _mm256_unpackhi_epi64(t5, t7)};
-  for (int k = 0; k < 4; ++k) {
-    // Both halves of a line back to back: a streamed line written in parts is read first.
-    Store<kStream>(dest[k], _mm256_permute2x128_si256(low[k], high[k], 0x20));
-    Store<kStream>(dest[k] + 32, _mm256_permute2x128_si256(low[k], high[k], 0x31));
-  }
+  StoreRun<kStream>(dest[0], _mm256_unpacklo_epi64(t0, t2), _mm256_unpacklo_epi64(t4, t6));
+  StoreRun<kStream>(dest[1], _mm256_unpackhi_epi64(t0, t2), _mm256_unpackhi_epi64(t4, t6));
+  StoreRun<kStream>(dest[2], _mm256_unpacklo_epi64(t1, t3), _mm256_unpacklo_epi64(t5, t7));
+  StoreRun<kStream>(dest[3], _mm256_unpackhi_epi64(t1, t3), _mm256_unpackhi_epi64(t5, t7));
 }
 
 void TurnBand(const uint8_t* const source[16], uint8_t* const* destRows, int64_t offset,
