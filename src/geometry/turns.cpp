@@ -39,7 +39,8 @@ constexpr int64_t kBandRows = 16;
 
 // Destinations from this size on are streamed past the caches: they would not stay there anyway,
 // and a line written whole is then not read first. Below it, the caller finds the result cached.
-constexpr int64_t kStreamBytes = int64_t{8} << 20;
+// Measured on RGBA: the two ways equal at 3.8 MB, streaming a third faster at 8 MB.
+constexpr int64_t kStreamBytes = int64_t{4} << 20;
 
 enum class Turn : uint8_t { kCounterClockwise, kClockwise, kHalf };
 
