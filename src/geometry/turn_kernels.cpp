@@ -3,6 +3,8 @@
 #include <atomic>
 #include <cstring>
 
+#include "platform/cpu_features.h"
+
 // Written with the compilers' vector extensions: four 4-byte pixels to a 128-bit vector, which
 // gives SSE2 code on x86-64 and Advanced SIMD code on arm64.
 
@@ -36,6 +38,11 @@ inline Pixels PairsHigh(Pixels a, Pixels b) {
 bool VectorTurns() { return gVectorTurns.load(std::memory_order_relaxed); }
 
 void SetVectorTurns(bool enabled) { gVectorTurns.store(enabled, std::memory_order_relaxed); }
+
+TurnBandProc ActiveTurnBand() {
+  if (!VectorTurns() || !platform::LevelAllowed(platform::SimdLevel::kAVX2)) return nullptr;
+  return TurnBandAVX2();
+}
 
 void ReversePixels4(const uint8_t* source, uint8_t* dest, int64_t count) {
   int64_t i = 0;

@@ -33,6 +33,15 @@ namespace {
 // in the second-level cache. Measured best between 32 and 256 on 6000 x 4000 RGBA.
 constexpr int64_t kCacheTile = 128;
 
+// Source rows in a band of the band kernel: their pixels fill 64 bytes, a cache line, of every
+// destination row.
+constexpr int64_t kBandRows = 16;
+
+// Destinations from this size on are streamed past the caches: they would not stay there anyway,
+// and a line written whole is then not read first. Below it, the caller finds the result cached.
+// Measured on RGBA: the two ways equal at 3.8 MB, streaming a third faster at 8 MB.
+constexpr int64_t kStreamBytes = int64_t{4} << 20;
+
 enum class Turn : uint8_t { kCounterClockwise, kClockwise, kHalf };
 
 struct TurnKind {
@@ -163,19 +172,19 @@ bool TurnFourRowsOfBlock(const uint8_t* const rowsIn[4], int64_t y, int64_t x0, 
   return true;
 }
 
-// Walks the source in blocks of `tile` x `tile` pixels: for each source row of a block, the
-// block's pixels go to `tile` destination rows. One block as large as the image is the
-// row-by-row turn. `vector`: both images in memory, pixels of 4 bytes moved whole.
+// Walks source rows begin ... end - 1 in blocks of `tile` x `tile` pixels: for each source row of
+// a block, the block's pixels go to `tile` destination rows. One block as large as the image is
+// the row-by-row turn. `vector`: both images in memory, pixels of 4 bytes moved whole.
 template <class Rows, class Mover>
-void TurnBlocks(ImageClassData* source, int64_t destPixelSize, bool clockwise, int64_t tile,
-                bool vector, const Rows& rows, const Mover& mover) {
+void TurnBlocks(ImageClassData* source, int64_t begin, int64_t end, int64_t destPixelSize,
+                bool clockwise, int64_t tile, bool vector, const Rows& rows, const Mover& mover) {
   const int64_t width = source->Width, height = source->Height;
   const int64_t pixelSize = source->PixelSize;
-  for (int64_t y0 = 0; y0 < height; y0 += tile) {
-    const int64_t y1 = height - y0 > tile ? y0 + tile : height;
+  for (int64_t y0 = begin; y0 < end; y0 += tile) {
+    const int64_t y1 = end - y0 > tile ? y0 + tile : end;
     for (int64_t x0 = 0; x0 < width; x0 += tile) {
       const int64_t x1 = width - x0 > tile ? x0 + tile : width;
-      int64_t y = y0, end = y1;
+      int64_t y = y0, last = y1;
       if constexpr (std::is_same_v<Rows, TableRows> && std::is_same_v<Mover, WholePixelMover<4>>) {
         // Groups of four rows; clockwise from the bottom up, so that each destination row is
         // written front to back. The rows left over (or of a failed group) go one by one.
@@ -189,14 +198,14 @@ void TurnBlocks(ImageClassData* source, int64_t destPixelSize, bool clockwise, i
             break;
           }
           if (clockwise) {
-            end = first;
+            last = first;
           } else {
             y = first + 4;
           }
           YieldRow(source);
         }
       }
-      for (; y < end; ++y) {
+      for (; y < last; ++y) {
         if (const uint8_t* row = source->GetRow(source, y)) {
           TurnRowOfBlock(row, y, x0, x1, width, height, pixelSize, destPixelSize, clockwise, rows,
                          mover);
@@ -207,6 +216,46 @@ void TurnBlocks(ImageClassData* source, int64_t destPixelSize, bool clockwise, i
       }
     }
   }
+}
+
+// Both images in memory, pixels of 4 bytes moved whole, every destination row present: bands of
+// 16 source rows through the band kernel, placed so that their runs start on a cache line of the
+// destination. The source rows outside the bands, and the bands with a missing row, go by blocks.
+void TurnInBands(ImageClassData* source, bool clockwise, TurnBandProc kernel, const TableRows& rows,
+                 const WholePixelMover<4>& mover) {
+  const int64_t width = source->Width, height = source->Height;
+  // In destination columns: lead ... lead + 16 x bands - 1 are the bands'.
+  const uintptr_t start =
+      reinterpret_cast<uintptr_t>(rows(0)) + static_cast<uintptr_t>(mover.toBase);
+  int64_t lead = start % 4 == 0 ? static_cast<int64_t>((64 - start % 64) % 64 / 4) : 0;
+  if (lead > height) lead = height;
+  const int64_t bands = (height - lead) / kBandRows;
+  // The image is in memory, so its byte count fits.
+  const bool stream = width * height * 4 >= kStreamBytes;
+  // The source rows of destination columns c0 ... c1 - 1.
+  auto byBlocks = [&](int64_t c0, int64_t c1) {
+    if (c0 >= c1) return;
+    TurnBlocks(source, clockwise ? height - c1 : c0, clockwise ? height - c0 : c1, 4, clockwise,
+               kCacheTile, true, rows, mover);
+  };
+  byBlocks(0, lead);
+  for (int64_t b = 0; b < bands; ++b) {
+    const int64_t column = lead + b * kBandRows;
+    const uint8_t* band[kBandRows];
+    bool complete = true;
+    for (int64_t k = 0; k < kBandRows && complete; ++k) {
+      const uint8_t* row = source->GetRow(source, clockwise ? height - 1 - column - k : column + k);
+      complete = row != nullptr;
+      if (row) band[k] = row + mover.fromBase;
+    }
+    if (!complete) {
+      byBlocks(column, column + kBandRows);
+      continue;
+    }
+    kernel(band, rows.rows, column * 4 + mover.toBase, width, clockwise, stream);
+    for (int64_t k = 0; k < kBandRows; ++k) YieldRow(source);
+  }
+  byBlocks(lead + bands * kBandRows, height);
 }
 
 // The tile side of a turn with a mapped image: a block of source rows and the destination rows
@@ -243,13 +292,25 @@ void QuarterTurn(ImageClassData* source, ImageClassData* dest, bool clockwise, b
   if (!dest->IsMapping) {
     std::unique_ptr<uint8_t*[]> table(new (std::nothrow) uint8_t*[static_cast<size_t>(width)]);
     if (table) {
-      for (int64_t y = 0; y < width; ++y) table[y] = dest->GetRow(dest, y);
-      TurnBlocks(source, destPixelSize, clockwise, tile, tiled && inMemory && VectorTurns(),
-                 TableRows{table.get()}, mover);
+      bool complete = true;
+      for (int64_t y = 0; y < width; ++y) {
+        table[y] = dest->GetRow(dest, y);
+        complete = complete && table[y];
+      }
+      const TableRows rows{table.get()};
+      if constexpr (std::is_same_v<Mover, WholePixelMover<4>>) {
+        TurnBandProc kernel = tiled && inMemory && complete ? ActiveTurnBand() : nullptr;
+        if (kernel) {
+          TurnInBands(source, clockwise, kernel, rows, mover);
+          return;
+        }
+      }
+      TurnBlocks(source, 0, height, destPixelSize, clockwise, tile,
+                 tiled && inMemory && VectorTurns(), rows, mover);
       return;
     }
   }
-  TurnBlocks(source, destPixelSize, clockwise, tile, false, FetchedRows{dest}, mover);
+  TurnBlocks(source, 0, height, destPixelSize, clockwise, tile, false, FetchedRows{dest}, mover);
 }
 
 template <class Mover>

@@ -1,15 +1,18 @@
-// The vector kernels of the turns against the plain per-pixel paths, bit for bit, on random
-// images of odd sizes in every format they serve; and the debug labels of the turns.
+// The vector kernels of the turns against the plain per-pixel paths, bit for bit: the kernels
+// alone, then whole turns at each vector level on random images of odd sizes in every format they
+// serve, clips and mirrored views included; and the debug labels of the turns.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "geometry/turn_kernels.h"
 #include "host/emulated_host.h"
+#include "platform/cpu_features.h"
 #include "support/log_capture.h"
 
 namespace {
@@ -19,6 +22,7 @@ bool Logged(const LogCapture& log, const std::string& text) {
   return log.Contains("XQT Debug: " + text + "\n");
 }
 
+using platform::SimdLevel;
 using xqt::host::Host;
 using xqt::host::Ref;
 
@@ -62,6 +66,51 @@ TEST(TurnKernels, ReverseAndTurnAgainstPlainLoops) {
   }
 }
 
+TEST(TurnKernels, BandAgainstPlainLoop) {
+  TurnBandProc kernel = TurnBandAVX2();
+  if (!kernel) GTEST_SKIP() << "no AVX2 on this processor";
+  // Destination rows 256 bytes apart, each moved by 0, 4, 16 or 32 bytes at random, so that runs
+  // on and off the 32-byte alignment streamed stores need meet in one group of four; the run
+  // starts 64 bytes into a row. Nothing but the runs may change.
+  constexpr int64_t kStride = 256, kOffset = 64;
+  const int64_t shifts[] = {0, 4, 16, 32};
+  std::mt19937 random(5);
+  for (int64_t count : {0, 1, 3, 4, 5, 8, 13, 31}) {
+    std::vector<uint8_t> source = RandomBytes(static_cast<size_t>(count) * 64, 3);
+    const uint8_t* rows[16];
+    for (int r = 0; r < 16; ++r) rows[r] = source.data() + r * count * 4;
+    for (bool clockwise : {false, true}) {
+      for (bool stream : {false, true}) {
+        SCOPED_TRACE(std::to_string(count) + " " + std::to_string(clockwise) + " " +
+                     std::to_string(stream));
+        std::vector<uint8_t> buffer = RandomBytes(static_cast<size_t>(count * kStride + 64), 4);
+        std::vector<uint8_t> expected = buffer;
+        const int64_t aligned =
+            64 - static_cast<int64_t>(reinterpret_cast<uintptr_t>(buffer.data()) % 64);
+        std::vector<uint8_t*> dest(static_cast<size_t>(count));
+        for (int64_t i = 0; i < count; ++i) {
+          const int64_t at = aligned + i * kStride + shifts[random() % 4];
+          dest[i] = buffer.data() + at;
+          // Destination row i takes pixel i of the source rows, or pixel count - 1 - i.
+          const int64_t x = clockwise ? i : count - 1 - i;
+          for (int r = 0; r < 16; ++r) {
+            std::memcpy(&expected[at + kOffset + r * 4], rows[r] + x * 4, 4);
+          }
+        }
+        kernel(rows, dest.data(), kOffset, count, clockwise, stream);
+        EXPECT_EQ(buffer, expected);
+      }
+    }
+  }
+}
+
+// Restores the processor's full level when a test ends, also on failure.
+struct LevelCap {
+  explicit LevelCap(SimdLevel level) : previous(platform::SetSimdLimit(level)) {}
+  ~LevelCap() { platform::SetSimdLimit(previous); }
+  SimdLevel previous;
+};
+
 class TurnsUnit : public ::testing::Test {
  protected:
   TurnsUnit() { host_.Attach(&REALPluginMain); }
@@ -89,11 +138,37 @@ class TurnsUnit : public ::testing::Test {
     return bytes;
   }
 
+  // A destination to turn into, and the image that owns its storage (itself, or a clip's parent).
+  struct Target {
+    Ref into, storage;
+  };
+
+  // `turn` of `source` by the plain path, and by the vector paths of the baseline level and of
+  // AVX2, each into a fresh target from `make` (all alike): the same bytes in all their storage.
+  void ExpectTurnsAgree(const Ref& source, const char* turn, const std::function<Target()>& make) {
+    const SimdLevel levels[] = {SimdLevel::kScalar, SimdLevel::kBaseline, SimdLevel::kAVX2};
+    std::vector<uint8_t> plain;
+    for (SimdLevel level : levels) {
+      Target target = make();
+      LevelCap cap(level);
+      SetVectorTurns(level != SimdLevel::kScalar);
+      EXPECT_EQ(source.Call<Ref>(turn, target.into).get(), target.into.get()) << turn;
+      SetVectorTurns(true);
+      if (level == SimdLevel::kScalar) {
+        plain = AllBytes(target.storage);
+      } else {
+        EXPECT_EQ(AllBytes(target.storage), plain) << turn << " at level " << int(level);
+      }
+    }
+  }
+
   Host host_;
 };
 
 TEST_F(TurnsUnit, VectorAndPlainPathsGiveTheSameBytes) {
-  const int64_t sizes[][2] = {{131, 77}, {7, 5}, {3, 9}, {4, 4}, {257, 130}};
+  // Bands of 16 rows with rows and columns left over in every direction, and single pixels.
+  const int64_t sizes[][2] = {{131, 77}, {7, 5},  {3, 9},   {4, 4},   {257, 130}, {1, 1},
+                              {1, 40},   {40, 1}, {19, 16}, {16, 17}, {33, 35}};
   uint32_t seed = 10;
   for (int64_t format : kFourByteFormats) {
     for (const auto& size : sizes) {
@@ -103,13 +178,10 @@ TEST_F(TurnsUnit, VectorAndPlainPathsGiveTheSameBytes) {
       for (const char* turn : {"Rotate90", "Rotate270", "Rotate180"}) {
         bool quarter = std::string(turn) != "Rotate180";
         int64_t w = quarter ? size[1] : size[0], h = quarter ? size[0] : size[1];
-        Ref vectorDest = NewRandom(w, h, format, seed + 1);
-        Ref plainDest = NewRandom(w, h, format, seed + 1);
-        SetVectorTurns(true);
-        source.Call<Ref>(turn, vectorDest);
-        SetVectorTurns(false);
-        source.Call<Ref>(turn, plainDest);
-        EXPECT_EQ(AllBytes(vectorDest), AllBytes(plainDest)) << turn;
+        ExpectTurnsAgree(source, turn, [&] {
+          Ref dest = NewRandom(w, h, format, seed + 1);
+          return Target{dest, dest};
+        });
       }
       for (const char* mirror : {"HMirror", "Rotate180"}) {
         Ref vectorImage = NewRandom(size[0], size[1], format, seed + 2);
@@ -121,6 +193,35 @@ TEST_F(TurnsUnit, VectorAndPlainPathsGiveTheSameBytes) {
         EXPECT_EQ(AllBytes(vectorImage), AllBytes(plainImage)) << mirror;
       }
     }
+  }
+}
+
+TEST_F(TurnsUnit, ClipsViewsAndLargeImagesAgreeAcrossPaths) {
+  // Clips shift the pixels within the rows, so the bands start off the cache lines (and in the
+  // source, off the rows' alignment); a mirrored view lists its rows backwards.
+  const int64_t clips[][4] = {{1, 2, 37, 41}, {3, 0, 20, 33}, {0, 5, 33, 19}};
+  for (const auto& c : clips) {
+    SCOPED_TRACE("clip " + std::to_string(c[0]) + " " + std::to_string(c[1]));
+    Ref parent = NewRandom(c[0] + c[2] + 2, c[1] + c[3] + 1, kRGBA, 500);
+    Ref source = parent.Call<Ref>("ClipImage", c[0], c[1], c[2], c[3]);
+    for (const char* turn : {"Rotate90", "Rotate270"}) {
+      ExpectTurnsAgree(source, turn, [&] {
+        Ref whole = NewRandom(c[3] + c[1] + 3, c[2] + c[0] + 1, kRGBA, 600);
+        return Target{whole.Call<Ref>("ClipImage", c[1], c[0], c[3], c[2]), whole};
+      });
+      ExpectTurnsAgree(source, turn, [&] {
+        Ref whole = NewRandom(c[3], c[2], kRGBA, 700);
+        return Target{whole.Call<Ref>("MirroredView"), whole};
+      });
+    }
+  }
+  // Large enough for streamed stores, and of a height that leaves rows besides the bands.
+  Ref large = NewRandom(1450, 1451, kRGBA, 800);
+  for (const char* turn : {"Rotate90", "Rotate270"}) {
+    ExpectTurnsAgree(large, turn, [&] {
+      Ref dest = NewRandom(1451, 1450, kRGBA, 900);
+      return Target{dest, dest};
+    });
   }
 }
 
