@@ -12,13 +12,9 @@
 
 #include "filters/filter_simd.h"
 #include "platform/cpu_features.h"
+#include "platform/vector_target.h"
 
-#if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx2,fma"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx2,fma")
-#endif
+XQT_TARGET_BEGIN("avx2,fma")
 
 namespace {
 
@@ -458,11 +454,7 @@ void UnsharpRowKernel(const UnsharpRow& row, const uint8_t* other, uint8_t* self
 
 }  // namespace
 
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
+XQT_TARGET_END
 
 ByteMapRowProc ByteMapRowAVX2() {
   return platform::ProcessorRuns(platform::SimdLevel::kAVX2) ? MapRowKernel : nullptr;

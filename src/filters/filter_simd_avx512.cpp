@@ -16,15 +16,10 @@
 
 #include "filters/filter_simd.h"
 #include "platform/cpu_features.h"
+#include "platform/vector_target.h"
 
 // The double kernel without VBMI, for AVX-512 processors that lack it.
-#if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx512f,avx512vl,avx512dq,avx512bw"))), \
-                             apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx512f,avx512vl,avx512dq,avx512bw")
-#endif
+XQT_TARGET_BEGIN("avx512f,avx512vl,avx512dq,avx512bw")
 
 namespace {
 
@@ -107,20 +102,10 @@ void UnsharpRowDouble(const UnsharpRow& row, const uint8_t* other, uint8_t* self
 
 }  // namespace
 
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
+XQT_TARGET_END
 
 // Byte look-ups with VBMI.
-#if defined(__clang__)
-#pragma clang attribute push( \
-    __attribute__((target("avx512f,avx512vl,avx512dq,avx512bw,avx512vbmi"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx512f,avx512vl,avx512dq,avx512bw,avx512vbmi")
-#endif
+XQT_TARGET_BEGIN("avx512f,avx512vl,avx512dq,avx512bw,avx512vbmi")
 
 namespace {
 
@@ -242,11 +227,7 @@ void UnsharpRowBytes(const UnsharpRow& row, const uint8_t* other, uint8_t* self,
 
 }  // namespace
 
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
+XQT_TARGET_END
 
 namespace {
 

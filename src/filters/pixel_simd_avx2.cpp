@@ -11,13 +11,9 @@
 
 #include "filters/pixel_simd.h"
 #include "platform/cpu_features.h"
+#include "platform/vector_target.h"
 
-#if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx2,fma"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx2,fma")
-#endif
+XQT_TARGET_BEGIN("avx2,fma")
 
 namespace {
 
@@ -303,11 +299,7 @@ void GrayRow(uint8_t* row, int64_t pixels, const QuadOffsets& quad, int mode) {
 
 }  // namespace
 
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
+XQT_TARGET_END
 
 PremultiplyRowProc PremultiplyRowAVX2() {
   return platform::ProcessorRuns(platform::SimdLevel::kAVX2) ? PremultiplyRow : nullptr;

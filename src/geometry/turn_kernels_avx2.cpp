@@ -9,13 +9,9 @@
 
 #include "geometry/turn_kernels.h"
 #include "platform/cpu_features.h"
+#include "platform/vector_target.h"
 
-#if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx2")
-#endif
+XQT_TARGET_BEGIN("avx2")
 
 namespace {
 
@@ -94,11 +90,7 @@ void TurnBand(const uint8_t* const source[16], uint8_t* const* destRows, int64_t
 
 }  // namespace
 
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
+XQT_TARGET_END
 
 TurnBandProc TurnBandAVX2() {
   return platform::ProcessorRuns(platform::SimdLevel::kAVX2) ? TurnBand : nullptr;

@@ -6,16 +6,12 @@
 #include <cstring>
 
 #include "platform/aligned_memory.h"
+#include "platform/vector_target.h"
 #include "plugin/debug_log.h"
 #include "scale/scale_engine.h"
 
 #pragma GCC diagnostic ignored "-Wpsabi"
-#if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx2,fma"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx2,fma")
-#endif
+XQT_TARGET_BEGIN("avx2,fma")
 
 namespace scale_avx2 {
 #define XQT_AVX2
@@ -31,10 +27,6 @@ namespace scale_avx2 {
 #undef XQT_AVX2
 }  // namespace scale_avx2
 
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
+XQT_TARGET_END
 
 const ScalePassCode* AVX2PassCode() { return &scale_avx2::kPassCode; }

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "platform/aligned_memory.h"
+#include "platform/vector_target.h"
 #include "plugin/debug_log.h"
 #include "scale/scale_engine.h"
 
@@ -15,13 +16,7 @@
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #pragma GCC diagnostic ignored "-Wuninitialized"
 #endif
-#if defined(__clang__)
-#pragma clang attribute push( \
-    __attribute__((target("avx512f,avx512vl,avx512dq,avx512bw,avx2,fma"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx512f,avx512vl,avx512dq,avx512bw,avx2,fma")
-#endif
+XQT_TARGET_BEGIN("avx512f,avx512vl,avx512dq,avx512bw,avx2,fma")
 
 namespace scale_avx512 {
 #define XQT_AVX512
@@ -35,10 +30,6 @@ namespace scale_avx512 {
 #undef XQT_AVX512
 }  // namespace scale_avx512
 
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
+XQT_TARGET_END
 
 const ScalePassCode* AVX512PassCode() { return &scale_avx512::kPassCode; }
