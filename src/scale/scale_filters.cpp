@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 
 #include "image/pixel_formats.h"
 
@@ -15,10 +16,44 @@ double Sinc(double t) {
 }
 
 constexpr ScaleFilter kFilters[] = {
-    {ScaleTriangle, &TriangleKernel, 1}, {ScaleBox, &BoxKernel, 0.5},
-    {ScaleLanczos3, &Lanczos3Kernel, 3}, {ScaleLanczos8, &Lanczos8Kernel, 8},
-    {ScaleMitchell, &MitchellKernel, 2}, {ScalePoly3, &Poly3Kernel, 4},
+    {ScaleTriangle, &TriangleKernel, 1},
+    {ScaleBox, &BoxKernel, 0.5},
+    {ScaleLanczos3, &Lanczos3Kernel, 3, true},
+    {ScaleLanczos8, &Lanczos8Kernel, 8, true},
+    {ScaleMitchell, &MitchellKernel, 2},
+    {ScalePoly3, &Poly3Kernel, 4},
     {ScaleCubic, &CubicKernel, 3},
+};
+
+// The kernel's values by the bits of their argument. A scale by a simple ratio gives every list
+// the same few distances, so most taps of a big image find their weight here instead of in two
+// sines; a value is the kernel's own result for the same argument, so the weights are the same.
+class KernelMemo {
+ public:
+  explicit KernelMemo(FilterKernel kernel) : kernel_(kernel) {
+    for (Entry& entry : entries_) entry.argument = kEmpty;
+  }
+  double operator()(double x) {
+    uint64_t bits;
+    std::memcpy(&bits, &x, sizeof bits);
+    Entry& entry = entries_[(bits * 0x9E3779B97F4A7C15ull) >> (64 - kIndexBits)];
+    if (entry.argument != bits) {
+      entry.argument = bits;
+      entry.value = kernel_(x);
+    }
+    return entry.value;
+  }
+
+ private:
+  static constexpr int kIndexBits = 9;
+  // A negative NaN: never the bits of a distance, which is never negative.
+  static constexpr uint64_t kEmpty = ~0ull;
+  struct Entry {
+    uint64_t argument;
+    double value;
+  };
+  FilterKernel kernel_;
+  Entry entries_[1 << kIndexBits];
 };
 
 }  // namespace
@@ -64,6 +99,8 @@ void BuildContributions(ContributionList* lists, int64_t count, double scale, in
   const double halfWidth = enlarging ? radius : radius / scale;
   const auto room =
       static_cast<int64_t>(enlarging ? 2 * radius + 2 : 2 * std::trunc(halfWidth) + 2);
+  KernelMemo memo(filter.kernel);
+  auto kernel = [&](double x) { return filter.memoize ? memo(x) : filter.kernel(x); };
   for (int64_t x = 0; x < count; ++x) {
     ContributionList& list = lists[x];
     list.count = 0;
@@ -85,7 +122,7 @@ void BuildContributions(ContributionList* lists, int64_t count, double scale, in
       double sum = 0;
       for (int64_t j = left; j <= right; ++j) {
         double distance = enlarging ? center - j - 0.5 : (center - j - 0.5) * scale;
-        double weight = filter.kernel(std::fabs(distance));
+        double weight = kernel(std::fabs(distance));
         if (weight == 0) continue;
         // The window never holds more than `room` non-zero weights; the guard keeps a rounding
         // accident inside the block.

@@ -33,6 +33,8 @@ struct ScaleFilter {
   int64_t mode;
   FilterKernel kernel;
   double radius;  // the window R
+  // Costly kernels (two sines a tap) are worth remembering by argument while the lists are built.
+  bool memoize = false;
 };
 
 // The filter of `mode` (1 ... 7), or null.
