@@ -6,8 +6,9 @@
 Each mutant changes one place of one file: a comparison flipped (< and >=, > and <=, == and !=),
 an integer constant moved by one, or a statement line dropped. The file is rebuilt in the given
 build folder (configured by `bash tools/setup.sh test`), the whole suite runs, and the mutant is
-killed when the build or any test fails (a test that runs past 60 s fails). The file is put back
-at the end and on an interrupt (Ctrl-C), but not when the script is killed. Mutants are listed in
+killed when the build or any test fails (a test that runs past 60 s fails; the run stops at the
+first failure). The file is put back at the end and on an interrupt (Ctrl-C), but not when the
+script is killed. Mutants are listed in
 a fixed order and sampled with the seed, so two runs with the same seed and limit try the same
 mutants. Debug lines are never dropped, since they do not change what the code does."""
 import argparse
@@ -90,7 +91,8 @@ def main():
                 if run(["ninja", "-C", args.build]) != 0:
                     unbuilt += 1
                     continue
-                if run(["ctest", "--test-dir", args.build, "-j2", "--timeout", "60"]) != 0:
+                suite = ["ctest", "--test-dir", args.build, "-j2", "--timeout", "60", "--stop-on-failure"]
+                if run(suite) != 0:
                     killed += 1
                 else:
                     survived += 1
