@@ -140,8 +140,10 @@ coverage)
     echo "coverage of $part:"
     filters=()
     for folder in $part; do filters+=(--filter "$folder"); done
-    gcovr --root . "${filters[@]}" --object-directory build-cov --print-summary --txt /dev/null \
-      build-cov | grep -E '^(lines|branches):'
+    # The report goes to a file of the build: gcovr tries an output path by creating and then
+    # deleting it, which would take /dev/null away.
+    gcovr --root . "${filters[@]}" --object-directory build-cov --print-summary \
+      --txt build-cov/coverage.txt build-cov | grep -E '^(lines|branches):'
   done
   ;;
 windows)
