@@ -13,8 +13,9 @@
 #include "filters/pixel_ops.h"
 #include "filters/pixel_simd.h"
 #include "host/emulated_host.h"
-#include "platform/cpu_features.h"
+#include "support/image_layout.h"
 #include "support/log_capture.h"
+#include "support/simd_levels.h"
 
 namespace {
 
@@ -41,21 +42,16 @@ class FillsUnit : public ::testing::Test {
   Host host_;
 };
 
-// The float formula of the premultiplied value, as single-precision steps.
-int Premultiplied(int c, int a) {
-  float f = static_cast<float>(a) / 255.0f;
-  return static_cast<int>(static_cast<float>(c) * f + 0.5f);
-}
-
-TEST_F(FillsUnit, TablesHoldTheirDefinition) {
+// The tables tabulate the float formula: premultiplying, and unpremultiplying to the largest
+// colour that premultiplies to the value (the value itself where none does).
+TEST_F(FillsUnit, TablesHoldTheFormulas) {
   InitMultiplyTable();
   ASSERT_EQ(InitedMultiplyTable, 2);
   for (int a = 0; a < 256; ++a) {
-    // For each premultiplied value: the largest colour giving it, or the value itself.
     int inverse[256];
     for (int m = 0; m < 256; ++m) inverse[m] = m;
     for (int c = 0; c < 256; ++c) {
-      int m = Premultiplied(c, a);
+      const int m = MultiplyValue(static_cast<uint8_t>(c), static_cast<uint8_t>(a));
       ASSERT_EQ(MultiplyTable[a * 256 + c], m) << a << ", " << c;
       inverse[m] = c;
     }
@@ -74,7 +70,7 @@ TEST_F(FillsUnit, TablesHoldTheirDefinition) {
   EXPECT_EQ(MultiplyTable, before);
 }
 
-// Values worked out from the formulas in single precision by a separate script.
+// Worked out in single precision: 200 * (128 / 255) + 0.5 = 100.9, 100 / (128 / 255) = 199.2.
 TEST_F(FillsUnit, FloatFormulas) {
   EXPECT_EQ(MultiplyValue(200, 128), 100);
   EXPECT_EQ(MultiplyValue(255, 1), 1);
@@ -84,12 +80,6 @@ TEST_F(FillsUnit, FloatFormulas) {
   EXPECT_EQ(UnmultiplyValue(2, 1), 254);
   EXPECT_EQ(UnmultiplyValue(0, 0), 0);  // alpha 0 writes 0
   EXPECT_EQ(UnmultiplyValue(9, 0), 0);
-  for (int c = 0; c < 256; ++c) {
-    for (int a = 0; a < 256; ++a) {
-      ASSERT_EQ(MultiplyValue(static_cast<uint8_t>(c), static_cast<uint8_t>(a)),
-                Premultiplied(c, a));
-    }
-  }
 }
 
 // With the tables missing (an allocation failed), the operations use the formulas.
@@ -125,7 +115,6 @@ TEST_F(FillsUnit, FallbackWithoutTables) {
 // with a rectangle off the image's corner, in the layouts they take and some they refuse. The
 // 256 x 256 image holds every (colour, alpha) pair of the premultiplication.
 TEST_F(FillsUnit, EveryLevelGivesThePlainBytes) {
-  using platform::SimdLevel;
   using Operation = std::function<void(const Ref&)>;
   const std::vector<std::pair<const char*, Operation>> operations = {
       {"FillRect alpha", [](const Ref& i) { i.Call("FillRect", 3, 1, 250, 2, 77, 200); }},
@@ -146,30 +135,22 @@ TEST_F(FillsUnit, EveryLevelGivesThePlainBytes) {
   InitMultiplyTable();
   for (int64_t format : {kRGBA, kRGBX, int64_t{4}, int64_t{7}, kRGB, kG, kGA}) {
     for (const auto& [name, operation] : operations) {
-      std::vector<uint8_t> plain;
-      for (SimdLevel level : {SimdLevel::kScalar, SimdLevel::kBaseline, SimdLevel::kAVX2}) {
-        const SimdLevel previous = platform::SetSimdLimit(level);
-        Ref image = host_.New("PictureXQT", int64_t{256}, int64_t{256}, format);
-        const int64_t bytes = image.Get<int64_t>("RowSize");
-        std::mt19937 random(static_cast<uint32_t>(format));
-        for (int64_t y = 0; y < 256; ++y) {
-          uint8_t* row = Row(image, y);
-          for (int64_t x = 0; x < bytes; ++x) {
-            row[x] = static_cast<uint8_t>(format == kRGBA ? (x % 4 == 3 ? y : x / 4) : random());
-          }
-        }
-        operation(image);
-        platform::SetSimdLimit(previous);
-        std::vector<uint8_t> got;
-        for (int64_t y = 0; y < 256; ++y)
-          got.insert(got.end(), Row(image, y), Row(image, y) + bytes);
-        if (level == SimdLevel::kScalar) {
-          plain = got;
-        } else {
-          ASSERT_EQ(got, plain) << name << ", format " << format << ", level "
-                                << static_cast<int>(level);
-        }
-      }
+      ExpectEveryLevelAsPlain(
+          [&] {
+            Ref image = host_.New("PictureXQT", int64_t{256}, int64_t{256}, format);
+            const int64_t bytes = image.Get<int64_t>("RowSize");
+            std::mt19937 random(static_cast<uint32_t>(format));
+            for (int64_t y = 0; y < 256; ++y) {
+              uint8_t* row = Row(image, y);
+              for (int64_t x = 0; x < bytes; ++x) {
+                row[x] =
+                    static_cast<uint8_t>(format == kRGBA ? (x % 4 == 3 ? y : x / 4) : random());
+              }
+            }
+            operation(image);
+            return ImageSnapshot(image).data;
+          },
+          std::string(name) + ", format " + std::to_string(format));
     }
   }
 }
@@ -219,7 +200,6 @@ TEST(PixelKernels, LuminanceOfEveryColour) {
 // the integer luminance defer to the double one, where one level holds most pixels, and where
 // the image has one colour.
 TEST_F(FillsUnit, SampledStretchGivesThePlainBytes) {
-  using platform::SimdLevel;
   constexpr int64_t kWidth = 203, kHeight = 600;
   using Paint = std::function<void(uint8_t*, int64_t y, std::mt19937&)>;
   const std::vector<std::pair<const char*, Paint>> images = {
@@ -271,24 +251,16 @@ TEST_F(FillsUnit, SampledStretchGivesThePlainBytes) {
   };
   for (const auto& [name, paint] : images) {
     for (bool rectangle : {false, true}) {
-      std::vector<uint8_t> plain;
-      for (SimdLevel level : {SimdLevel::kScalar, SimdLevel::kBaseline, SimdLevel::kAVX2}) {
-        const SimdLevel previous = platform::SetSimdLimit(level);
-        Ref image = host_.New("PictureXQT", kWidth, kHeight, kRGBA);
-        std::mt19937 random(9);
-        for (int64_t y = 0; y < kHeight; ++y) paint(Row(image, y), y, random);
-        EXPECT_TRUE(rectangle ? image.Call<bool>("AutoLevel", 3, 7, kWidth - 5, kHeight - 9)
-                              : image.Call<bool>("AutoLevel"));
-        platform::SetSimdLimit(previous);
-        std::vector<uint8_t> got;
-        for (int64_t y = 0; y < kHeight; ++y)
-          got.insert(got.end(), Row(image, y), Row(image, y) + kWidth * 4);
-        if (level == SimdLevel::kScalar) {
-          plain = got;
-        } else {
-          ASSERT_EQ(got, plain) << name << (rectangle ? " in a rectangle" : "");
-        }
-      }
+      ExpectEveryLevelAsPlain(
+          [&] {
+            Ref image = host_.New("PictureXQT", kWidth, kHeight, kRGBA);
+            std::mt19937 random(9);
+            for (int64_t y = 0; y < kHeight; ++y) paint(Row(image, y), y, random);
+            EXPECT_TRUE(rectangle ? image.Call<bool>("AutoLevel", 3, 7, kWidth - 5, kHeight - 9)
+                                  : image.Call<bool>("AutoLevel"));
+            return ImageSnapshot(image).data;
+          },
+          std::string(name) + (rectangle ? " in a rectangle" : ""));
     }
   }
 }

@@ -12,8 +12,9 @@
 
 #include "geometry/turn_kernels.h"
 #include "host/emulated_host.h"
-#include "platform/cpu_features.h"
+#include "support/image_layout.h"
 #include "support/log_capture.h"
+#include "support/simd_levels.h"
 
 namespace {
 
@@ -104,13 +105,6 @@ TEST(TurnKernels, BandAgainstPlainLoop) {
   }
 }
 
-// Restores the processor's full level when a test ends, also on failure.
-struct LevelCap {
-  explicit LevelCap(SimdLevel level) : previous(platform::SetSimdLimit(level)) {}
-  ~LevelCap() { platform::SetSimdLimit(previous); }
-  SimdLevel previous;
-};
-
 class TurnsUnit : public ::testing::Test {
  protected:
   TurnsUnit() { host_.Attach(&REALPluginMain); }
@@ -121,21 +115,8 @@ class TurnsUnit : public ::testing::Test {
 
   Ref NewRandom(int64_t width, int64_t height, int64_t format, uint32_t seed) {
     Ref image = host_.New("PictureXQT", width, height, format);
-    int64_t rowSize = image.Get<int64_t>("RowSize");
-    for (int64_t y = 0; y < height; ++y) {
-      std::vector<uint8_t> bytes = RandomBytes(static_cast<size_t>(rowSize), seed + uint32_t(y));
-      std::memcpy(image.Call<void*>("RawRowPtr", y), bytes.data(), bytes.size());
-    }
+    RandomizeWholeRows(image, seed);
     return image;
-  }
-  static std::vector<uint8_t> AllBytes(const Ref& image) {
-    int64_t rowSize = image.Get<int64_t>("RowSize"), height = image.Get<int64_t>("Height");
-    std::vector<uint8_t> bytes;
-    for (int64_t y = 0; y < height; ++y) {
-      auto* row = static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
-      bytes.insert(bytes.end(), row, row + rowSize);
-    }
-    return bytes;
   }
 
   // A destination to turn into, and the image that owns its storage (itself, or a clip's parent).
@@ -143,23 +124,18 @@ class TurnsUnit : public ::testing::Test {
     Ref into, storage;
   };
 
-  // `turn` of `source` by the plain path, and by the vector paths of the baseline level and of
-  // AVX2, each into a fresh target from `make` (all alike): the same bytes in all their storage.
+  // `turn` of `source` by the plain path and by the vector paths of every level, each into a
+  // fresh target from `make` (all alike): the same bytes in all their storage.
   void ExpectTurnsAgree(const Ref& source, const char* turn, const std::function<Target()>& make) {
-    const SimdLevel levels[] = {SimdLevel::kScalar, SimdLevel::kBaseline, SimdLevel::kAVX2};
-    std::vector<uint8_t> plain;
-    for (SimdLevel level : levels) {
-      Target target = make();
-      LevelCap cap(level);
-      SetVectorTurns(level != SimdLevel::kScalar);
-      EXPECT_EQ(source.Call<Ref>(turn, target.into).get(), target.into.get()) << turn;
-      SetVectorTurns(true);
-      if (level == SimdLevel::kScalar) {
-        plain = AllBytes(target.storage);
-      } else {
-        EXPECT_EQ(AllBytes(target.storage), plain) << turn << " at level " << int(level);
-      }
-    }
+    ExpectEveryLevelAsPlain(
+        [&](SimdLevel level) {
+          Target target = make();
+          SetVectorTurns(level != SimdLevel::kScalar);
+          EXPECT_EQ(source.Call<Ref>(turn, target.into).get(), target.into.get()) << turn;
+          SetVectorTurns(true);
+          return ImageSnapshot(target.storage).data;
+        },
+        turn);
   }
 
   Host host_;
@@ -190,7 +166,8 @@ TEST_F(TurnsUnit, VectorAndPlainPathsGiveTheSameBytes) {
         vectorImage.Call(mirror);
         SetVectorTurns(false);
         plainImage.Call(mirror);
-        EXPECT_EQ(AllBytes(vectorImage), AllBytes(plainImage)) << mirror;
+        EXPECT_TRUE(SameBytes(ImageSnapshot(vectorImage).data, ImageSnapshot(plainImage).data))
+            << mirror;
       }
     }
   }
