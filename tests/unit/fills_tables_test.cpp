@@ -16,6 +16,7 @@
 #include "support/image_layout.h"
 #include "support/log_capture.h"
 #include "support/simd_levels.h"
+#include "support/static_plugin.h"
 
 namespace {
 
@@ -25,21 +26,15 @@ bool Logged(const LogCapture& log, const std::string& text) {
 }
 
 using xqt::host::Color;
-using xqt::host::Host;
 using xqt::host::Ref;
 
 constexpr int64_t kRGB = 1, kRGBA = 2, kRGBX = 3, kG = 11, kGA = 12, kCMYKA = 24, kGray16 = 41;
 
-class FillsUnit : public ::testing::Test {
+class FillsUnit : public StaticPluginTest {
  protected:
-  FillsUnit() { host_.Attach(&REALPluginMain); }
-  ~FillsUnit() override { EXPECT_EQ(host_.LiveObjects(), 0) << host_.LiveReport(); }
-
   static uint8_t* Row(const Ref& image, int64_t y) {
     return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
   }
-
-  Host host_;
 };
 
 // The tables tabulate the float formula: premultiplying, and unpremultiplying to the largest
@@ -86,8 +81,8 @@ TEST_F(FillsUnit, FloatFormulas) {
 TEST_F(FillsUnit, FallbackWithoutTables) {
   InitMultiplyTable();
   ASSERT_EQ(InitedMultiplyTable, 2);
-  Ref withTables = host_.New("PictureXQT", int64_t{3}, int64_t{1}, kRGBA);
-  Ref withFormula = host_.New("PictureXQT", int64_t{3}, int64_t{1}, kRGBA);
+  Ref withTables = NewImage(3, 1, kRGBA);
+  Ref withFormula = NewImage(3, 1, kRGBA);
   const uint8_t pixels[12] = {100, 200, 0, 128, 200, 9, 255, 100, 7, 8, 9, 0};
   std::memcpy(Row(withTables, 0), pixels, 12);
   std::memcpy(Row(withFormula, 0), pixels, 12);
@@ -134,10 +129,11 @@ TEST_F(FillsUnit, EveryLevelGivesThePlainBytes) {
   };
   InitMultiplyTable();
   for (int64_t format : {kRGBA, kRGBX, int64_t{4}, int64_t{7}, kRGB, kG, kGA}) {
-    for (const auto& [name, operation] : operations) {
+    for (const auto& [name, entry] : operations) {
+      const Operation& operation = entry;
       ExpectEveryLevelAsPlain(
           [&] {
-            Ref image = host_.New("PictureXQT", int64_t{256}, int64_t{256}, format);
+            Ref image = NewImage(256, 256, format);
             const int64_t bytes = image.Get<int64_t>("RowSize");
             std::mt19937 random(static_cast<uint32_t>(format));
             for (int64_t y = 0; y < 256; ++y) {
@@ -249,11 +245,12 @@ TEST_F(FillsUnit, SampledStretchGivesThePlainBytes) {
          for (int64_t i = 0; i < kWidth * 4; ++i) row[i] = 77;
        }},
   };
-  for (const auto& [name, paint] : images) {
+  for (const auto& [name, entry] : images) {
+    const Paint& paint = entry;
     for (bool rectangle : {false, true}) {
       ExpectEveryLevelAsPlain(
           [&] {
-            Ref image = host_.New("PictureXQT", kWidth, kHeight, kRGBA);
+            Ref image = NewImage(kWidth, kHeight, kRGBA);
             std::mt19937 random(9);
             for (int64_t y = 0; y < kHeight; ++y) paint(Row(image, y), y, random);
             EXPECT_TRUE(rectangle ? image.Call<bool>("AutoLevel", 3, 7, kWidth - 5, kHeight - 9)
@@ -266,12 +263,12 @@ TEST_F(FillsUnit, SampledStretchGivesThePlainBytes) {
 }
 
 TEST_F(FillsUnit, LabelsNameThePath) {
-  Ref rgbx = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kRGBX);
-  Ref rgba = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kRGBA);
-  Ref gray16 = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kGray16);
-  Ref gray = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kG);
-  Ref ga = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kGA);
-  Ref cmyka = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kCMYKA);
+  Ref rgbx = NewImage(4, 2, kRGBX);
+  Ref rgba = NewImage(4, 2, kRGBA);
+  Ref gray16 = NewImage(4, 2, kGray16);
+  Ref gray = NewImage(4, 2, kG);
+  Ref ga = NewImage(4, 2, kGA);
+  Ref cmyka = NewImage(4, 2, kCMYKA);
   LogCapture log;
   rgbx.Call("FillRect", 3, 1, -2, -1, 1);
   EXPECT_TRUE(Logged(log, "Fix 3, 1, -2, -1"));
@@ -312,10 +309,10 @@ TEST_F(FillsUnit, LabelsNameThePath) {
   EXPECT_TRUE(Logged(log, "CompareImagesRGBA"));
   rgbx.Call("FillRectRGB", Color{1});
   EXPECT_TRUE(Logged(log, "FillRectRGBc1"));
-  Ref invalid = host_.New("PictureXQT", int64_t{4}, int64_t{2}, int64_t{14});
+  Ref invalid = NewImage(4, 2, 14);
   invalid.Call("FillRect", 1);
   EXPECT_TRUE(Logged(log, "Picture not valid."));
-  Ref rgb = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kRGB);
+  Ref rgb = NewImage(4, 2, kRGB);
   rgb.Call("Close");
   rgb.Call("ClearRect");
   EXPECT_TRUE(Logged(log, "GetRow is nil"));

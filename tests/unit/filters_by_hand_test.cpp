@@ -8,22 +8,19 @@
 #include "filters/dither.h"
 #include "filters/unsharp.h"
 #include "host/emulated_host.h"
+#include "support/static_plugin.h"
 
 namespace {
 
-using xqt::host::Host;
 using xqt::host::Ref;
 
 constexpr int64_t kRGBA = 2, kRGBX = 3, kG = 11, kGA = 12, kCMYK = 23, kCMYKA = 24;
 
-class FiltersByHand : public ::testing::Test {
+class FiltersByHand : public StaticPluginTest {
  protected:
-  FiltersByHand() { host_.Attach(&REALPluginMain); }
-  ~FiltersByHand() override { EXPECT_EQ(host_.LiveObjects(), 0) << host_.LiveReport(); }
-
   // A 5 x 3 image with every byte `value`.
   Ref Filled(int64_t format, uint8_t value) {
-    Ref image = host_.New("PictureXQT", int64_t{5}, int64_t{3}, format);
+    Ref image = NewImage(5, 3, format);
     ImageClassData* data = ImageData(image.get());
     for (int64_t y = 0; y < 3; ++y) std::memset(data->GetRow(data, y), value, 5 * data->PixelSize);
     return image;
@@ -32,8 +29,6 @@ class FiltersByHand : public ::testing::Test {
     ImageClassData* data = ImageData(image.get());
     return data->GetRow(data, y)[x * data->PixelSize + offset];
   }
-
-  Host host_;
 };
 
 // Matrix 1 is 2 x 2 (n * n | 1 = 5). At two levels, 100 gives level 100 * 1 / 256 = 0 and

@@ -17,10 +17,10 @@
 #include "host/emulated_host.h"
 #include "support/image_layout.h"
 #include "support/simd_levels.h"
+#include "support/static_plugin.h"
 
 namespace {
 
-using xqt::host::Host;
 using xqt::host::Ref;
 
 // Every format with a family the filters handle, plus 16-bit gray and a scaling format.
@@ -64,13 +64,10 @@ uint8_t* ShiftedRow(ImageClassData*, int64_t y) {
   return gShiftedParent->GetRow(gShiftedParent, y) + gShiftedParent->PixelSize;
 }
 
-class FilterLevels : public ::testing::Test {
+class FilterLevels : public StaticPluginTest {
  protected:
-  FilterLevels() { host_.Attach(&REALPluginMain); }
-  ~FilterLevels() override { EXPECT_EQ(host_.LiveObjects(), 0) << host_.LiveReport(); }
-
   Ref Random(int64_t width, int64_t height, int64_t format, uint32_t seed) {
-    Ref image = host_.New("PictureXQT", width, height, format);
+    Ref image = NewImage(width, height, format);
     RandomizeWholeRows(image, seed);
     return image;
   }
@@ -99,8 +96,6 @@ class FilterLevels : public ::testing::Test {
       return std::vector<Ref>{Random(37, 5, format, seed), Random(37, 5, format, seed + 1)};
     };
   }
-
-  Host host_;
 };
 
 TEST_F(FilterLevels, PointFiltersInEveryFormat) {

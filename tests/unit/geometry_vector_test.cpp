@@ -15,6 +15,7 @@
 #include "support/image_layout.h"
 #include "support/log_capture.h"
 #include "support/simd_levels.h"
+#include "support/static_plugin.h"
 
 namespace {
 
@@ -24,7 +25,6 @@ bool Logged(const LogCapture& log, const std::string& text) {
 }
 
 using platform::SimdLevel;
-using xqt::host::Host;
 using xqt::host::Ref;
 
 // Formats whose pixels are four channel bytes: RGBA, ARGB, BGRA, ABGR, CMYK, KYMC.
@@ -76,16 +76,12 @@ TEST(TurnKernels, BandAgainstPlainLoop) {
   }
 }
 
-class TurnsUnit : public ::testing::Test {
+class TurnsUnit : public StaticPluginTest {
  protected:
-  TurnsUnit() { host_.Attach(&REALPluginMain); }
-  ~TurnsUnit() override {
-    SetVectorTurns(true);
-    EXPECT_EQ(host_.LiveObjects(), 0) << host_.LiveReport();
-  }
+  ~TurnsUnit() override { SetVectorTurns(true); }
 
   Ref NewRandom(int64_t width, int64_t height, int64_t format, uint32_t seed) {
-    Ref image = host_.New("PictureXQT", width, height, format);
+    Ref image = NewImage(width, height, format);
     RandomizeWholeRows(image, seed);
     return image;
   }
@@ -108,8 +104,6 @@ class TurnsUnit : public ::testing::Test {
         },
         turn);
   }
-
-  Host host_;
 };
 
 TEST_F(TurnsUnit, VectorAndPlainPathsGiveTheSameBytes) {
@@ -191,8 +185,7 @@ TEST_F(TurnsUnit, LabelsAndRefusals) {
   EXPECT_TRUE(Logged(log, "Destination too small."));
   EXPECT_FALSE(rgba.Call<Ref>("Rotate180", gray));
   EXPECT_TRUE(Logged(log, "Destination lacks the source's channels."));
-  EXPECT_FALSE(
-      host_.New("PictureXQT", int64_t{2}, int64_t{2}, kGray16).Call<Ref>("Rotate90", nullptr));
+  EXPECT_FALSE(NewImage(2, 2, kGray16).Call<Ref>("Rotate90", nullptr));
   EXPECT_TRUE(Logged(log, "BitsPerComponent > 8 not supported."));
 }
 

@@ -17,11 +17,11 @@
 #include "support/image_bytes.h"
 #include "support/image_layout.h"
 #include "support/simd_levels.h"
+#include "support/static_plugin.h"
 
 namespace {
 
 using platform::SimdLevel;
-using xqt::host::Host;
 using xqt::host::Ref;
 using D = ImageClassData;
 
@@ -105,16 +105,14 @@ TEST(ScaleFilters, TriangleListsWorkedByHand) {
                                                  {{1, 0.25f}, {2, 0.75f}, {3, 0.75f}}}));
 }
 
-class ScaleExact : public ::testing::Test {
+class ScaleExact : public StaticPluginTest {
  protected:
-  ScaleExact() { host_.Attach(&REALPluginMain); }
-
   // Scales `source` to width x height inside a larger random destination, inline or on
   // `threads` workers, and returns every byte of the destination.
   std::vector<uint8_t> Scaled(const Ref& source, int64_t format, int mode, int64_t width,
                               int64_t height, bool threaded = false, int64_t threads = 0,
                               REALobject temp = nullptr) {
-    Ref dest = host_.New("PictureXQT", width + 2, height + 1, format);
+    Ref dest = NewImage(width + 2, height + 1, format);
     RandomizeWholeRows(dest, 99);
     D* d = ImageData(dest.get());
     D* s = ImageData(source.get());
@@ -128,8 +126,8 @@ class ScaleExact : public ::testing::Test {
   std::vector<int64_t> Line(int64_t format, const std::vector<int64_t>& in, bool column, int mode,
                             int64_t count) {
     const auto n = static_cast<int64_t>(in.size());
-    Ref source = host_.New("PictureXQT", column ? 1 : n, column ? n : 1, format);
-    Ref dest = host_.New("PictureXQT", column ? 1 : count, column ? count : 1, format);
+    Ref source = NewImage(column ? 1 : n, column ? n : 1, format);
+    Ref dest = NewImage(column ? 1 : count, column ? count : 1, format);
     auto at = [](const Ref& image, int64_t i, bool down) {
       D* data = ImageData(image.get());
       return data->GetRow(data, down ? i : 0) + (down ? 0 : i) * data->PixelSize + data->GrayOffset;
@@ -142,8 +140,6 @@ class ScaleExact : public ::testing::Test {
     for (int64_t i = 0; i < count; ++i) std::memcpy(&out[i], at(dest, i, column), bytes);
     return out;
   }
-
-  Host host_;
 };
 
 // The first pass (along rows) truncates, the second (down columns) rounds: with the lists above,
@@ -213,8 +209,8 @@ TEST_F(ScaleExact, ChannelsReachTheirPlaces) {
        {{&D::RedOffset, 1}, {&D::GreenOffset, 2}, {&D::BlueOffset, 3}, {&D::AlphaOffset, 33}}},
   };
   for (const Case& c : cases) {
-    Ref source = host_.New("PictureXQT", int64_t{3}, int64_t{2}, c.from);
-    Ref dest = host_.New("PictureXQT", int64_t{3}, int64_t{2}, c.to);
+    Ref source = NewImage(3, 2, c.from);
+    Ref dest = NewImage(3, 2, c.to);
     D* s = ImageData(source.get());
     D* d = ImageData(dest.get());
     for (int64_t y = 0; y < 2; ++y) {
@@ -238,10 +234,10 @@ TEST_F(ScaleExact, ChannelsReachTheirPlaces) {
 
 // A caller's temp shows the first pass alone, truncated (75.75 above), in every channel.
 TEST_F(ScaleExact, TheTempHoldsTheTruncatedFirstPass) {
-  Ref source = host_.New("PictureXQT", int64_t{2}, int64_t{1}, kABGR);
+  Ref source = NewImage(2, 1, kABGR);
   std::memset(ImageData(source.get())->GetRow(ImageData(source.get()), 0), 0, 4);
   std::memset(ImageData(source.get())->GetRow(ImageData(source.get()), 0) + 4, 101, 4);
-  Ref temp = host_.New("PictureXQT", int64_t{4}, int64_t{1}, kScaling4);
+  Ref temp = NewImage(4, 1, kScaling4);
   Scaled(source, kRGBA, 1, 4, 2, false, 0, temp.get());
   const uint8_t* row = ImageData(temp.get())->GetRow(ImageData(temp.get()), 0);
   const uint8_t expected[] = {0, 25, 75, 101};
@@ -273,7 +269,7 @@ TEST_F(ScaleExact, EveryPairFilterAndSize) {
                         {1, 1, 6, 5},    {5, 4, 50, 40},  {50, 40, 5, 4}, {12, 12, 12, 12}};
   for (const auto& p : kPairs) {
     for (const Size& z : sizes) {
-      Ref source = host_.New("PictureXQT", z.sw, z.sh, p.first);
+      Ref source = NewImage(z.sw, z.sh, p.first);
       RandomizeWholeRows(source, static_cast<uint32_t>(z.sw * 131 + z.sh));
       for (int mode = 1; mode <= 7; ++mode) {
         ExpectEveryLevelAsPlain([&] { return Scaled(source, p.second, mode, z.dw, z.dh); },
@@ -297,7 +293,7 @@ TEST_F(ScaleExact, StripsBandsAndWorkers) {
   for (const auto& p : {kPairs[10], kPairs[2], kPairs[3], kPairs[15], kPairs[14], kPairs[8],
                         kPairs[11], kPairs[0], kPairs[20], kPairs[6]}) {
     for (const Size& z : sizes) {
-      Ref source = host_.New("PictureXQT", z.sw, z.sh, p.first);
+      Ref source = NewImage(z.sw, z.sh, p.first);
       RandomizeWholeRows(source, static_cast<uint32_t>(z.sw + z.sh));
       for (int mode : {3, 5, 6}) {
         ExpectEveryLevelAsPlain(
@@ -321,7 +317,7 @@ TEST_F(ScaleExact, StripsBandsAndWorkers) {
 // A channel view is a gray image whose pixels are four bytes apart; a file-mapped source gives the
 // bytes of the same image in memory.
 TEST_F(ScaleExact, ViewsAndMappedSources) {
-  Ref parent = host_.New("PictureXQT", int64_t{29}, int64_t{19}, kBGRA);
+  Ref parent = NewImage(29, 19, kBGRA);
   RandomizeWholeRows(parent, 3);
   Ref view = parent.Call<Ref>("RedChannel");
   ASSERT_EQ(ImageData(view.get())->PixelSize, 4);
@@ -337,7 +333,7 @@ TEST_F(ScaleExact, ViewsAndMappedSources) {
   }
 
   Ref mapped = host_.New("PictureXQT", int64_t{33}, int64_t{40}, kRGBA, int64_t{0}, nullptr);
-  Ref memory = host_.New("PictureXQT", int64_t{33}, int64_t{40}, kRGBA);
+  Ref memory = NewImage(33, 40, kRGBA);
   ASSERT_TRUE(ImageData(mapped.get())->IsMapping);
   Randomise(mapped, 5);  // the pixels alike: the rows' padding differs
   Randomise(memory, 5);
