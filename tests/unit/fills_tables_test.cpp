@@ -20,11 +20,6 @@
 
 namespace {
 
-// A debug line as written: the prefix, the text and the newline.
-bool Logged(const LogCapture& log, const std::string& text) {
-  return log.Contains("XQT Debug: " + text + "\n");
-}
-
 using xqt::host::Color;
 using xqt::host::Ref;
 
@@ -271,51 +266,51 @@ TEST_F(FillsUnit, LabelsNameThePath) {
   Ref cmyka = NewImage(4, 2, kCMYKA);
   LogCapture log;
   rgbx.Call("FillRect", 3, 1, -2, -1, 1);
-  EXPECT_TRUE(Logged(log, "Fix 3, 1, -2, -1"));
-  EXPECT_TRUE(Logged(log, "Fixed 1, 0, 2, 1"));
+  EXPECT_TRUE(log.Logged("Fix 3, 1, -2, -1"));
+  EXPECT_TRUE(log.Logged("Fixed 1, 0, 2, 1"));
   rgbx.Call("FillRect", 1);
-  EXPECT_TRUE(Logged(log, "FillRect5RGB"));
-  EXPECT_TRUE(Logged(log, "StartImage ok"));
+  EXPECT_TRUE(log.Logged("FillRect5RGB"));
+  EXPECT_TRUE(log.Logged("StartImage ok"));
   ga.Call("FillRect", 1, 2);
-  EXPECT_TRUE(Logged(log, "FillRectA5GA"));
+  EXPECT_TRUE(log.Logged("FillRectA5GA"));
   cmyka.Call("FillRect", 1);
-  EXPECT_TRUE(Logged(log, "FillRect5CMYKA"));
+  EXPECT_TRUE(log.Logged("FillRect5CMYKA"));
   rgbx.Call("FillRect", 1, 2);
-  EXPECT_TRUE(Logged(log, "FillRect5RGB"));
+  EXPECT_TRUE(log.Logged("FillRect5RGB"));
   gray16.Call("Invert");
-  EXPECT_TRUE(Logged(log, "Invert G"));
-  EXPECT_TRUE(Logged(log, "HasGray16 1"));
+  EXPECT_TRUE(log.Logged("Invert G"));
+  EXPECT_TRUE(log.Logged("HasGray16 1"));
   gray.Call("Invert");
-  EXPECT_TRUE(Logged(log, "HasGray 1"));
+  EXPECT_TRUE(log.Logged("HasGray 1"));
   rgba.Call("Invert");
-  EXPECT_TRUE(Logged(log, "Invert RGBA"));
+  EXPECT_TRUE(log.Logged("Invert RGBA"));
   EXPECT_TRUE(gray.Call<bool>("FillRectApply", Color{0xC86432}, 128));
-  EXPECT_TRUE(Logged(log, "FillRectApplyRGBcA1"));
-  EXPECT_TRUE(Logged(log, "FillRectApply5G"));
-  EXPECT_TRUE(Logged(log, "gray 124"));
-  EXPECT_TRUE(Logged(log, "alpha 128"));
-  EXPECT_TRUE(Logged(log, "alpha1 127"));
-  EXPECT_TRUE(Logged(log, "alpha 32896"));
-  EXPECT_TRUE(Logged(log, "alpha1 32639"));
+  EXPECT_TRUE(log.Logged("FillRectApplyRGBcA1"));
+  EXPECT_TRUE(log.Logged("FillRectApply5G"));
+  EXPECT_TRUE(log.Logged("gray 124"));
+  EXPECT_TRUE(log.Logged("alpha 128"));
+  EXPECT_TRUE(log.Logged("alpha1 127"));
+  EXPECT_TRUE(log.Logged("alpha 32896"));
+  EXPECT_TRUE(log.Logged("alpha1 32639"));
   rgba.Call("Multiply");
-  EXPECT_TRUE(Logged(log, "Multiply5RGBA"));
+  EXPECT_TRUE(log.Logged("Multiply5RGBA"));
   cmyka.Call("Unmultiply");
-  EXPECT_TRUE(Logged(log, "Unmultiply5CMYKA"));
+  EXPECT_TRUE(log.Logged("Unmultiply5CMYKA"));
   EXPECT_TRUE(rgba.Call<bool>("AutoLevel"));
-  EXPECT_TRUE(Logged(log, "AutoLevel5_RGB"));
+  EXPECT_TRUE(log.Logged("AutoLevel5_RGB"));
   EXPECT_FALSE(gray16.Call<bool>("AutoLevel"));
-  EXPECT_TRUE(Logged(log, "BitsPerComponent > 8 not supported."));
+  EXPECT_TRUE(log.Logged("BitsPerComponent > 8 not supported."));
   EXPECT_EQ(rgba.Call<int64_t>("CompareImages", rgba), 8);
-  EXPECT_TRUE(Logged(log, "CompareImagesRGBA"));
+  EXPECT_TRUE(log.Logged("CompareImagesRGBA"));
   rgbx.Call("FillRectRGB", Color{1});
-  EXPECT_TRUE(Logged(log, "FillRectRGBc1"));
+  EXPECT_TRUE(log.Logged("FillRectRGBc1"));
   Ref invalid = NewImage(4, 2, 14);
   invalid.Call("FillRect", 1);
-  EXPECT_TRUE(Logged(log, "Picture not valid."));
+  EXPECT_TRUE(log.Logged("Picture not valid."));
   Ref rgb = NewImage(4, 2, kRGB);
   rgb.Call("Close");
   rgb.Call("ClearRect");
-  EXPECT_TRUE(Logged(log, "GetRow is nil"));
+  EXPECT_TRUE(log.Logged("GetRow is nil"));
 }
 
 }  // namespace

@@ -19,11 +19,6 @@
 
 namespace {
 
-// A debug line as written: the prefix, the text and the newline.
-bool Logged(const LogCapture& log, const std::string& text) {
-  return log.Contains("XQT Debug: " + text + "\n");
-}
-
 using platform::SimdLevel;
 using xqt::host::Ref;
 
@@ -172,21 +167,21 @@ TEST_F(TurnsUnit, LabelsAndRefusals) {
   Ref gray = NewRandom(5, 3, kG, 2);
   LogCapture log;
   Ref turned = rgba.Call<Ref>("Rotate90", nullptr);
-  EXPECT_TRUE(Logged(log, "Rotate90fast"));
-  EXPECT_TRUE(Logged(log, "Rotate90RGBA"));
+  EXPECT_TRUE(log.Logged("Rotate90fast"));
+  EXPECT_TRUE(log.Logged("Rotate90RGBA"));
   Ref slow = gray.Call<Ref>("Rotate270slow", nullptr);
-  EXPECT_TRUE(Logged(log, "Rotate270"));
-  EXPECT_TRUE(Logged(log, "Rotate270G"));
+  EXPECT_TRUE(log.Logged("Rotate270"));
+  EXPECT_TRUE(log.Logged("Rotate270G"));
   gray.Call("VMirror");
-  EXPECT_TRUE(Logged(log, "VMirrorSelfG"));
+  EXPECT_TRUE(log.Logged("VMirrorSelfG"));
   rgba.Call("Rotate180");
-  EXPECT_TRUE(Logged(log, "Rotate180SelfRGBA"));
+  EXPECT_TRUE(log.Logged("Rotate180SelfRGBA"));
   EXPECT_FALSE(rgba.Call<Ref>("Rotate90", gray));
-  EXPECT_TRUE(Logged(log, "Destination too small."));
+  EXPECT_TRUE(log.Logged("Destination too small."));
   EXPECT_FALSE(rgba.Call<Ref>("Rotate180", gray));
-  EXPECT_TRUE(Logged(log, "Destination lacks the source's channels."));
+  EXPECT_TRUE(log.Logged("Destination lacks the source's channels."));
   EXPECT_FALSE(NewImage(2, 2, kGray16).Call<Ref>("Rotate90", nullptr));
-  EXPECT_TRUE(Logged(log, "BitsPerComponent > 8 not supported."));
+  EXPECT_TRUE(log.Logged("BitsPerComponent > 8 not supported."));
 }
 
 }  // namespace

@@ -14,8 +14,6 @@
 
 namespace {
 
-bool Logged(const LogCapture& log, const std::string& line) { return log.Contains(line + "\n"); }
-
 using xqt::host::Host;
 using xqt::host::Ref;
 
@@ -52,7 +50,7 @@ TEST_F(ScaleChecks, ArgumentsInOrderWithTheirMessages) {
   EXPECT_FALSE(PictureScaleXQTMT(Image(dest), 2, Image(source), nullptr, 3, 0, 4));
   EXPECT_TRUE(log.lines().empty());
   EXPECT_FALSE(PictureScaleXQTMT(Image(dest), 2, Image(source), nullptr, 8, 4, 4));
-  EXPECT_TRUE(Logged(log, "XQT Debug: Invalid mode 8"));
+  EXPECT_TRUE(log.Logged("Invalid mode 8"));
 }
 
 TEST_F(ScaleChecks, PairsThatDoNotExistAreRefusedSilently) {
@@ -72,13 +70,13 @@ TEST_F(ScaleChecks, NothingIsWrittenOutsideTheImages) {
       narrowTemp = NewImage(4, 8, kScaling1);
   const int64_t live = host_.LiveObjects();
   EXPECT_FALSE(PictureScaleXQT(Image(NewImage(4, 4, kRGB)), Image(source), nullptr, 1, 5, 4));
-  EXPECT_TRUE(Logged(log, "XQT Debug: Destination smaller than the scaled size"));
+  EXPECT_TRUE(log.Logged("Destination smaller than the scaled size"));
   // A caller's temp must hold the pair's pixels for every source row.
   EXPECT_FALSE(
       PictureScaleXQT(Image(NewImage(4, 4, kRGB)), Image(source), shortTemp.get(), 1, 4, 4));
   EXPECT_FALSE(
       PictureScaleXQT(Image(NewImage(4, 4, kRGB)), Image(source), narrowTemp.get(), 1, 4, 4));
-  EXPECT_TRUE(Logged(log, "XQT Debug: Temp picture too small"));
+  EXPECT_TRUE(log.Logged("Temp picture too small"));
   EXPECT_EQ(host_.LiveObjects(), live);  // nothing made is left behind
 }
 
@@ -88,11 +86,10 @@ TEST_F(ScaleChecks, TheTempComesFromTheFactoryAndIsReleased) {
   int64_t live = host_.LiveObjects();
   EXPECT_TRUE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 6, 6));
   EXPECT_EQ(host_.LiveObjects(), live);
-  for (const char* line : {"XQT Debug: RGBA_to_RGBA_Scale 6, 6", "XQT Debug: sizeof(MyPixel) 4",
-                           "XQT Debug: Create temp picture", "XQT Debug: RGBA_to_RGBA_Scale7",
-                           "XQT Debug: RGBA_to_RGBA_Scale2", "XQT Debug: RGBA_to_RGBA_Scale5",
-                           "XQT Debug: wdth*1000 1000.000000", "XQT Debug: function 6 done"}) {
-    EXPECT_TRUE(Logged(log, line)) << line;
+  for (const char* line : {"RGBA_to_RGBA_Scale 6, 6", "sizeof(MyPixel) 4", "Create temp picture",
+                           "RGBA_to_RGBA_Scale7", "RGBA_to_RGBA_Scale2", "RGBA_to_RGBA_Scale5",
+                           "wdth*1000 1000.000000", "function 6 done"}) {
+    EXPECT_TRUE(log.Logged(line)) << line;
   }
 }
 
@@ -109,7 +106,7 @@ TEST_F(ScaleChecks, ATempTheHostCannotMakeFailsTheScale) {
   LogCapture log;
   host_.FailNextInstances(1);
   EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 6, 6));
-  EXPECT_TRUE(Logged(log, "XQT Debug: CreatePicture returned nil"));
+  EXPECT_TRUE(log.Logged("CreatePicture returned nil"));
 }
 
 // A factory that answers with a format of its own choosing.
@@ -132,7 +129,7 @@ TEST_F(ScaleChecks, ATempOfTheWrongFormat) {
     gFactoryFormat = kRGBA;
     LogCapture log;
     EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 2, 5, 5));
-    EXPECT_TRUE(Logged(log, "XQT Debug: CreatePicture gave invalid format"));
+    EXPECT_TRUE(log.Logged("CreatePicture gave invalid format"));
     EXPECT_EQ(host_.LiveObjects(), live);
   }
   {
@@ -140,15 +137,15 @@ TEST_F(ScaleChecks, ATempOfTheWrongFormat) {
     // pixels are wide enough.
     LogCapture log;
     EXPECT_TRUE(PictureScaleXQTMT(Image(dest), 2, Image(source), nullptr, 2, 5, 5));
-    EXPECT_TRUE(Logged(log, "XQT Debug: CreatePicture gave invalid format"));
-    EXPECT_FALSE(Logged(log, "XQT Debug: RunThreads 2, 10"));
+    EXPECT_TRUE(log.Logged("CreatePicture gave invalid format"));
+    EXPECT_FALSE(log.Logged("RunThreads 2, 10"));
     EXPECT_EQ(host_.LiveObjects(), live);
   }
   {
     gFactoryFormat = kScaling1;
     LogCapture log;
     EXPECT_TRUE(PictureScaleXQTMT(Image(dest), 2, Image(source), nullptr, 2, 5, 5));
-    EXPECT_TRUE(Logged(log, "XQT Debug: RunThreads 2, 10"));
+    EXPECT_TRUE(log.Logged("RunThreads 2, 10"));
   }
 }
 
@@ -157,13 +154,13 @@ TEST_F(ScaleChecks, InvalidImagesAreRefusedWithTheirLines) {
   LogCapture log;
   Image(source)->Valid = false;
   EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 4, 4));
-  EXPECT_TRUE(Logged(log, "XQT Debug: Picture not valid."));
+  EXPECT_TRUE(log.Logged("Picture not valid."));
   Image(source)->Valid = true;
   auto getRow = Image(dest)->GetRow;
   Image(dest)->GetRow = nullptr;
   EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 4, 4));
   EXPECT_FALSE(ScalePictureFast(Image(dest), Image(source), 4, 4));
-  EXPECT_TRUE(Logged(log, "XQT Debug: GetRow is nil"));
+  EXPECT_TRUE(log.Logged("GetRow is nil"));
   Image(dest)->GetRow = getRow;
 }
 

@@ -132,12 +132,20 @@ class ScaleExact : public StaticPluginTest {
       D* data = ImageData(image.get());
       return data->GetRow(data, down ? i : 0) + (down ? 0 : i) * data->PixelSize + data->GrayOffset;
     };
-    const size_t bytes = format == kGray16 ? 2 : 1;
-    for (int64_t i = 0; i < n; ++i) std::memcpy(at(source, i, column), &in[i], bytes);
+    const bool wide = format == kGray16;
+    for (int64_t i = 0; i < n; ++i) {
+      const auto sample = static_cast<uint16_t>(in[i]);
+      if (wide) std::memcpy(at(source, i, column), &sample, 2);
+      if (!wide) *at(source, i, column) = static_cast<uint8_t>(sample);
+    }
     EXPECT_TRUE(PictureScaleXQT(ImageData(dest.get()), ImageData(source.get()), nullptr, mode,
                                 column ? 1 : count, column ? count : 1));
     std::vector<int64_t> out(static_cast<size_t>(count), 0);
-    for (int64_t i = 0; i < count; ++i) std::memcpy(&out[i], at(dest, i, column), bytes);
+    for (int64_t i = 0; i < count; ++i) {
+      uint16_t sample = *at(dest, i, column);
+      if (wide) std::memcpy(&sample, at(dest, i, column), 2);
+      out[i] = sample;
+    }
     return out;
   }
 };
