@@ -1,7 +1,7 @@
-// The vector kernels of the point filters, the dither and the unsharp combination against the plain
-// loops: whole filters at every processor level on random images of odd sizes in every format they
-// serve, clips, channel views and images filtered into themselves included. Equal means equal
-// bytes.
+// The vector kernels of the point filters, the dither and the unsharp combination: each kernel
+// alone against the rule for one byte, then whole filters at every processor level against the
+// plain loops on random images of odd sizes in every format they serve, clips, channel views and
+// images filtered into themselves included. Equal means equal bytes.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -26,6 +26,219 @@ using xqt::host::Ref;
 // Every format with a family the filters handle, plus 16-bit gray and a scaling format.
 const int64_t kFormats[] = {1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 16,
                             23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 37, 41, 42, 45};
+
+// Each kernel alone, portable ones included (x86 levels do not reach those), against the rule
+// for one byte, on random rows of every pixel size and class layout.
+
+// Random classes for a pixel of `size` bytes: each position left alone or in one of `kinds`.
+BytePattern RandomPattern(int64_t size, int kinds, std::mt19937& random) {
+  BytePattern pattern;
+  pattern.pixelSize = size;
+  uint8_t classOf[kMaxVectorPixel];
+  for (int64_t i = 0; i < size; ++i) classOf[i] = static_cast<uint8_t>(random() % (kinds + 1));
+  for (int64_t i = 0; i < size + kPatternSlack; ++i) pattern.classes[i] = classOf[i % size];
+  return pattern;
+}
+
+std::vector<uint8_t> RandomBytes(size_t count, std::mt19937& random) {
+  std::vector<uint8_t> bytes(count);
+  for (uint8_t& b : bytes) b = static_cast<uint8_t>(random());
+  return bytes;
+}
+
+// Rows are placed at a random offset inside a guarded buffer: nothing outside the row may change.
+constexpr size_t kGuard = 80;
+
+struct KernelSet {
+  const char* name;
+  ByteMapRowProc map;
+  DitherRowProc dither;
+  UnsharpRowProc unsharp;
+};
+
+std::vector<KernelSet> AvailableKernels() {
+  std::vector<KernelSet> sets = {
+      {"portable", ByteMapRowPortable(), DitherRowPortable(), UnsharpRowPortable()}};
+  if (ByteMapRowAVX2())
+    sets.push_back({"AVX2", ByteMapRowAVX2(), DitherRowAVX2(), UnsharpRowAVX2()});
+  if (UnsharpRowAVX512()) {
+    sets.push_back({"AVX-512", ByteMapRowAVX512(), DitherRowAVX512(), UnsharpRowAVX512()});
+  }
+  return sets;
+}
+
+TEST(FilterKernels, ByteMapsEqualTheOneByteRule) {
+  std::mt19937 random(11);
+  for (const KernelSet& set : AvailableKernels()) {
+    if (!set.map) continue;
+    for (int64_t size = 1; size <= kMaxVectorPixel; ++size) {
+      for (int tables = 1; tables <= 5; ++tables) {
+        BytePattern pattern = RandomPattern(size, tables, random);
+        std::vector<uint8_t> block = RandomBytes(5 * 256 + kTableSlack, random);
+        for (int64_t width : {0, 1, 7, 33, 131}) {
+          int64_t bytes = width * size;
+          size_t guard = kGuard + random() % 64;  // every alignment of the row
+          std::vector<uint8_t> from = RandomBytes(bytes + 2 * guard, random);
+          std::vector<uint8_t> to = RandomBytes(bytes + 2 * guard, random);
+          std::vector<uint8_t> expected = to;
+          for (int64_t i = 0; i < bytes; ++i) {
+            int kind = pattern.classes[i % size];
+            if (kind) expected[guard + i] = block[(kind - 1) * 256 + from[guard + i]];
+          }
+          ByteMapRow row{&pattern, block.data(), tables};
+          set.map(row, from.data() + guard, to.data() + guard, bytes);
+          ASSERT_EQ(to, expected) << set.name << " pixel " << size << " tables " << tables
+                                  << " width " << width;
+        }
+      }
+    }
+  }
+}
+
+// Maps that are lines (the levels stretch) go to the kernels as ramps too, which they may compute
+// instead of looking up; random tables are mixed in, which FitByteRamp must refuse or fit exactly.
+TEST(FilterKernels, RampsEqualTheirTables) {
+  std::mt19937 random(14);
+  for (const KernelSet& set : AvailableKernels()) {
+    if (!set.map) continue;
+    int ramps = 0;
+    for (int trial = 0; trial < 300; ++trial) {
+      std::vector<uint8_t> table = RandomBytes(256 + kTableSlack, random);
+      if (trial % 4 != 0) {
+        int lo = static_cast<int>(random() % 256), hi = static_cast<int>(random() % 256);
+        if (lo > hi) std::swap(lo, hi);
+        const double scale = 255.0 / static_cast<double>(hi - lo);
+        for (int v = 0; v < 256; ++v) {
+          table[v] = v < lo     ? 0
+                     : v > hi   ? 255
+                     : hi == lo ? 0
+                                : static_cast<uint8_t>((v - lo) * scale);
+        }
+      }
+      ByteRamp ramp;
+      if (!FitByteRamp(table.data(), ramp)) continue;
+      ++ramps;
+      const int64_t size = 1 + random() % kMaxVectorPixel;
+      const BytePattern pattern = RandomPattern(size, 1, random);
+      const int64_t bytes = static_cast<int64_t>(random() % 150) * size;
+      const size_t guard = kGuard + random() % 64;
+      std::vector<uint8_t> from = RandomBytes(bytes + 2 * guard, random);
+      std::vector<uint8_t> to = RandomBytes(bytes + 2 * guard, random);
+      std::vector<uint8_t> expected = to;
+      for (int64_t i = 0; i < bytes; ++i) {
+        if (pattern.classes[i % size]) expected[guard + i] = table[from[guard + i]];
+      }
+      const ByteMapRow row{&pattern, table.data(), 1, &ramp};
+      set.map(row, from.data() + guard, to.data() + guard, bytes);
+      ASSERT_EQ(to, expected) << set.name << " trial " << trial << " base " << ramp.base << " m "
+                              << ramp.step.m;
+    }
+    // Nearly every stretch is a line; the few that are not keep their table.
+    EXPECT_GT(ramps, 200) << set.name;
+  }
+}
+
+// The dither kernels with real level tables (random level counts, also past 256), given the
+// output levels where they may use them.
+TEST(FilterKernels, DitherRowsEqualTheOneByteRule) {
+  std::mt19937 random(12);
+  for (const KernelSet& set : AvailableKernels()) {
+    if (!set.dither) continue;
+    for (int64_t size = 1; size <= kMaxVectorPixel; ++size) {
+      for (int64_t n : {2, 6, 16}) {
+        BytePattern pattern = RandomPattern(size, 1, random);
+        // Sixteen levels or fewer for the smallest matrices, which kernels may look up at once.
+        int64_t count = 2 + random() % (n == 2 ? 16 : size % 2 ? 255 : 400);
+        int64_t top = count - 1;
+        std::vector<uint8_t> outputs(256), levels(512 + kTableSlack);
+        for (int64_t k = 0; k < 256; ++k) outputs[k] = static_cast<uint8_t>(k * 255 / top);
+        for (int64_t v = 0; v < 256; ++v) {
+          levels[2 * v] = static_cast<uint8_t>(v * top / 256 * 255 / top);
+          levels[2 * v + 1] = static_cast<uint8_t>((v * top / 256 + 1) * 255 / top);
+        }
+        int64_t period = n * size;
+        std::vector<uint8_t> thresholds(period + kPatternSlack);
+        for (int64_t i = 0; i < period; ++i) thresholds[i] = static_cast<uint8_t>(random());
+        for (int64_t i = period; i < period + kPatternSlack; ++i) {
+          thresholds[i] = thresholds[i % period];
+        }
+        for (int64_t width : {1, 5, 47, 129}) {
+          int64_t bytes = width * size;
+          size_t guard = kGuard + random() % 64;  // every alignment of the row
+          std::vector<uint8_t> from = RandomBytes(bytes + 2 * guard, random);
+          std::vector<uint8_t> to = RandomBytes(bytes + 2 * guard, random);
+          std::vector<uint8_t> expected = to;
+          for (int64_t i = 0; i < bytes; ++i) {
+            if (!pattern.classes[i % size]) continue;
+            int v = from[guard + i];
+            expected[guard + i] = levels[2 * v + (v <= thresholds[i % period] ? 1 : 0)];
+          }
+          DitherRow row{&pattern, levels.data(), thresholds.data(), period};
+          if (count <= 256) {
+            row.outputs = outputs.data();
+            row.top = top;
+          }
+          set.dither(row, from.data() + guard, to.data() + guard, bytes);
+          ASSERT_EQ(to, expected) << set.name << " pixel " << size << " n " << n << " levels "
+                                  << count << " width " << width;
+        }
+      }
+    }
+  }
+}
+
+// Both forms of the unsharp kernels: the double formula, and the byte steps wherever
+// BuildUnsharpSteps accepts the factor (random factors too, whose products round anywhere).
+TEST(FilterKernels, UnsharpRowsEqualTheTable) {
+  std::mt19937 random(13);
+  std::vector<double> amounts = {0.0, 0.25, 1.0, -0.3, 3.7, -2.0, -0.25, 1e300, -1e300, 1e-310};
+  std::uniform_real_distribution<double> spread(-3.0, 3.0);
+  for (int i = 0; i < 40; ++i) amounts.push_back(spread(random));
+  const int64_t thresholds[] = {0, 1, 17, 255, 256, -5};
+  std::vector<uint8_t> table(65536);
+  int stepped = 0, multiplied = 0;
+  for (const KernelSet& set : AvailableKernels()) {
+    for (double amount : amounts) {
+      for (int64_t threshold : thresholds) {
+        BuildUnsharpTable(amount, threshold, *reinterpret_cast<uint8_t(*)[65536]>(table.data()));
+        UnsharpRow row{nullptr, amount * 4.0 + 1.0, static_cast<int32_t>(threshold)};
+        UnsharpSteps steps;
+        bool haveSteps = BuildUnsharpSteps(row.k, row.limit, steps);
+        for (bool useSteps : {false, true}) {
+          if (useSteps && !haveSteps) continue;
+          stepped += useSteps;
+          multiplied += useSteps && steps.linear;
+          int64_t size = 1 + random() % kMaxVectorPixel;
+          BytePattern pattern = RandomPattern(size, 1, random);
+          int64_t bytes = (1 + random() % 200) * size;
+          size_t guard = kGuard + random() % 64;  // every alignment of the row
+          std::vector<uint8_t> other = RandomBytes(bytes + 2 * guard, random);
+          std::vector<uint8_t> self = RandomBytes(bytes + 2 * guard, random);
+          // Near values too, so that the threshold decides often.
+          for (int64_t i = 0; i < bytes; i += 3) {
+            self[guard + i] = static_cast<uint8_t>(other[guard + i] + random() % 9 - 4);
+          }
+          std::vector<uint8_t> expected = self;
+          for (int64_t i = 0; i < bytes; ++i) {
+            if (!pattern.classes[i % size]) continue;
+            expected[guard + i] = table[self[guard + i] * 256 + other[guard + i]];
+          }
+          row.pattern = &pattern;
+          row.steps = useSteps ? &steps : nullptr;
+          set.unsharp(row, other.data() + guard, self.data() + guard, bytes);
+          ASSERT_EQ(self, expected) << set.name << " amount " << amount << " threshold "
+                                    << threshold << (useSteps ? " in steps" : "");
+        }
+      }
+    }
+  }
+  // The steps serve the usual factors, most of them multiplied out too, or this test would not
+  // reach those paths.
+  if (!AvailableKernels().empty()) {
+    EXPECT_GT(stepped, 100);
+    EXPECT_GT(multiplied, stepped / 2) << stepped;
+  }
+}
 
 // The layouts and rows the kernels take, and those left to the plain loops.
 TEST(FilterKernels, LayoutsThatTheKernelsRefuse) {
