@@ -35,6 +35,8 @@ class LogCapture {
     }
     return false;
   }
+  // Whether the debug line with `text` was written (prefix and line end added here).
+  bool Logged(const std::string& text) const { return Contains("XQT Debug: " + text + "\n"); }
 
  private:
   static std::vector<std::string>& Lines() {

@@ -66,39 +66,29 @@ void ExpectRectangle(const Rectangle& got, const Rectangle& want) {
 
 bool Empty(const Rectangle& r) { return r.width < 1 || r.height < 1; }
 
-TEST(FixRectangleSource, InsideBothImagesStaysAsItIs) {
-  ExpectRectangle(Fixed({3, 4, 10, 6, 2, 1}), {3, 4, 10, 6, 2, 1});
-}
-
-TEST(FixRectangleSource, NegativeSourceOriginMovesTheRectangle) {
-  // Five source columns do not exist: the copy starts five columns further left, five narrower.
-  ExpectRectangle(Fixed({10, 2, 20, 5, -5, 0}), {5, 2, 15, 5, 0, 0});
-  ExpectRectangle(Fixed({1, 8, 4, 6, 0, -3}), {1, 5, 4, 3, 0, 0});
-}
-
-TEST(FixRectangleSource, NegativeSizeCountsBackFromTheOrigin) {
-  ExpectRectangle(Fixed({20, 10, -10, -4, 0, 0}), {10, 6, 10, 4, 0, 0});
-  // The source origin is applied before the flip: width -10 - 3, then flipped from x 17.
-  ExpectRectangle(Fixed({20, 0, -10, 5, -3, 0}), {4, 0, 13, 5, 0, 0});
-}
-
-TEST(FixRectangleSource, NegativeOriginIsCutAndTheSourceMovesWithIt) {
-  ExpectRectangle(Fixed({-4, -2, 10, 6, 2, 1}), {0, 0, 6, 4, 6, 3});
-  // Flipped into negative space and then cut to nothing.
+TEST(FixRectangleSource, CutToBothImages) {
+  const Rectangle cases[][2] = {
+      {{3, 4, 10, 6, 2, 1}, {3, 4, 10, 6, 2, 1}},  // inside both: as it is
+      // Five source columns do not exist: the copy starts five columns further left, five narrower.
+      {{10, 2, 20, 5, -5, 0}, {5, 2, 15, 5, 0, 0}},
+      {{1, 8, 4, 6, 0, -3}, {1, 5, 4, 3, 0, 0}},
+      // Negative sizes count back from the origin, after the source origin: -10 - 3 from x 17.
+      {{20, 10, -10, -4, 0, 0}, {10, 6, 10, 4, 0, 0}},
+      {{20, 0, -10, 5, -3, 0}, {4, 0, 13, 5, 0, 0}},
+      // A negative origin is cut and the source moves with it.
+      {{-4, -2, 10, 6, 2, 1}, {0, 0, 6, 4, 6, 3}},
+      // Cut to the destination, and to a source narrower than what is left of it.
+      {{26, 17, 10, 10, 0, 0}, {26, 17, 4, 3, 0, 0}},
+      {{0, 0, 30, 20, 10, 5}, {0, 0, 15, 10, 10, 5}},
+  };
+  for (const auto& c : cases) ExpectRectangle(Fixed(c[0]), c[1]);
+  // Flipped into negative space and then cut to nothing; past the source's right edge.
   EXPECT_TRUE(Empty(Fixed({-5, 0, -3, 5, 0, 0})));
-}
-
-TEST(FixRectangleSource, CutToTheDestinationAndToTheSource) {
-  ExpectRectangle(Fixed({26, 17, 10, 10, 0, 0}), {26, 17, 4, 3, 0, 0});
-  // The source is narrower than what is left of the destination.
-  ExpectRectangle(Fixed({0, 0, 30, 20, 10, 5}), {0, 0, 15, 10, 10, 5});
   EXPECT_TRUE(Empty(Fixed({0, 0, 5, 5, 25, 0})));
-}
-
-TEST(FixRectangleSource, StartsBeyondTheEdgeAreEmptyPerAxis) {
+  // A start beyond an edge empties that axis; the other is tested on its own.
   Rectangle right = Fixed({30, 2, 5, 5, 0, 0});
   EXPECT_LT(right.width, 1);
-  EXPECT_EQ(right.height, 5);  // the height is tested on its own
+  EXPECT_EQ(right.height, 5);
   Rectangle below = Fixed({2, 20, 5, 5, 0, 0});
   EXPECT_EQ(below.width, 5);
   EXPECT_LT(below.height, 1);

@@ -31,10 +31,6 @@ constexpr int64_t kRGB = 1;
 constexpr int64_t kPage = 4096;
 constexpr int64_t kMiB16 = kPage * kPage;
 
-bool Logged(const LogCapture& log, const std::string& line) {
-  return log.Contains("XQT Debug: " + line + "\n");
-}
-
 // A record sized as the file constructor sizes one, without a file.
 ImageClassData SizedRecord(int64_t rowSize, int64_t height) {
   ImageClassData image{};
@@ -64,14 +60,14 @@ TEST(MappingBlockSize, FloorCapAndFiveRows) {
   setMemBlockSize(&small, 1);
   EXPECT_EQ(small.MappingBlockSize, 20 * kPage);
   EXPECT_EQ(small.MappingRows, 20);
-  EXPECT_TRUE(Logged(log, "Size too big, so reduce."));
+  EXPECT_TRUE(log.Logged("Size too big, so reduce."));
 
   // ... unless the image has fewer than five rows.
   ImageClassData tiny = SizedRecord(3 * kPage, 2);
   setMemBlockSize(&tiny, 1);
   EXPECT_EQ(tiny.MappingBlockSize, 15 * kPage);
   EXPECT_EQ(tiny.MappingRows, 5);
-  EXPECT_TRUE(Logged(log, "Size too big, so enlarge to 5 rows."));
+  EXPECT_TRUE(log.Logged("Size too big, so enlarge to 5 rows."));
 
   // Five rows of an in-memory image are rounded up to a whole page.
   ImageClassData memoryRows = SizedRecord(64, 10);
@@ -129,7 +125,7 @@ TEST_F(FileMappedRecord, RowsOfTheFirstBandNeverRemap) {
   uint8_t* row4095 = GetRowMapping(record, 4095);
   EXPECT_EQ(row1 - row0, kPage);
   EXPECT_EQ(row4095 - row0, 4095 * kPage);
-  EXPECT_FALSE(Logged(log, "Unmap"));
+  EXPECT_FALSE(log.Logged("Unmap"));
   EXPECT_EQ(record->MappingFirstRow, 0);
 }
 
@@ -197,8 +193,8 @@ TEST_F(FileMappedRecord, RowsOutsideTheFileAreRefused) {
   EXPECT_EQ(GetRowMapping(record, 3), nullptr);  // inside the band, beyond the file
   EXPECT_EQ(GetRowMapping(record, -1), nullptr);
   EXPECT_EQ(GetRowMapping(record, INT64_MAX), nullptr);
-  EXPECT_TRUE(Logged(log, "Error: index>=Height in GetRowMapping!"));
-  EXPECT_TRUE(Logged(log, "Error: index<0 in GetRowMapping!"));
+  EXPECT_TRUE(log.Logged("Error: index>=Height in GetRowMapping!"));
+  EXPECT_TRUE(log.Logged("Error: index<0 in GetRowMapping!"));
   EXPECT_EQ(record->MappingFirstRow, 0);  // a refused row keeps the band
   EXPECT_EQ(GetRowMapping(nullptr, 0), nullptr);
 }
@@ -210,7 +206,7 @@ TEST_F(FileMappedRecord, MapInRows) {
 
   LogCapture log;
   EXPECT_TRUE(MapInRows(image.get(), 10, 20));
-  EXPECT_TRUE(Logged(log, "Mapping not needed as in range"));
+  EXPECT_TRUE(log.Logged("Mapping not needed as in range"));
   EXPECT_EQ(record->MappingFirstRow, 0);
 
   // A range that fits the band: the band starts two rows early, so the last two requested rows
@@ -233,7 +229,7 @@ TEST_F(FileMappedRecord, MapInRows) {
   EXPECT_EQ(record->MappingBlockSize, record->TotalSize);
 
   EXPECT_FALSE(MapInRows(image.get(), 5, 2));
-  EXPECT_TRUE(Logged(log, "last before first?"));
+  EXPECT_TRUE(log.Logged("last before first?"));
   EXPECT_FALSE(MapInRows(nullptr, 0, 1));
 }
 
@@ -310,8 +306,8 @@ TEST_F(FileMappedRecord, ClosingTwiceReleasesTheFileOnce) {
   int descriptor = record->FileDescriptor;
   LogCapture log;
   image.Call("Close");
-  EXPECT_TRUE(Logged(log, "Free Mapping"));
-  EXPECT_TRUE(Logged(log, "unlink 0, 0"));
+  EXPECT_TRUE(log.Logged("Free Mapping"));
+  EXPECT_TRUE(log.Logged("unlink 0, 0"));
   EXPECT_FALSE(fs::exists(path));
   EXPECT_FALSE(record->OwnsFile);
 

@@ -13,49 +13,35 @@
 #include "filters/pixel_ops.h"
 #include "filters/pixel_simd.h"
 #include "host/emulated_host.h"
-#include "platform/cpu_features.h"
+#include "support/image_layout.h"
 #include "support/log_capture.h"
+#include "support/simd_levels.h"
+#include "support/static_plugin.h"
 
 namespace {
 
-// A debug line as written: the prefix, the text and the newline.
-bool Logged(const LogCapture& log, const std::string& text) {
-  return log.Contains("XQT Debug: " + text + "\n");
-}
-
 using xqt::host::Color;
-using xqt::host::Host;
 using xqt::host::Ref;
 
 constexpr int64_t kRGB = 1, kRGBA = 2, kRGBX = 3, kG = 11, kGA = 12, kCMYKA = 24, kGray16 = 41;
 
-class FillsUnit : public ::testing::Test {
+class FillsUnit : public StaticPluginTest {
  protected:
-  FillsUnit() { host_.Attach(&REALPluginMain); }
-  ~FillsUnit() override { EXPECT_EQ(host_.LiveObjects(), 0) << host_.LiveReport(); }
-
   static uint8_t* Row(const Ref& image, int64_t y) {
     return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
   }
-
-  Host host_;
 };
 
-// The float formula of the premultiplied value, as single-precision steps.
-int Premultiplied(int c, int a) {
-  float f = static_cast<float>(a) / 255.0f;
-  return static_cast<int>(static_cast<float>(c) * f + 0.5f);
-}
-
-TEST_F(FillsUnit, TablesHoldTheirDefinition) {
+// The tables tabulate the float formula: premultiplying, and unpremultiplying to the largest
+// colour that premultiplies to the value (the value itself where none does).
+TEST_F(FillsUnit, TablesHoldTheFormulas) {
   InitMultiplyTable();
   ASSERT_EQ(InitedMultiplyTable, 2);
   for (int a = 0; a < 256; ++a) {
-    // For each premultiplied value: the largest colour giving it, or the value itself.
     int inverse[256];
     for (int m = 0; m < 256; ++m) inverse[m] = m;
     for (int c = 0; c < 256; ++c) {
-      int m = Premultiplied(c, a);
+      const int m = MultiplyValue(static_cast<uint8_t>(c), static_cast<uint8_t>(a));
       ASSERT_EQ(MultiplyTable[a * 256 + c], m) << a << ", " << c;
       inverse[m] = c;
     }
@@ -74,7 +60,7 @@ TEST_F(FillsUnit, TablesHoldTheirDefinition) {
   EXPECT_EQ(MultiplyTable, before);
 }
 
-// Values worked out from the formulas in single precision by a separate script.
+// Worked out in single precision: 200 * (128 / 255) + 0.5 = 100.9, 100 / (128 / 255) = 199.2.
 TEST_F(FillsUnit, FloatFormulas) {
   EXPECT_EQ(MultiplyValue(200, 128), 100);
   EXPECT_EQ(MultiplyValue(255, 1), 1);
@@ -84,20 +70,14 @@ TEST_F(FillsUnit, FloatFormulas) {
   EXPECT_EQ(UnmultiplyValue(2, 1), 254);
   EXPECT_EQ(UnmultiplyValue(0, 0), 0);  // alpha 0 writes 0
   EXPECT_EQ(UnmultiplyValue(9, 0), 0);
-  for (int c = 0; c < 256; ++c) {
-    for (int a = 0; a < 256; ++a) {
-      ASSERT_EQ(MultiplyValue(static_cast<uint8_t>(c), static_cast<uint8_t>(a)),
-                Premultiplied(c, a));
-    }
-  }
 }
 
 // With the tables missing (an allocation failed), the operations use the formulas.
 TEST_F(FillsUnit, FallbackWithoutTables) {
   InitMultiplyTable();
   ASSERT_EQ(InitedMultiplyTable, 2);
-  Ref withTables = host_.New("PictureXQT", int64_t{3}, int64_t{1}, kRGBA);
-  Ref withFormula = host_.New("PictureXQT", int64_t{3}, int64_t{1}, kRGBA);
+  Ref withTables = NewImage(3, 1, kRGBA);
+  Ref withFormula = NewImage(3, 1, kRGBA);
   const uint8_t pixels[12] = {100, 200, 0, 128, 200, 9, 255, 100, 7, 8, 9, 0};
   std::memcpy(Row(withTables, 0), pixels, 12);
   std::memcpy(Row(withFormula, 0), pixels, 12);
@@ -125,7 +105,6 @@ TEST_F(FillsUnit, FallbackWithoutTables) {
 // with a rectangle off the image's corner, in the layouts they take and some they refuse. The
 // 256 x 256 image holds every (colour, alpha) pair of the premultiplication.
 TEST_F(FillsUnit, EveryLevelGivesThePlainBytes) {
-  using platform::SimdLevel;
   using Operation = std::function<void(const Ref&)>;
   const std::vector<std::pair<const char*, Operation>> operations = {
       {"FillRect alpha", [](const Ref& i) { i.Call("FillRect", 3, 1, 250, 2, 77, 200); }},
@@ -145,31 +124,24 @@ TEST_F(FillsUnit, EveryLevelGivesThePlainBytes) {
   };
   InitMultiplyTable();
   for (int64_t format : {kRGBA, kRGBX, int64_t{4}, int64_t{7}, kRGB, kG, kGA}) {
-    for (const auto& [name, operation] : operations) {
-      std::vector<uint8_t> plain;
-      for (SimdLevel level : {SimdLevel::kScalar, SimdLevel::kBaseline, SimdLevel::kAVX2}) {
-        const SimdLevel previous = platform::SetSimdLimit(level);
-        Ref image = host_.New("PictureXQT", int64_t{256}, int64_t{256}, format);
-        const int64_t bytes = image.Get<int64_t>("RowSize");
-        std::mt19937 random(static_cast<uint32_t>(format));
-        for (int64_t y = 0; y < 256; ++y) {
-          uint8_t* row = Row(image, y);
-          for (int64_t x = 0; x < bytes; ++x) {
-            row[x] = static_cast<uint8_t>(format == kRGBA ? (x % 4 == 3 ? y : x / 4) : random());
-          }
-        }
-        operation(image);
-        platform::SetSimdLimit(previous);
-        std::vector<uint8_t> got;
-        for (int64_t y = 0; y < 256; ++y)
-          got.insert(got.end(), Row(image, y), Row(image, y) + bytes);
-        if (level == SimdLevel::kScalar) {
-          plain = got;
-        } else {
-          ASSERT_EQ(got, plain) << name << ", format " << format << ", level "
-                                << static_cast<int>(level);
-        }
-      }
+    for (const auto& [name, entry] : operations) {
+      const Operation& operation = entry;
+      ExpectEveryLevelAsPlain(
+          [&] {
+            Ref image = NewImage(256, 256, format);
+            const int64_t bytes = image.Get<int64_t>("RowSize");
+            std::mt19937 random(static_cast<uint32_t>(format));
+            for (int64_t y = 0; y < 256; ++y) {
+              uint8_t* row = Row(image, y);
+              for (int64_t x = 0; x < bytes; ++x) {
+                row[x] =
+                    static_cast<uint8_t>(format == kRGBA ? (x % 4 == 3 ? y : x / 4) : random());
+              }
+            }
+            operation(image);
+            return ImageSnapshot(image).data;
+          },
+          std::string(name) + ", format " + std::to_string(format));
     }
   }
 }
@@ -219,7 +191,6 @@ TEST(PixelKernels, LuminanceOfEveryColour) {
 // the integer luminance defer to the double one, where one level holds most pixels, and where
 // the image has one colour.
 TEST_F(FillsUnit, SampledStretchGivesThePlainBytes) {
-  using platform::SimdLevel;
   constexpr int64_t kWidth = 203, kHeight = 600;
   using Paint = std::function<void(uint8_t*, int64_t y, std::mt19937&)>;
   const std::vector<std::pair<const char*, Paint>> images = {
@@ -269,84 +240,77 @@ TEST_F(FillsUnit, SampledStretchGivesThePlainBytes) {
          for (int64_t i = 0; i < kWidth * 4; ++i) row[i] = 77;
        }},
   };
-  for (const auto& [name, paint] : images) {
+  for (const auto& [name, entry] : images) {
+    const Paint& paint = entry;
     for (bool rectangle : {false, true}) {
-      std::vector<uint8_t> plain;
-      for (SimdLevel level : {SimdLevel::kScalar, SimdLevel::kBaseline, SimdLevel::kAVX2}) {
-        const SimdLevel previous = platform::SetSimdLimit(level);
-        Ref image = host_.New("PictureXQT", kWidth, kHeight, kRGBA);
-        std::mt19937 random(9);
-        for (int64_t y = 0; y < kHeight; ++y) paint(Row(image, y), y, random);
-        EXPECT_TRUE(rectangle ? image.Call<bool>("AutoLevel", 3, 7, kWidth - 5, kHeight - 9)
-                              : image.Call<bool>("AutoLevel"));
-        platform::SetSimdLimit(previous);
-        std::vector<uint8_t> got;
-        for (int64_t y = 0; y < kHeight; ++y)
-          got.insert(got.end(), Row(image, y), Row(image, y) + kWidth * 4);
-        if (level == SimdLevel::kScalar) {
-          plain = got;
-        } else {
-          ASSERT_EQ(got, plain) << name << (rectangle ? " in a rectangle" : "");
-        }
-      }
+      ExpectEveryLevelAsPlain(
+          [&] {
+            Ref image = NewImage(kWidth, kHeight, kRGBA);
+            std::mt19937 random(9);
+            for (int64_t y = 0; y < kHeight; ++y) paint(Row(image, y), y, random);
+            EXPECT_TRUE(rectangle ? image.Call<bool>("AutoLevel", 3, 7, kWidth - 5, kHeight - 9)
+                                  : image.Call<bool>("AutoLevel"));
+            return ImageSnapshot(image).data;
+          },
+          std::string(name) + (rectangle ? " in a rectangle" : ""));
     }
   }
 }
 
 TEST_F(FillsUnit, LabelsNameThePath) {
-  Ref rgbx = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kRGBX);
-  Ref rgba = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kRGBA);
-  Ref gray16 = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kGray16);
-  Ref gray = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kG);
-  Ref ga = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kGA);
-  Ref cmyka = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kCMYKA);
+  Ref rgbx = NewImage(4, 2, kRGBX);
+  Ref rgba = NewImage(4, 2, kRGBA);
+  Ref gray16 = NewImage(4, 2, kGray16);
+  Ref gray = NewImage(4, 2, kG);
+  Ref ga = NewImage(4, 2, kGA);
+  Ref cmyka = NewImage(4, 2, kCMYKA);
   LogCapture log;
   rgbx.Call("FillRect", 3, 1, -2, -1, 1);
-  EXPECT_TRUE(Logged(log, "Fix 3, 1, -2, -1"));
-  EXPECT_TRUE(Logged(log, "Fixed 1, 0, 2, 1"));
+  EXPECT_TRUE(log.Logged("Fix 3, 1, -2, -1"));
+  EXPECT_TRUE(log.Logged("Fixed 1, 0, 2, 1"));
   rgbx.Call("FillRect", 1);
-  EXPECT_TRUE(Logged(log, "FillRect5RGB"));
-  EXPECT_TRUE(Logged(log, "StartImage ok"));
+  EXPECT_TRUE(log.Logged("FillRect5RGB"));
+  EXPECT_TRUE(log.Logged("StartImage ok"));
   ga.Call("FillRect", 1, 2);
-  EXPECT_TRUE(Logged(log, "FillRectA5GA"));
+  EXPECT_TRUE(log.Logged("FillRectA5GA"));
   cmyka.Call("FillRect", 1);
-  EXPECT_TRUE(Logged(log, "FillRect5CMYKA"));
+  EXPECT_TRUE(log.Logged("FillRect5CMYKA"));
   rgbx.Call("FillRect", 1, 2);
-  EXPECT_TRUE(Logged(log, "FillRect5RGB"));
+  EXPECT_TRUE(log.Logged("FillRect5RGB"));
   gray16.Call("Invert");
-  EXPECT_TRUE(Logged(log, "Invert G"));
-  EXPECT_TRUE(Logged(log, "HasGray16 1"));
+  EXPECT_TRUE(log.Logged("Invert G"));
+  EXPECT_TRUE(log.Logged("HasGray16 1"));
   gray.Call("Invert");
-  EXPECT_TRUE(Logged(log, "HasGray 1"));
+  EXPECT_TRUE(log.Logged("HasGray 1"));
   rgba.Call("Invert");
-  EXPECT_TRUE(Logged(log, "Invert RGBA"));
+  EXPECT_TRUE(log.Logged("Invert RGBA"));
   EXPECT_TRUE(gray.Call<bool>("FillRectApply", Color{0xC86432}, 128));
-  EXPECT_TRUE(Logged(log, "FillRectApplyRGBcA1"));
-  EXPECT_TRUE(Logged(log, "FillRectApply5G"));
-  EXPECT_TRUE(Logged(log, "gray 124"));
-  EXPECT_TRUE(Logged(log, "alpha 128"));
-  EXPECT_TRUE(Logged(log, "alpha1 127"));
-  EXPECT_TRUE(Logged(log, "alpha 32896"));
-  EXPECT_TRUE(Logged(log, "alpha1 32639"));
+  EXPECT_TRUE(log.Logged("FillRectApplyRGBcA1"));
+  EXPECT_TRUE(log.Logged("FillRectApply5G"));
+  EXPECT_TRUE(log.Logged("gray 124"));
+  EXPECT_TRUE(log.Logged("alpha 128"));
+  EXPECT_TRUE(log.Logged("alpha1 127"));
+  EXPECT_TRUE(log.Logged("alpha 32896"));
+  EXPECT_TRUE(log.Logged("alpha1 32639"));
   rgba.Call("Multiply");
-  EXPECT_TRUE(Logged(log, "Multiply5RGBA"));
+  EXPECT_TRUE(log.Logged("Multiply5RGBA"));
   cmyka.Call("Unmultiply");
-  EXPECT_TRUE(Logged(log, "Unmultiply5CMYKA"));
+  EXPECT_TRUE(log.Logged("Unmultiply5CMYKA"));
   EXPECT_TRUE(rgba.Call<bool>("AutoLevel"));
-  EXPECT_TRUE(Logged(log, "AutoLevel5_RGB"));
+  EXPECT_TRUE(log.Logged("AutoLevel5_RGB"));
   EXPECT_FALSE(gray16.Call<bool>("AutoLevel"));
-  EXPECT_TRUE(Logged(log, "BitsPerComponent > 8 not supported."));
+  EXPECT_TRUE(log.Logged("BitsPerComponent > 8 not supported."));
   EXPECT_EQ(rgba.Call<int64_t>("CompareImages", rgba), 8);
-  EXPECT_TRUE(Logged(log, "CompareImagesRGBA"));
+  EXPECT_TRUE(log.Logged("CompareImagesRGBA"));
   rgbx.Call("FillRectRGB", Color{1});
-  EXPECT_TRUE(Logged(log, "FillRectRGBc1"));
-  Ref invalid = host_.New("PictureXQT", int64_t{4}, int64_t{2}, int64_t{14});
+  EXPECT_TRUE(log.Logged("FillRectRGBc1"));
+  Ref invalid = NewImage(4, 2, 14);
   invalid.Call("FillRect", 1);
-  EXPECT_TRUE(Logged(log, "Picture not valid."));
-  Ref rgb = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kRGB);
+  EXPECT_TRUE(log.Logged("Picture not valid."));
+  Ref rgb = NewImage(4, 2, kRGB);
   rgb.Call("Close");
   rgb.Call("ClearRect");
-  EXPECT_TRUE(Logged(log, "GetRow is nil"));
+  EXPECT_TRUE(log.Logged("GetRow is nil"));
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
-// The vector kernels of the point filters, the dither and the unsharp combination against the plain
-// loops: first each kernel alone on random rows of every pixel size and class layout, then whole
-// filters at every processor level on random images of odd sizes in every format they serve,
-// clips, channel views and images filtered into themselves included. Equal means equal bytes.
+// The vector kernels of the point filters, the dither and the unsharp combination: each kernel
+// alone against the rule for one byte, then whole filters at every processor level against the
+// plain loops on random images of odd sizes in every format they serve, clips, channel views and
+// images filtered into themselves included. Equal means equal bytes.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -15,29 +15,20 @@
 #include "filters/point_filters.h"
 #include "filters/unsharp.h"
 #include "host/emulated_host.h"
-#include "platform/cpu_features.h"
+#include "support/image_layout.h"
+#include "support/simd_levels.h"
+#include "support/static_plugin.h"
 
 namespace {
 
-using platform::SimdLevel;
-using xqt::host::Host;
 using xqt::host::Ref;
-
-const SimdLevel kLevels[] = {SimdLevel::kScalar, SimdLevel::kBaseline, SimdLevel::kAVX2,
-                             SimdLevel::kAVX512};
 
 // Every format with a family the filters handle, plus 16-bit gray and a scaling format.
 const int64_t kFormats[] = {1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 16,
                             23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 37, 41, 42, 45};
 
-// Restores the processor's full level when a test ends, also on failure.
-struct LevelCap {
-  explicit LevelCap(SimdLevel level) : previous(platform::SetSimdLimit(level)) {}
-  ~LevelCap() { platform::SetSimdLimit(previous); }
-  SimdLevel previous;
-};
-
-// ---- The kernels alone ----
+// Each kernel alone, portable ones included (x86 levels do not reach those), against the rule
+// for one byte, on random rows of every pixel size and class layout.
 
 // Random classes for a pixel of `size` bytes: each position left alone or in one of `kinds`.
 BytePattern RandomPattern(int64_t size, int kinds, std::mt19937& random) {
@@ -249,6 +240,7 @@ TEST(FilterKernels, UnsharpRowsEqualTheTable) {
   }
 }
 
+// The layouts and rows the kernels take, and those left to the plain loops.
 TEST(FilterKernels, LayoutsThatTheKernelsRefuse) {
   ImageClassData a{}, b{};
   a.PixelSize = b.PixelSize = 4;
@@ -285,54 +277,30 @@ uint8_t* ShiftedRow(ImageClassData*, int64_t y) {
   return gShiftedParent->GetRow(gShiftedParent, y) + gShiftedParent->PixelSize;
 }
 
-class FilterLevels : public ::testing::Test {
+class FilterLevels : public StaticPluginTest {
  protected:
-  FilterLevels() { host_.Attach(&REALPluginMain); }
-  ~FilterLevels() override { EXPECT_EQ(host_.LiveObjects(), 0) << host_.LiveReport(); }
-
   Ref Random(int64_t width, int64_t height, int64_t format, uint32_t seed) {
-    Ref image = host_.New("PictureXQT", width, height, format);
-    Fill(image, seed);
+    Ref image = NewImage(width, height, format);
+    RandomizeWholeRows(image, seed);
     return image;
   }
-  static void Fill(const Ref& image, uint32_t seed) {
-    ImageClassData* data = ImageData(image.get());
-    std::mt19937 random(seed);
-    for (int64_t y = 0; y < data->Height; ++y) {
-      uint8_t* row = data->GetRow(data, y);
-      for (int64_t i = 0; i < data->Width * data->PixelSize; ++i) {
-        row[i] = static_cast<uint8_t>(random());
-      }
-    }
-  }
-  // Every byte of the storage under an image, row by row over its whole row size.
-  static std::vector<uint8_t> Bytes(const Ref& image) {
-    ImageClassData* data = ImageData(image.get());
-    std::vector<uint8_t> out;
-    for (int64_t y = 0; y < data->Height; ++y) {
-      uint8_t* row = data->GetRow(data, y);
-      out.insert(out.end(), row, row + data->Width * data->PixelSize);
-    }
-    return out;
-  }
 
-  // Runs `filter(source, dest)` at every level, each time on fresh copies made by `make`, and
-  // expects the bytes of every image `make` returns to equal those of the plain level.
+  // Runs `filter` at every level, each time on fresh images from `make`, and expects the bytes
+  // of all of them to equal those of the plain level.
   template <class Make, class Filter>
   void ExpectSameAtEveryLevel(Make&& make, Filter&& filter, const std::string& what) {
-    std::vector<std::vector<uint8_t>> plain;
-    for (SimdLevel level : kLevels) {
-      LevelCap cap(level);
-      std::vector<Ref> images = make();
-      filter(images);
-      std::vector<std::vector<uint8_t>> got;
-      for (const Ref& image : images) got.push_back(Bytes(image));
-      if (level == SimdLevel::kScalar) {
-        plain = got;
-      } else {
-        ASSERT_EQ(got, plain) << what << " at level " << static_cast<int>(level);
-      }
-    }
+    ExpectEveryLevelAsPlain(
+        [&] {
+          std::vector<Ref> images = make();
+          filter(images);
+          std::vector<uint8_t> bytes;
+          for (const Ref& image : images) {
+            const std::vector<uint8_t> one = ImageSnapshot(image).data;
+            bytes.insert(bytes.end(), one.begin(), one.end());
+          }
+          return bytes;
+        },
+        what);
   }
 
   // Source and dest, random, of the same format and an odd size.
@@ -341,8 +309,6 @@ class FilterLevels : public ::testing::Test {
       return std::vector<Ref>{Random(37, 5, format, seed), Random(37, 5, format, seed + 1)};
     };
   }
-
-  Host host_;
 };
 
 TEST_F(FilterLevels, PointFiltersInEveryFormat) {

@@ -12,22 +12,19 @@
 #include "filters/unsharp.h"
 #include "host/emulated_host.h"
 #include "support/log_capture.h"
+#include "support/static_plugin.h"
 
 namespace {
 
-using xqt::host::Host;
 using xqt::host::Ref;
 
 constexpr int64_t kRGB = 1, kRGBA = 2, kGA = 12, kCMYK = 23;
 
-class FilterUnits : public ::testing::Test {
+class FilterUnits : public StaticPluginTest {
  protected:
-  FilterUnits() { host_.Attach(&REALPluginMain); }
-  ~FilterUnits() override { EXPECT_EQ(host_.LiveObjects(), 0) << host_.LiveReport(); }
-
   // An image whose every byte holds its pixel's index (x + 16 y), so 16 x 16 covers all values.
   Ref Ramp(int64_t format) {
-    Ref image = host_.New("PictureXQT", int64_t{16}, int64_t{16}, format);
+    Ref image = NewImage(16, 16, format);
     ImageClassData* data = ImageData(image.get());
     for (int64_t y = 0; y < 16; ++y) {
       uint8_t* row = data->GetRow(data, y);
@@ -51,8 +48,6 @@ class FilterUnits : public ::testing::Test {
     }
     return lines;
   }
-
-  Host host_;
 };
 
 TEST(FilterTables, TruncationSaturatesAndDropsNaN) {
@@ -241,7 +236,7 @@ TEST_F(FilterUnits, TransferOverloadsByFamily) {
   check(zero, Channel::kGray, std::vector<int64_t>(256, 0));
 
   // The alpha-less overloads leave the dest's alpha; CMYK is left alone.
-  Ref dest = host_.New("PictureXQT", int64_t{16}, int64_t{16}, kGA);
+  Ref dest = NewImage(16, 16, kGA);
   ImageClassData* d = ImageData(dest.get());
   for (int64_t y = 0; y < 16; ++y) {
     for (int64_t x = 0; x < 16; ++x) d->GetRow(d, y)[x * 2 + d->AlphaOffset] = 77;
@@ -250,7 +245,7 @@ TEST_F(FilterUnits, TransferOverloadsByFamily) {
   EXPECT_EQ(same.get(), dest.get());
   EXPECT_EQ(At(dest, 200, d->AlphaOffset), 77);
   Ref cmyk = Ramp(kCMYK);
-  Ref cmykDest = host_.New("PictureXQT", int64_t{16}, int64_t{16}, kCMYK);
+  Ref cmykDest = NewImage(16, 16, kCMYK);
   uint8_t before = At(cmykDest, 100, 0);
   Ref cmykResult = Ref::Adopt(
       TransferFilterRGBA(cmyk.get(), cmykDest.get(), r.get(), g.get(), b.get(), a.get()));
@@ -259,11 +254,11 @@ TEST_F(FilterUnits, TransferOverloadsByFamily) {
 }
 
 TEST_F(FilterUnits, FrameLogsInOrder) {
-  Ref source = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kRGB);
-  Ref dest = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kRGB);
-  Ref wide = host_.New("PictureXQT", int64_t{4}, int64_t{2}, int64_t{41});
-  Ref small = host_.New("PictureXQT", int64_t{3}, int64_t{2}, kRGB);
-  Ref other = host_.New("PictureXQT", int64_t{4}, int64_t{2}, kRGB);
+  Ref source = NewImage(4, 2, kRGB);
+  Ref dest = NewImage(4, 2, kRGB);
+  Ref wide = NewImage(4, 2, 41);
+  Ref small = NewImage(3, 2, kRGB);
+  Ref other = NewImage(4, 2, kRGB);
   {
     LogCapture log;
     Ref result = Ref::Adopt(SolarizeFilter(source.get(), dest.get()));
@@ -306,7 +301,7 @@ TEST_F(FilterUnits, FrameLogsInOrder) {
 }
 
 TEST_F(FilterUnits, DitherAlphaLikeTheColours) {
-  Ref ga = host_.New("PictureXQT", int64_t{4}, int64_t{4}, kGA);
+  Ref ga = NewImage(4, 4, kGA);
   ImageClassData* data = ImageData(ga.get());
   for (int64_t y = 0; y < 4; ++y) {
     for (int64_t x = 0; x < 4; ++x) {

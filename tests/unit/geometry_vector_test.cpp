@@ -1,6 +1,6 @@
-// The vector kernels of the turns against the plain per-pixel paths, bit for bit: the kernels
-// alone, then whole turns at each vector level on random images of odd sizes in every format they
-// serve, clips and mirrored views included; and the debug labels of the turns.
+// The vector kernels of the turns against the plain per-pixel paths, bit for bit: the band kernel
+// alone on rows off their alignment, then whole turns at each vector level on random images of odd
+// sizes in every format they serve, clips and mirrored views included; and the debug labels.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -12,18 +12,14 @@
 
 #include "geometry/turn_kernels.h"
 #include "host/emulated_host.h"
-#include "platform/cpu_features.h"
+#include "support/image_layout.h"
 #include "support/log_capture.h"
+#include "support/simd_levels.h"
+#include "support/static_plugin.h"
 
 namespace {
 
-// A debug line as written: the prefix, the text and the newline.
-bool Logged(const LogCapture& log, const std::string& text) {
-  return log.Contains("XQT Debug: " + text + "\n");
-}
-
 using platform::SimdLevel;
-using xqt::host::Host;
 using xqt::host::Ref;
 
 // Formats whose pixels are four channel bytes: RGBA, ARGB, BGRA, ABGR, CMYK, KYMC.
@@ -35,35 +31,6 @@ std::vector<uint8_t> RandomBytes(size_t count, uint32_t seed) {
   std::vector<uint8_t> bytes(count);
   for (auto& b : bytes) b = static_cast<uint8_t>(random());
   return bytes;
-}
-
-TEST(TurnKernels, ReverseAndTurnAgainstPlainLoops) {
-  for (int64_t count = 0; count <= 37; ++count) {
-    std::vector<uint8_t> source = RandomBytes(static_cast<size_t>(count) * 4, 1);
-    std::vector<uint8_t> reversed(source.size()), plain(source.size());
-    for (int64_t i = 0; i < count; ++i) {
-      std::memcpy(&plain[i * 4], &source[(count - 1 - i) * 4], 4);
-    }
-    ReversePixels4(source.data(), reversed.data(), count);
-    EXPECT_EQ(reversed, plain) << count;
-    ReversePixelsInPlace4(source.data(), count);
-    EXPECT_EQ(source, plain) << count;
-  }
-  std::vector<uint8_t> block = RandomBytes(64, 2);
-  for (bool clockwise : {false, true}) {
-    const uint8_t* rows[4] = {&block[0], &block[16], &block[32], &block[48]};
-    std::vector<uint8_t> out(64);
-    uint8_t* dest[4] = {&out[0], &out[16], &out[32], &out[48]};
-    TurnBlock4(rows, dest, clockwise);
-    for (int j = 0; j < 4; ++j) {
-      for (int k = 0; k < 4; ++k) {
-        // Destination row j holds pixel j of the source rows, in reverse row order when clockwise.
-        int from = clockwise ? 3 - k : k;
-        ASSERT_EQ(std::memcmp(&out[j * 16 + k * 4], &block[from * 16 + j * 4], 4), 0)
-            << clockwise << " " << j << " " << k;
-      }
-    }
-  }
 }
 
 TEST(TurnKernels, BandAgainstPlainLoop) {
@@ -104,38 +71,14 @@ TEST(TurnKernels, BandAgainstPlainLoop) {
   }
 }
 
-// Restores the processor's full level when a test ends, also on failure.
-struct LevelCap {
-  explicit LevelCap(SimdLevel level) : previous(platform::SetSimdLimit(level)) {}
-  ~LevelCap() { platform::SetSimdLimit(previous); }
-  SimdLevel previous;
-};
-
-class TurnsUnit : public ::testing::Test {
+class TurnsUnit : public StaticPluginTest {
  protected:
-  TurnsUnit() { host_.Attach(&REALPluginMain); }
-  ~TurnsUnit() override {
-    SetVectorTurns(true);
-    EXPECT_EQ(host_.LiveObjects(), 0) << host_.LiveReport();
-  }
+  ~TurnsUnit() override { SetVectorTurns(true); }
 
   Ref NewRandom(int64_t width, int64_t height, int64_t format, uint32_t seed) {
-    Ref image = host_.New("PictureXQT", width, height, format);
-    int64_t rowSize = image.Get<int64_t>("RowSize");
-    for (int64_t y = 0; y < height; ++y) {
-      std::vector<uint8_t> bytes = RandomBytes(static_cast<size_t>(rowSize), seed + uint32_t(y));
-      std::memcpy(image.Call<void*>("RawRowPtr", y), bytes.data(), bytes.size());
-    }
+    Ref image = NewImage(width, height, format);
+    RandomizeWholeRows(image, seed);
     return image;
-  }
-  static std::vector<uint8_t> AllBytes(const Ref& image) {
-    int64_t rowSize = image.Get<int64_t>("RowSize"), height = image.Get<int64_t>("Height");
-    std::vector<uint8_t> bytes;
-    for (int64_t y = 0; y < height; ++y) {
-      auto* row = static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
-      bytes.insert(bytes.end(), row, row + rowSize);
-    }
-    return bytes;
   }
 
   // A destination to turn into, and the image that owns its storage (itself, or a clip's parent).
@@ -143,26 +86,19 @@ class TurnsUnit : public ::testing::Test {
     Ref into, storage;
   };
 
-  // `turn` of `source` by the plain path, and by the vector paths of the baseline level and of
-  // AVX2, each into a fresh target from `make` (all alike): the same bytes in all their storage.
+  // `turn` of `source` by the plain path and by the vector paths of every level, each into a
+  // fresh target from `make` (all alike): the same bytes in all their storage.
   void ExpectTurnsAgree(const Ref& source, const char* turn, const std::function<Target()>& make) {
-    const SimdLevel levels[] = {SimdLevel::kScalar, SimdLevel::kBaseline, SimdLevel::kAVX2};
-    std::vector<uint8_t> plain;
-    for (SimdLevel level : levels) {
-      Target target = make();
-      LevelCap cap(level);
-      SetVectorTurns(level != SimdLevel::kScalar);
-      EXPECT_EQ(source.Call<Ref>(turn, target.into).get(), target.into.get()) << turn;
-      SetVectorTurns(true);
-      if (level == SimdLevel::kScalar) {
-        plain = AllBytes(target.storage);
-      } else {
-        EXPECT_EQ(AllBytes(target.storage), plain) << turn << " at level " << int(level);
-      }
-    }
+    ExpectEveryLevelAsPlain(
+        [&](SimdLevel level) {
+          Target target = make();
+          SetVectorTurns(level != SimdLevel::kScalar);
+          EXPECT_EQ(source.Call<Ref>(turn, target.into).get(), target.into.get()) << turn;
+          SetVectorTurns(true);
+          return ImageSnapshot(target.storage).data;
+        },
+        turn);
   }
-
-  Host host_;
 };
 
 TEST_F(TurnsUnit, VectorAndPlainPathsGiveTheSameBytes) {
@@ -190,7 +126,8 @@ TEST_F(TurnsUnit, VectorAndPlainPathsGiveTheSameBytes) {
         vectorImage.Call(mirror);
         SetVectorTurns(false);
         plainImage.Call(mirror);
-        EXPECT_EQ(AllBytes(vectorImage), AllBytes(plainImage)) << mirror;
+        EXPECT_TRUE(SameBytes(ImageSnapshot(vectorImage).data, ImageSnapshot(plainImage).data))
+            << mirror;
       }
     }
   }
@@ -230,22 +167,21 @@ TEST_F(TurnsUnit, LabelsAndRefusals) {
   Ref gray = NewRandom(5, 3, kG, 2);
   LogCapture log;
   Ref turned = rgba.Call<Ref>("Rotate90", nullptr);
-  EXPECT_TRUE(Logged(log, "Rotate90fast"));
-  EXPECT_TRUE(Logged(log, "Rotate90RGBA"));
+  EXPECT_TRUE(log.Logged("Rotate90fast"));
+  EXPECT_TRUE(log.Logged("Rotate90RGBA"));
   Ref slow = gray.Call<Ref>("Rotate270slow", nullptr);
-  EXPECT_TRUE(Logged(log, "Rotate270"));
-  EXPECT_TRUE(Logged(log, "Rotate270G"));
+  EXPECT_TRUE(log.Logged("Rotate270"));
+  EXPECT_TRUE(log.Logged("Rotate270G"));
   gray.Call("VMirror");
-  EXPECT_TRUE(Logged(log, "VMirrorSelfG"));
+  EXPECT_TRUE(log.Logged("VMirrorSelfG"));
   rgba.Call("Rotate180");
-  EXPECT_TRUE(Logged(log, "Rotate180SelfRGBA"));
+  EXPECT_TRUE(log.Logged("Rotate180SelfRGBA"));
   EXPECT_FALSE(rgba.Call<Ref>("Rotate90", gray));
-  EXPECT_TRUE(Logged(log, "Destination too small."));
+  EXPECT_TRUE(log.Logged("Destination too small."));
   EXPECT_FALSE(rgba.Call<Ref>("Rotate180", gray));
-  EXPECT_TRUE(Logged(log, "Destination lacks the source's channels."));
-  EXPECT_FALSE(
-      host_.New("PictureXQT", int64_t{2}, int64_t{2}, kGray16).Call<Ref>("Rotate90", nullptr));
-  EXPECT_TRUE(Logged(log, "BitsPerComponent > 8 not supported."));
+  EXPECT_TRUE(log.Logged("Destination lacks the source's channels."));
+  EXPECT_FALSE(NewImage(2, 2, kGray16).Call<Ref>("Rotate90", nullptr));
+  EXPECT_TRUE(log.Logged("BitsPerComponent > 8 not supported."));
 }
 
 }  // namespace

@@ -10,10 +10,9 @@
 #include "scale/picture_scale.h"
 #include "scale/scale_fast.h"
 #include "support/log_capture.h"
+#include "support/static_plugin.h"
 
 namespace {
-
-bool Logged(const LogCapture& log, const std::string& line) { return log.Contains(line + "\n"); }
 
 using xqt::host::Host;
 using xqt::host::Ref;
@@ -21,16 +20,13 @@ using xqt::host::Ref;
 constexpr int64_t kRGB = 1, kRGBA = 2, kG = 11, kCMYK = 23, kScaling1 = 33, kScaling4 = 36,
                   kGray16 = 41;
 
-class ScaleChecks : public ::testing::Test {
+class ScaleChecks : public StaticPluginTest {
  protected:
-  ScaleChecks() { host_.Attach(&REALPluginMain); }
   ImageClassData* Image(const Ref& ref) { return ImageData(ref.get()); }
-  Ref New(int64_t w, int64_t h, int64_t format) { return host_.New("PictureXQT", w, h, format); }
-  Host host_;
 };
 
 TEST_F(ScaleChecks, ArgumentsInOrderWithTheirMessages) {
-  Ref dest = New(4, 4, kRGB), source = New(4, 4, kRGB);
+  Ref dest = NewImage(4, 4, kRGB), source = NewImage(4, 4, kRGB);
   struct Case {
     ImageClassData *d, *s;
     int64_t mode, width, height;
@@ -54,11 +50,12 @@ TEST_F(ScaleChecks, ArgumentsInOrderWithTheirMessages) {
   EXPECT_FALSE(PictureScaleXQTMT(Image(dest), 2, Image(source), nullptr, 3, 0, 4));
   EXPECT_TRUE(log.lines().empty());
   EXPECT_FALSE(PictureScaleXQTMT(Image(dest), 2, Image(source), nullptr, 8, 4, 4));
-  EXPECT_TRUE(Logged(log, "XQT Debug: Invalid mode 8"));
+  EXPECT_TRUE(log.Logged("Invalid mode 8"));
 }
 
 TEST_F(ScaleChecks, PairsThatDoNotExistAreRefusedSilently) {
-  Ref rgb = New(4, 4, kRGB), cmyk = New(4, 4, kCMYK), g = New(4, 4, kG), g16 = New(4, 4, kGray16);
+  Ref rgb = NewImage(4, 4, kRGB), cmyk = NewImage(4, 4, kCMYK), g = NewImage(4, 4, kG),
+      g16 = NewImage(4, 4, kGray16);
   LogCapture log;
   EXPECT_FALSE(PictureScaleXQT(Image(rgb), Image(cmyk), nullptr, 1, 4, 4));
   EXPECT_FALSE(PictureScaleXQT(Image(cmyk), Image(rgb), nullptr, 1, 4, 4));
@@ -69,28 +66,30 @@ TEST_F(ScaleChecks, PairsThatDoNotExistAreRefusedSilently) {
 
 TEST_F(ScaleChecks, NothingIsWrittenOutsideTheImages) {
   LogCapture log;
-  Ref source = New(8, 8, kRGB), shortTemp = New(4, 7, kScaling4), narrowTemp = New(4, 8, kScaling1);
+  Ref source = NewImage(8, 8, kRGB), shortTemp = NewImage(4, 7, kScaling4),
+      narrowTemp = NewImage(4, 8, kScaling1);
   const int64_t live = host_.LiveObjects();
-  EXPECT_FALSE(PictureScaleXQT(Image(New(4, 4, kRGB)), Image(source), nullptr, 1, 5, 4));
-  EXPECT_TRUE(Logged(log, "XQT Debug: Destination smaller than the scaled size"));
+  EXPECT_FALSE(PictureScaleXQT(Image(NewImage(4, 4, kRGB)), Image(source), nullptr, 1, 5, 4));
+  EXPECT_TRUE(log.Logged("Destination smaller than the scaled size"));
   // A caller's temp must hold the pair's pixels for every source row.
-  EXPECT_FALSE(PictureScaleXQT(Image(New(4, 4, kRGB)), Image(source), shortTemp.get(), 1, 4, 4));
-  EXPECT_FALSE(PictureScaleXQT(Image(New(4, 4, kRGB)), Image(source), narrowTemp.get(), 1, 4, 4));
-  EXPECT_TRUE(Logged(log, "XQT Debug: Temp picture too small"));
+  EXPECT_FALSE(
+      PictureScaleXQT(Image(NewImage(4, 4, kRGB)), Image(source), shortTemp.get(), 1, 4, 4));
+  EXPECT_FALSE(
+      PictureScaleXQT(Image(NewImage(4, 4, kRGB)), Image(source), narrowTemp.get(), 1, 4, 4));
+  EXPECT_TRUE(log.Logged("Temp picture too small"));
   EXPECT_EQ(host_.LiveObjects(), live);  // nothing made is left behind
 }
 
 TEST_F(ScaleChecks, TheTempComesFromTheFactoryAndIsReleased) {
   LogCapture log;
-  Ref dest = New(6, 6, kRGBA), source = New(3, 3, kRGBA);
+  Ref dest = NewImage(6, 6, kRGBA), source = NewImage(3, 3, kRGBA);
   int64_t live = host_.LiveObjects();
   EXPECT_TRUE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 6, 6));
   EXPECT_EQ(host_.LiveObjects(), live);
-  for (const char* line : {"XQT Debug: RGBA_to_RGBA_Scale 6, 6", "XQT Debug: sizeof(MyPixel) 4",
-                           "XQT Debug: Create temp picture", "XQT Debug: RGBA_to_RGBA_Scale7",
-                           "XQT Debug: RGBA_to_RGBA_Scale2", "XQT Debug: RGBA_to_RGBA_Scale5",
-                           "XQT Debug: wdth*1000 1000.000000", "XQT Debug: function 6 done"}) {
-    EXPECT_TRUE(Logged(log, line)) << line;
+  for (const char* line : {"RGBA_to_RGBA_Scale 6, 6", "sizeof(MyPixel) 4", "Create temp picture",
+                           "RGBA_to_RGBA_Scale7", "RGBA_to_RGBA_Scale2", "RGBA_to_RGBA_Scale5",
+                           "wdth*1000 1000.000000", "function 6 done"}) {
+    EXPECT_TRUE(log.Logged(line)) << line;
   }
 }
 
@@ -100,14 +99,14 @@ REALobject NoPictureFactory(REALobject, int64_t, int64_t, int64_t) { return null
 TEST_F(ScaleChecks, ATempTheHostCannotMakeFailsTheScale) {
   host_.DefineSubclass("EmptyFactory", "PictureFactoryXQT",
                        {{"NewPictureXQT", reinterpret_cast<void*>(&NoPictureFactory)}});
-  Ref dest = New(6, 6, kRGBA), source = New(3, 3, kRGBA);
+  Ref dest = NewImage(6, 6, kRGBA), source = NewImage(3, 3, kRGBA);
   Ref factory = host_.New("EmptyFactory");
   Ref settable = source;
   settable.Set("Factory", factory);
   LogCapture log;
   host_.FailNextInstances(1);
   EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 6, 6));
-  EXPECT_TRUE(Logged(log, "XQT Debug: CreatePicture returned nil"));
+  EXPECT_TRUE(log.Logged("CreatePicture returned nil"));
 }
 
 // A factory that answers with a format of its own choosing.
@@ -119,7 +118,7 @@ REALobject FixedFormatFactory(REALobject, int64_t width, int64_t height, int64_t
 TEST_F(ScaleChecks, ATempOfTheWrongFormat) {
   host_.DefineSubclass("FixedFactory", "PictureFactoryXQT",
                        {{"NewPictureXQT", reinterpret_cast<void*>(&FixedFormatFactory)}});
-  Ref dest = New(5, 5, kG), source = New(10, 10, kG);
+  Ref dest = NewImage(5, 5, kG), source = NewImage(10, 10, kG);
   Image(dest)->Factory = nullptr;
   Ref factory = host_.New("FixedFactory");
   Ref settable = source;
@@ -130,7 +129,7 @@ TEST_F(ScaleChecks, ATempOfTheWrongFormat) {
     gFactoryFormat = kRGBA;
     LogCapture log;
     EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 2, 5, 5));
-    EXPECT_TRUE(Logged(log, "XQT Debug: CreatePicture gave invalid format"));
+    EXPECT_TRUE(log.Logged("CreatePicture gave invalid format"));
     EXPECT_EQ(host_.LiveObjects(), live);
   }
   {
@@ -138,30 +137,30 @@ TEST_F(ScaleChecks, ATempOfTheWrongFormat) {
     // pixels are wide enough.
     LogCapture log;
     EXPECT_TRUE(PictureScaleXQTMT(Image(dest), 2, Image(source), nullptr, 2, 5, 5));
-    EXPECT_TRUE(Logged(log, "XQT Debug: CreatePicture gave invalid format"));
-    EXPECT_FALSE(Logged(log, "XQT Debug: RunThreads 2, 10"));
+    EXPECT_TRUE(log.Logged("CreatePicture gave invalid format"));
+    EXPECT_FALSE(log.Logged("RunThreads 2, 10"));
     EXPECT_EQ(host_.LiveObjects(), live);
   }
   {
     gFactoryFormat = kScaling1;
     LogCapture log;
     EXPECT_TRUE(PictureScaleXQTMT(Image(dest), 2, Image(source), nullptr, 2, 5, 5));
-    EXPECT_TRUE(Logged(log, "XQT Debug: RunThreads 2, 10"));
+    EXPECT_TRUE(log.Logged("RunThreads 2, 10"));
   }
 }
 
 TEST_F(ScaleChecks, InvalidImagesAreRefusedWithTheirLines) {
-  Ref dest = New(4, 4, kRGB), source = New(4, 4, kRGB);
+  Ref dest = NewImage(4, 4, kRGB), source = NewImage(4, 4, kRGB);
   LogCapture log;
   Image(source)->Valid = false;
   EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 4, 4));
-  EXPECT_TRUE(Logged(log, "XQT Debug: Picture not valid."));
+  EXPECT_TRUE(log.Logged("Picture not valid."));
   Image(source)->Valid = true;
   auto getRow = Image(dest)->GetRow;
   Image(dest)->GetRow = nullptr;
   EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 4, 4));
   EXPECT_FALSE(ScalePictureFast(Image(dest), Image(source), 4, 4));
-  EXPECT_TRUE(Logged(log, "XQT Debug: GetRow is nil"));
+  EXPECT_TRUE(log.Logged("GetRow is nil"));
   Image(dest)->GetRow = getRow;
 }
 
@@ -170,7 +169,7 @@ int64_t gTicking = 0;
 int64_t TickingClock() { return gTicking += 2000000; }
 
 TEST_F(ScaleChecks, InlineScaleGivesTheHostTurns) {
-  Ref dest = New(40, 40, kRGB), source = New(20, 20, kRGB);
+  Ref dest = NewImage(40, 40, kRGB), source = NewImage(20, 20, kRGB);
   Image(dest)->YieldTicks = -1;  // every millisecond
   platform::ClockProc previous = platform::SetMonotonicClock(&TickingClock);
   int64_t before = host_.YieldCount();

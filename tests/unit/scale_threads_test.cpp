@@ -17,8 +17,6 @@
 
 namespace {
 
-bool Logged(const LogCapture& log, const std::string& line) { return log.Contains(line + "\n"); }
-
 using Slice = std::tuple<int64_t, int64_t, int64_t, int>;  // index, first, last, flag
 
 struct Recorder {
@@ -72,7 +70,7 @@ TEST_F(RunThreadsTest, WorkerCounts) {
 TEST_F(RunThreadsTest, NegativeCountRunsInlineOnce) {
   LogCapture log;
   EXPECT_EQ(RunSlices(-1, 7), (std::vector<Slice>{{-1, 0, 6, 0}}));
-  EXPECT_TRUE(Logged(log, "XQT Debug: No thread"));
+  EXPECT_TRUE(log.Logged("No thread"));
   for (const std::string& line : log.lines()) EXPECT_EQ(line.find("Threaded"), std::string::npos);
 }
 
@@ -81,17 +79,15 @@ TEST_F(RunThreadsTest, NoRecordsNoWork) {
   ThreadDataAllocator previous = SetThreadDataAllocator(&NoMemory);
   EXPECT_TRUE(RunSlices(4, 10).empty());
   SetThreadDataAllocator(previous);
-  EXPECT_TRUE(Logged(log, "XQT Debug: Failed to create thread data."));
+  EXPECT_TRUE(log.Logged("Failed to create thread data."));
 }
 
 TEST_F(RunThreadsTest, LogsEachSliceAndTheWait) {
   LogCapture log;
   RunSlices(2, 5);
-  for (const char* line :
-       {"XQT Debug: RunThreads 2, 5", "XQT Debug: Threaded 2", "XQT Debug: Job 0, 0, 1",
-        "XQT Debug: Job 1, 2, 4", "XQT Debug: WaitForThreads", "XQT Debug: After Job 1, 2, 4, 1",
-        "XQT Debug: Done with all."}) {
-    EXPECT_TRUE(Logged(log, line)) << line;
+  for (const char* line : {"RunThreads 2, 5", "Threaded 2", "Job 0, 0, 1", "Job 1, 2, 4",
+                           "WaitForThreads", "After Job 1, 2, 4, 1", "Done with all."}) {
+    EXPECT_TRUE(log.Logged(line)) << line;
   }
 }
 
