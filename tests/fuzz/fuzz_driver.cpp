@@ -55,59 +55,39 @@ class Reader {
 
 constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
 constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
+constexpr int64_t kMin32 = std::numeric_limits<int32_t>::min();
+constexpr int64_t kMax32 = std::numeric_limits<int32_t>::max();
+constexpr int64_t kBit = 1;
 
 // Extremes for any integer: sign and width boundaries, and sizes whose products overflow.
-constexpr int64_t kExtremes[] = {kMin,
-                                 kMax,
-                                 std::numeric_limits<int32_t>::min(),
-                                 std::numeric_limits<int32_t>::max(),
-                                 int64_t{1} << 31,
-                                 (int64_t{1} << 32) + 1,
-                                 int64_t{1} << 40,
-                                 -(int64_t{1} << 40),
-                                 int64_t{1} << 62,
-                                 -1,
-                                 -2,
-                                 -1000};
+constexpr int64_t kExtremes[] = {
+    kMin,       kMax,          kMin32,     kMax32, kBit << 31, (kBit << 32) + 1,
+    kBit << 40, -(kBit << 40), kBit << 62, -1,     -2,         -1000};
 // Extremes for a width or height: every product with another side of at least one is refused by
 // the host's allocator or overflows, so no sequence asks for a real multi-gigabyte block.
-constexpr int64_t kSideExtremes[] = {kMin, kMax, int64_t{1} << 40, int64_t{1} << 62, -1, -70};
+constexpr int64_t kSideExtremes[] = {kMin, kMax, kBit << 40, kBit << 62, -1, -70};
 constexpr int64_t kMiddles[] = {100, 255, 256, 257, 1000, 4096, 65535, 65536};
 constexpr int64_t kSideMiddles[] = {63, 64, 65, 100, 129};
 
-const double kDoubles[] = {0.0,
-                           1.0,
-                           0.5,
-                           -1.0,
-                           2.2,
-                           255.0,
-                           1e-310,
-                           1e308,
-                           -1e308,
-                           std::numeric_limits<double>::quiet_NaN(),
-                           std::numeric_limits<double>::infinity(),
-                           -std::numeric_limits<double>::infinity(),
-                           static_cast<double>(kMax),
-                           -0.0};
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr double kHuge = static_cast<double>(kMax);
+const double kDoubles[] = {0.0,   1.0,    0.5,  -1.0, 2.2,   255.0, 1e-310,
+                           1e308, -1e308, kNaN, kInf, -kInf, kHuge, -0.0};
+
+std::string Lower(const std::string& text) {
+  std::string lower;
+  for (char c : text) lower += static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+  return lower;
+}
+
+bool Is(const std::string& type, const char* name) { return Lower(type) == Lower(name); }
 
 bool IsSide(const std::string& name) {
-  std::string n;
-  for (char c : name) n += static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+  const std::string n = Lower(name);
   // Radii too: an area filter's work grows with their square, and a sequence must stay quick.
   return n == "w" || n == "h" || n.find("width") != std::string::npos ||
          n.find("height") != std::string::npos || n.find("radius") != std::string::npos;
-}
-
-bool Is(const std::string& type, const char* name) {
-  if (type.size() != std::strlen(name)) return false;
-  for (size_t i = 0; i < type.size(); ++i) {
-    char a = type[i];
-    char b = name[i];
-    if (a >= 'A' && a <= 'Z') a = static_cast<char>(a - 'A' + 'a');
-    if (b >= 'A' && b <= 'Z') b = static_cast<char>(b - 'A' + 'a');
-    if (a != b) return false;
-  }
-  return true;
 }
 
 struct World {
@@ -394,12 +374,12 @@ class Sequence {
     if (self != nullptr) {
       try {
         Ref image = Ref::Retain(self);
-        std::fprintf(
-            stderr, " [%lldx%lld fmt %lld row %lld block %lld total %lld file '%s'] ",
-            (long long)image.Get<int64_t>("Width"), (long long)image.Get<int64_t>("Height"),
-            (long long)image.Get<int64_t>("ImageFormat"), (long long)image.Get<int64_t>("RowSize"),
-            (long long)image.Get<int64_t>("MappingBlockSize"),
-            (long long)image.Get<int64_t>("TotalSize"), image.Get<std::string>("FilePath").c_str());
+        std::fprintf(stderr, " [");
+        for (const char* name :
+             {"Width", "Height", "ImageFormat", "RowSize", "MappingBlockSize", "TotalSize"}) {
+          std::fprintf(stderr, " %s %lld", name, static_cast<long long>(image.Get<int64_t>(name)));
+        }
+        std::fprintf(stderr, " file '%s'] ", image.Get<std::string>("FilePath").c_str());
       } catch (const std::exception&) {
       }
     }
