@@ -142,35 +142,23 @@ class Sequence {
     for (size_t step = 0; step < kMaxSteps && !r_.empty(); ++step) {
       uint8_t op = r_.Byte();
       try {
-        switch (op % 10) {
-          case 0:
-          case 1:
-            MakeImage();
-            break;
-          case 2:
-            Drop();
-            break;
-          case 3:
-            SetProperty();
-            break;
-          case 4:
-            ArmFault();
-            CallMember();
-            Disarm();
-            break;
-          case 5:
-            CallShared();
-            break;
-          default:
-            CallMember();
-            break;
+        const int kind = op % 10;
+        if (kind == 4) ArmFault();
+        if (kind <= 1) {
+          MakeImage();
+        } else if (kind == 2) {
+          Drop();
+        } else if (kind == 3) {
+          SetProperty();
+        } else if (kind == 5) {
+          CallShared();
+        } else {
+          CallMember();
         }
-      } catch (const host::HostException&) {
-        // a specified refusal
       } catch (const std::logic_error&) {
         // a call the host itself would not make (no matching overload)
       } catch (const std::runtime_error&) {
-        // host-side creation refused (fault injection)
+        // a refusal: the plug-in's exception, or a host-side creation failing under injection
       }
       Disarm();
     }
@@ -278,26 +266,18 @@ class Sequence {
     image.Set(name, value);
   }
 
+  // The next one to three creations of one kind fail.
   void ArmFault() {
-    uint8_t b = r_.Byte();
-    int n = 1 + (b >> 4) % 3;
-    switch (b % 3) {
-      case 0:
-        w_.host.FailNextInstances(n);
-        break;
-      case 1:
-        w_.host.FailNextMemoryBlocks(n);
-        break;
-      default:
-        w_.host.FailNextPictures(n);
-        break;
-    }
+    const uint8_t b = r_.Byte();
+    Arm(b % 3, 1 + (b >> 4) % 3);
   }
 
-  void Disarm() {
-    w_.host.FailNextInstances(0);
-    w_.host.FailNextMemoryBlocks(0);
-    w_.host.FailNextPictures(0);
+  void Disarm() { Arm(0, 0); }
+
+  void Arm(int kind, int n) {
+    w_.host.FailNextInstances(kind == 0 ? n : 0);
+    w_.host.FailNextMemoryBlocks(kind == 1 ? n : 0);
+    w_.host.FailNextPictures(kind == 2 ? n : 0);
   }
 
   REALobject AnyImage() {

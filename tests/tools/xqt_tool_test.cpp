@@ -30,20 +30,14 @@ namespace {
 
 namespace fs = std::filesystem;
 using xqt::host::Ref;
-using xqt::test::JpegFile;
-using xqt::test::PngFile;
-using xqt::test::ReadJpeg;
-using xqt::test::ReadPng;
-using xqt::test::WriteJpeg;
-using xqt::test::WritePng;
+using namespace xqt::test;
 using Args = std::vector<std::string>;
 
 constexpr int64_t kRGB = 1, kRGBA = 2, kG = 11, kGA = 12;
 
 struct Result {
   int status = -1;
-  std::string out;
-  std::string err;
+  std::string out, err;
 };
 
 std::string Slurp(const fs::path& path) {
@@ -58,13 +52,6 @@ std::vector<uint8_t> RandomBytes(size_t n, uint32_t seed) {
   std::vector<uint8_t> bytes(n);
   for (uint8_t& b : bytes) b = static_cast<uint8_t>(random());
   return bytes;
-}
-
-int Channels(int colorType) {
-  return colorType == PNG_COLOR_TYPE_GRAY_ALPHA  ? 2
-         : colorType == PNG_COLOR_TYPE_RGB       ? 3
-         : colorType == PNG_COLOR_TYPE_RGB_ALPHA ? 4
-                                                 : 1;
 }
 
 PngFile MakePng(uint32_t w, uint32_t h, int colorType, int depth, uint32_t seed) {
