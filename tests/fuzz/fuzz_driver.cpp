@@ -428,13 +428,7 @@ std::string RunSequence(const uint8_t* data, size_t size) {
     sequence.Clear();
     paths = sequence.paths;
   }
-  std::string left;
-  if (w.host.LiveObjects() != 0) left += "live objects:\n" + w.host.LiveReport();
-  if (w.host.LiveStrings() != 0) {
-    left += "live strings: " + std::to_string(w.host.LiveStrings()) + "\n";
-  }
-  for (const std::string& error : w.host.ProtocolErrors()) left += "misuse: " + error + "\n";
-  w.host.ClearProtocolErrors();
+  std::string left = reliability::LeftInHost(w.host);
   int64_t now = OpenDescriptors();
   if (now != descriptors) {
     left += "descriptors: " + std::to_string(descriptors) + " before, " + std::to_string(now) +

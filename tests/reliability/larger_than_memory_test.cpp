@@ -79,8 +79,7 @@ int LargeImageInChild(const std::string& folder, int64_t width, int64_t height) 
     }
     if (wrong.empty()) wrong = turned ? ScaledQuadrantsDiffer(host, turned, 0) : "not turned";
   }
-  if (host.LiveObjects() != 0) wrong += host.LiveReport();
-  if (!host.ProtocolErrors().empty()) wrong += "misuse of the host";
+  wrong += rel::LeftInHost(host);
   if (!wrong.empty()) std::fprintf(stderr, "%s\n", wrong.c_str());
   return wrong.empty() ? 0 : 1;
 }

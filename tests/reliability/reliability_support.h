@@ -107,6 +107,16 @@ inline bool UnderAddressSanitizer() {
 #endif
 }
 
+// What a finished piece of work left in the host: objects, strings, misuse of the interface.
+inline std::string LeftInHost(host::Host& host) {
+  std::string left;
+  if (host.LiveObjects() != 0) left += "live objects:\n" + host.LiveReport();
+  if (host.LiveStrings() != 0) left += "live strings: " + std::to_string(host.LiveStrings()) + "\n";
+  for (const std::string& error : host.ProtocolErrors()) left += "misuse: " + error + "\n";
+  host.ClearProtocolErrors();
+  return left;
+}
+
 // A file-mapped RGBA image of width x height at `path` must come out valid only when
 // `expectValid`; a fill and a scale from it then work, else they do nothing; two closes release
 // it. Returns what went wrong, including any host object, misuse or open file left behind.
@@ -129,8 +139,7 @@ inline std::string CheckMappedImage(host::Host& host, const std::string& path, i
   } catch (const host::HostException& e) {
     wrong += e.className() + ": " + e.message() + "; ";
   }
-  if (host.LiveObjects() != 0) wrong += host.LiveReport();
-  for (const std::string& error : host.ProtocolErrors()) wrong += error + "; ";
+  wrong += LeftInHost(host);
   if (OpenDescriptors() != descriptors) wrong += "a descriptor is left open; ";
   return wrong;
 }
