@@ -69,11 +69,6 @@ RECORD(REALdelegate, 32, 4, (const char*, declaration, 0), (uint32_t, mFlags, 8)
 RECORD(REALenum, 56, 7, (const char*, name, 0), (const char*, type, 8), (uint32_t, mFlags, 16),
        (const char**, fields, 24), (size_t, numFields, 32), (size_t, attributeCount, 40),
        (REALattribute*, attributes, 48));
-RECORD(REALpictureDescription, 32, 6, (uint32_t, pictureType, 0), (void*, pictureData, 8),
-       (int32_t, width, 16), (int32_t, height, 20), (int32_t, depth, 24),
-       (int8_t, transparent, 28));
-RECORD(REALstringData, 40, 5, (const void*, data, 0), (size_t, length, 8), (uint32_t, encoding, 16),
-       (const void*, private1, 24), (uint32_t, private2, 32));
 RECORD(REALclassDefinition, 232, 29, (uint32_t, version, 0), (const char*, name, 8),
        (const char*, superName, 16), (size_t, dataSize, 24), (int64_t, forSystemUse, 32),
        (REALproc, constructor, 40), (REALproc, destructor, 48), (REALproperty*, properties, 56),

@@ -55,59 +55,39 @@ class Reader {
 
 constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
 constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
+constexpr int64_t kMin32 = std::numeric_limits<int32_t>::min();
+constexpr int64_t kMax32 = std::numeric_limits<int32_t>::max();
+constexpr int64_t kBit = 1;
 
 // Extremes for any integer: sign and width boundaries, and sizes whose products overflow.
-constexpr int64_t kExtremes[] = {kMin,
-                                 kMax,
-                                 std::numeric_limits<int32_t>::min(),
-                                 std::numeric_limits<int32_t>::max(),
-                                 int64_t{1} << 31,
-                                 (int64_t{1} << 32) + 1,
-                                 int64_t{1} << 40,
-                                 -(int64_t{1} << 40),
-                                 int64_t{1} << 62,
-                                 -1,
-                                 -2,
-                                 -1000};
+constexpr int64_t kExtremes[] = {
+    kMin,       kMax,          kMin32,     kMax32, kBit << 31, (kBit << 32) + 1,
+    kBit << 40, -(kBit << 40), kBit << 62, -1,     -2,         -1000};
 // Extremes for a width or height: every product with another side of at least one is refused by
 // the host's allocator or overflows, so no sequence asks for a real multi-gigabyte block.
-constexpr int64_t kSideExtremes[] = {kMin, kMax, int64_t{1} << 40, int64_t{1} << 62, -1, -70};
+constexpr int64_t kSideExtremes[] = {kMin, kMax, kBit << 40, kBit << 62, -1, -70};
 constexpr int64_t kMiddles[] = {100, 255, 256, 257, 1000, 4096, 65535, 65536};
 constexpr int64_t kSideMiddles[] = {63, 64, 65, 100, 129};
 
-const double kDoubles[] = {0.0,
-                           1.0,
-                           0.5,
-                           -1.0,
-                           2.2,
-                           255.0,
-                           1e-310,
-                           1e308,
-                           -1e308,
-                           std::numeric_limits<double>::quiet_NaN(),
-                           std::numeric_limits<double>::infinity(),
-                           -std::numeric_limits<double>::infinity(),
-                           static_cast<double>(kMax),
-                           -0.0};
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr double kHuge = static_cast<double>(kMax);
+const double kDoubles[] = {0.0,   1.0,    0.5,  -1.0, 2.2,   255.0, 1e-310,
+                           1e308, -1e308, kNaN, kInf, -kInf, kHuge, -0.0};
+
+std::string Lower(const std::string& text) {
+  std::string lower;
+  for (char c : text) lower += static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+  return lower;
+}
+
+bool Is(const std::string& type, const char* name) { return Lower(type) == Lower(name); }
 
 bool IsSide(const std::string& name) {
-  std::string n;
-  for (char c : name) n += static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+  const std::string n = Lower(name);
   // Radii too: an area filter's work grows with their square, and a sequence must stay quick.
   return n == "w" || n == "h" || n.find("width") != std::string::npos ||
          n.find("height") != std::string::npos || n.find("radius") != std::string::npos;
-}
-
-bool Is(const std::string& type, const char* name) {
-  if (type.size() != std::strlen(name)) return false;
-  for (size_t i = 0; i < type.size(); ++i) {
-    char a = type[i];
-    char b = name[i];
-    if (a >= 'A' && a <= 'Z') a = static_cast<char>(a - 'A' + 'a');
-    if (b >= 'A' && b <= 'Z') b = static_cast<char>(b - 'A' + 'a');
-    if (a != b) return false;
-  }
-  return true;
 }
 
 struct World {
@@ -162,35 +142,23 @@ class Sequence {
     for (size_t step = 0; step < kMaxSteps && !r_.empty(); ++step) {
       uint8_t op = r_.Byte();
       try {
-        switch (op % 10) {
-          case 0:
-          case 1:
-            MakeImage();
-            break;
-          case 2:
-            Drop();
-            break;
-          case 3:
-            SetProperty();
-            break;
-          case 4:
-            ArmFault();
-            CallMember();
-            Disarm();
-            break;
-          case 5:
-            CallShared();
-            break;
-          default:
-            CallMember();
-            break;
+        const int kind = op % 10;
+        if (kind == 4) ArmFault();
+        if (kind <= 1) {
+          MakeImage();
+        } else if (kind == 2) {
+          Drop();
+        } else if (kind == 3) {
+          SetProperty();
+        } else if (kind == 5) {
+          CallShared();
+        } else {
+          CallMember();
         }
-      } catch (const host::HostException&) {
-        // a specified refusal
       } catch (const std::logic_error&) {
         // a call the host itself would not make (no matching overload)
       } catch (const std::runtime_error&) {
-        // host-side creation refused (fault injection)
+        // a refusal: the plug-in's exception, or a host-side creation failing under injection
       }
       Disarm();
     }
@@ -298,26 +266,18 @@ class Sequence {
     image.Set(name, value);
   }
 
+  // The next one to three creations of one kind fail.
   void ArmFault() {
-    uint8_t b = r_.Byte();
-    int n = 1 + (b >> 4) % 3;
-    switch (b % 3) {
-      case 0:
-        w_.host.FailNextInstances(n);
-        break;
-      case 1:
-        w_.host.FailNextMemoryBlocks(n);
-        break;
-      default:
-        w_.host.FailNextPictures(n);
-        break;
-    }
+    const uint8_t b = r_.Byte();
+    Arm(b % 3, 1 + (b >> 4) % 3);
   }
 
-  void Disarm() {
-    w_.host.FailNextInstances(0);
-    w_.host.FailNextMemoryBlocks(0);
-    w_.host.FailNextPictures(0);
+  void Disarm() { Arm(0, 0); }
+
+  void Arm(int kind, int n) {
+    w_.host.FailNextInstances(kind == 0 ? n : 0);
+    w_.host.FailNextMemoryBlocks(kind == 1 ? n : 0);
+    w_.host.FailNextPictures(kind == 2 ? n : 0);
   }
 
   REALobject AnyImage() {
@@ -394,12 +354,12 @@ class Sequence {
     if (self != nullptr) {
       try {
         Ref image = Ref::Retain(self);
-        std::fprintf(
-            stderr, " [%lldx%lld fmt %lld row %lld block %lld total %lld file '%s'] ",
-            (long long)image.Get<int64_t>("Width"), (long long)image.Get<int64_t>("Height"),
-            (long long)image.Get<int64_t>("ImageFormat"), (long long)image.Get<int64_t>("RowSize"),
-            (long long)image.Get<int64_t>("MappingBlockSize"),
-            (long long)image.Get<int64_t>("TotalSize"), image.Get<std::string>("FilePath").c_str());
+        std::fprintf(stderr, " [");
+        for (const char* name :
+             {"Width", "Height", "ImageFormat", "RowSize", "MappingBlockSize", "TotalSize"}) {
+          std::fprintf(stderr, " %s %lld", name, static_cast<long long>(image.Get<int64_t>(name)));
+        }
+        std::fprintf(stderr, " file '%s'] ", image.Get<std::string>("FilePath").c_str());
       } catch (const std::exception&) {
       }
     }
@@ -468,13 +428,7 @@ std::string RunSequence(const uint8_t* data, size_t size) {
     sequence.Clear();
     paths = sequence.paths;
   }
-  std::string left;
-  if (w.host.LiveObjects() != 0) left += "live objects:\n" + w.host.LiveReport();
-  if (w.host.LiveStrings() != 0) {
-    left += "live strings: " + std::to_string(w.host.LiveStrings()) + "\n";
-  }
-  for (const std::string& error : w.host.ProtocolErrors()) left += "misuse: " + error + "\n";
-  w.host.ClearProtocolErrors();
+  std::string left = reliability::LeftInHost(w.host);
   int64_t now = OpenDescriptors();
   if (now != descriptors) {
     left += "descriptors: " + std::to_string(descriptors) + " before, " + std::to_string(now) +

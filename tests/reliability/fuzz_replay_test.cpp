@@ -46,6 +46,7 @@ TEST(FuzzReplay, EveryRegisteredMemberIsReachable) {
   EXPECT_GT(xqt::fuzz::ReachableMembers(), 100u);
 }
 
+// Inputs the fuzzer found crashing, replayed by name from the regressions folder.
 void ReplayRegression(const char* name) {
   std::vector<uint8_t> bytes =
       ReadFile(std::filesystem::path(XQT_FUZZ_CORPUS) / ".." / "regressions" / name);
@@ -53,29 +54,26 @@ void ReplayRegression(const char* name) {
   EXPECT_EQ(xqt::fuzz::RunSequence(bytes.data(), bytes.size()), "") << name;
 }
 
-// Found by the fuzzer: a rectangle whose x is beyond 32 bits (ClipImage(x, y, w, h) with
-// x = 9223372036854775807 on a 4-byte image, FillRectApply with x = 2^62) used to be left as given
-// by the rectangle rule and then multiplied by PixelSize: signed overflow.
+// ClipImage(x, y, w, h) with x = 2^63 - 1 on a 4-byte image, and FillRectApply with x = 2^62: the
+// rectangle rule left x as given and it was multiplied by PixelSize, a signed overflow.
 TEST(FuzzRegressions, RectangleWithTheLargestXDoesNotOverflow) {
   ReplayRegression("clip-image-overflow");
 }
 
-// Found by the fuzzer: Close on an image used to free its storage while a view made from it still
-// pointed into it, and FillRectApply on the view then wrote freed memory.
+// Close on an image freed its storage while a view made from it still pointed into it, and
+// FillRectApply on the view then wrote freed memory.
 TEST(FuzzRegressions, CloseOnTheParentOfALiveViewKeepsTheViewSafe) {
   ReplayRegression("close-parent-of-view");
 }
 
-// Found by the fuzzer: a second file-mapped image named the backing file of a live one, whose
-// constructor truncated the file (and removed it on failure); SolarizeFilter on the first image
-// then touched pages beyond the file's new end and died of SIGBUS.
+// A second file-mapped image named the backing file of a live one and truncated it (removing it
+// on failure); SolarizeFilter on the first image then touched pages past the file's end: SIGBUS.
 TEST(FuzzRegressions, SecondImageOnABackingFileLeavesItWhole) {
   ReplayRegression("mapped-bus-error");
 }
 
-// Found by the fuzzer: ClipImage(8, -2^63, 0, 0) cut the lowest origin to 0 and left a height of
-// -2^63; RawRowPtr on that clip then computed the top of its range as height - 1 (UBSan: signed
-// overflow). Cut rectangles now end empty, never of negative size.
+// ClipImage(8, -2^63, 0, 0) cut the lowest origin to 0 and left a height of -2^63; RawRowPtr on
+// that clip computed height - 1, a signed overflow. Cut rectangles now end empty.
 TEST(FuzzRegressions, ClipBelowTheLowestRowIsEmpty) {
   ReplayRegression("clip-below-the-lowest-row");
 }

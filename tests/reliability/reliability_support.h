@@ -1,4 +1,5 @@
-// Process-level probes for the reliability tests: descriptors, threads, memory, child processes.
+// Shared by the reliability tests: process probes (descriptors, threads, memory), child processes
+// with resource limits, and the check of a file-mapped image the system may refuse.
 #pragma once
 
 #if defined(_WIN32)
@@ -23,6 +24,8 @@
 #include <fstream>
 #include <functional>
 #include <string>
+
+#include "host/emulated_host.h"
 
 namespace xqt::reliability {
 
@@ -104,36 +107,57 @@ inline bool UnderAddressSanitizer() {
 #endif
 }
 
+// What a finished piece of work left in the host: objects, strings, misuse of the interface.
+inline std::string LeftInHost(host::Host& host) {
+  std::string left;
+  if (host.LiveObjects() != 0) left += "live objects:\n" + host.LiveReport();
+  if (host.LiveStrings() != 0) left += "live strings: " + std::to_string(host.LiveStrings()) + "\n";
+  for (const std::string& error : host.ProtocolErrors()) left += "misuse: " + error + "\n";
+  host.ClearProtocolErrors();
+  return left;
+}
+
+// A file-mapped RGBA image of width x height at `path` must come out valid only when
+// `expectValid`; a fill and a scale from it then work, else they do nothing; two closes release
+// it. Returns what went wrong, including any host object, misuse or open file left behind.
+inline std::string CheckMappedImage(host::Host& host, const std::string& path, int64_t width,
+                                    int64_t height, bool expectValid) {
+  const int64_t descriptors = OpenDescriptors();
+  std::string wrong;
+  try {
+    host::Ref item = host.NewFolderItem(path);
+    host::Ref image = host.New("PictureXQT", width, height, int64_t{2}, int64_t{0}, item);
+    if (image.Get<bool>("Valid") != expectValid) wrong += "Valid is wrong; ";
+    image.Call("FillRect", int64_t{0x0A141E}, int64_t{255});
+    host::Ref small = host.New("PictureXQT", int64_t{8}, int64_t{8}, int64_t{2});
+    if (small.Call<bool>("Scale", image, nullptr, int64_t{1}, int64_t{8}, int64_t{8}) !=
+        expectValid) {
+      wrong += "Scale from it is wrong; ";
+    }
+    image.Call("Close");
+    image.Call("Close");  // a second close finds nothing to release
+  } catch (const host::HostException& e) {
+    wrong += e.className() + ": " + e.message() + "; ";
+  }
+  wrong += LeftInHost(host);
+  if (OpenDescriptors() != descriptors) wrong += "a descriptor is left open; ";
+  return wrong;
+}
+
 #if !defined(_WIN32)
-// Runs `body` in a child process with the given limits applied (0: unchanged) and returns its
-// exit status (the body's result), or 128 + signal when it died. Output goes to stderr.
-inline int RunInChild(const std::function<int()>& body, rlim_t addressSpace = 0,
-                      rlim_t fileSize = 0, rlim_t descriptors = 0) {
+// Runs `body` in a child process and returns its exit status (the body's result), or 128 + signal
+// when it died. Output goes to stderr.
+inline int RunInChild(const std::function<int()>& body) {
   std::fflush(nullptr);
   pid_t pid = fork();
   if (pid < 0) return -1;
   if (pid == 0) {
-    std::signal(SIGXFSZ, SIG_IGN);  // a write past the limit fails with EFBIG instead
-    rlimit limit{};
-    if (addressSpace != 0) {
-      limit.rlim_cur = limit.rlim_max = addressSpace;
-      setrlimit(RLIMIT_AS, &limit);
-    }
-    if (fileSize != 0) {
-      limit.rlim_cur = limit.rlim_max = fileSize;
-      setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    if (descriptors != 0) {
-      limit.rlim_cur = limit.rlim_max = descriptors;
-      setrlimit(RLIMIT_NOFILE, &limit);
-    }
+    std::signal(SIGXFSZ, SIG_IGN);  // a write past a file-size limit fails with EFBIG instead
     int status = 100;
     try {
       status = body();
     } catch (const std::exception& e) {
       std::fprintf(stderr, "child: %s\n", e.what());
-    } catch (...) {
-      std::fprintf(stderr, "child: unknown exception\n");
     }
     std::fflush(nullptr);
     _exit(status);
@@ -144,6 +168,20 @@ inline int RunInChild(const std::function<int()>& body, rlim_t addressSpace = 0,
   return WEXITSTATUS(status);
 }
 
+// Limits a resource of this process, soft and hard.
+inline void Limit(int resource, int64_t value) {
+  rlimit limit{};
+  limit.rlim_cur = limit.rlim_max = static_cast<rlim_t>(value);
+  setrlimit(resource, &limit);
+}
+
+// Limits the address space to what the process uses now plus `extra` bytes.
+inline void LimitAddressSpace(int64_t extra) {
+  std::ifstream in("/proc/self/statm");
+  int64_t pages = 0;
+  in >> pages;
+  Limit(RLIMIT_AS, pages * sysconf(_SC_PAGESIZE) + extra);
+}
 #endif
 
 }  // namespace xqt::reliability

@@ -8,22 +8,16 @@
 #include <png.h>
 
 #include <csetjmp>
-#include <cstring>
 #include <memory>
 #include <stdexcept>
 
 namespace xqt::test {
 namespace {
 
-struct Closer {
-  void operator()(FILE* file) const {
-    if (file) std::fclose(file);
-  }
-};
-using FilePtr = std::unique_ptr<FILE, Closer>;
+using FilePtr = std::unique_ptr<FILE, int (*)(FILE*)>;
 
 FilePtr Open(const std::string& path, const char* mode) {
-  FilePtr file(std::fopen(path.c_str(), mode));
+  FilePtr file(std::fopen(path.c_str(), mode), [](FILE* f) { return std::fclose(f); });
   if (!file) throw std::runtime_error("cannot open " + path);
   return file;
 }
@@ -31,21 +25,7 @@ FilePtr Open(const std::string& path, const char* mode) {
 void PngFail(png_structp png, png_const_charp) { png_longjmp(png, 1); }
 
 size_t RowBytes(const PngFile& p) {
-  int channels = 1;
-  switch (p.colorType) {
-    case PNG_COLOR_TYPE_GRAY_ALPHA:
-      channels = 2;
-      break;
-    case PNG_COLOR_TYPE_RGB:
-      channels = 3;
-      break;
-    case PNG_COLOR_TYPE_RGB_ALPHA:
-      channels = 4;
-      break;
-    default:
-      break;
-  }
-  return (static_cast<size_t>(p.width) * channels * p.bitDepth + 7) / 8;
+  return (static_cast<size_t>(p.width) * Channels(p.colorType) * p.bitDepth + 7) / 8;
 }
 
 bool PngWriteAll(png_structp png, png_infop info, FILE* file, const PngFile* p) {
@@ -138,6 +118,19 @@ bool JpegReadAll(jpeg_decompress_struct* d, FILE* file, JpegFile* j) {
 
 }  // namespace
 
+int Channels(int colorType) {
+  switch (colorType) {
+    case PNG_COLOR_TYPE_GRAY_ALPHA:
+      return 2;
+    case PNG_COLOR_TYPE_RGB:
+      return 3;
+    case PNG_COLOR_TYPE_RGB_ALPHA:
+      return 4;
+    default:
+      return 1;
+  }
+}
+
 void WritePng(const std::string& path, const PngFile& png) {
   FilePtr file = Open(path, "wb");
   png_structp p = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, PngFail, nullptr);
@@ -160,9 +153,8 @@ PngFile ReadPng(const std::string& path) {
 
 void WriteJpeg(const std::string& path, const JpegFile& jpeg, int quality) {
   FilePtr file = Open(path, "wb");
-  jpeg_compress_struct c;
+  jpeg_compress_struct c{};
   JpegErrors errors;
-  std::memset(&c, 0, sizeof c);
   c.err = jpeg_std_error(&errors.manager);
   errors.manager.error_exit = JpegFail;
   const bool ok = JpegWriteAll(&c, file.get(), &jpeg, quality);
@@ -172,9 +164,8 @@ void WriteJpeg(const std::string& path, const JpegFile& jpeg, int quality) {
 
 JpegFile ReadJpeg(const std::string& path) {
   FilePtr file = Open(path, "rb");
-  jpeg_decompress_struct d;
+  jpeg_decompress_struct d{};
   JpegErrors errors;
-  std::memset(&d, 0, sizeof d);
   d.err = jpeg_std_error(&errors.manager);
   errors.manager.error_exit = JpegFail;
   JpegFile jpeg;

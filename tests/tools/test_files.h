@@ -18,6 +18,8 @@ struct PngFile {
   std::vector<uint8_t> alphas;   // tRNS entries of a palette image
 };
 
+// Samples per pixel of a PNG colour type (a palette index is one).
+int Channels(int colorType);
 // Writes exactly what it is given; throws std::runtime_error on failure.
 void WritePng(const std::string& path, const PngFile& png);
 // Reads with no transforms, so the test sees the file's own samples.
