@@ -135,7 +135,9 @@ coverage)
     -DCMAKE_SHARED_LINKER_FLAGS=--coverage >/dev/null
   cmake --build build-cov
   find build-cov -name '*.gcda' -delete
-  ctest --test-dir build-cov --output-on-failure -j "$jobs"
+  # The figures are printed also when a test fails, and the job fails after them.
+  status=0
+  ctest --test-dir build-cov --output-on-failure -j "$jobs" || status=$?
   for part in "src/ host/" "src/"; do
     echo "coverage of $part:"
     filters=()
@@ -145,6 +147,7 @@ coverage)
     gcovr --root . "${filters[@]}" --object-directory build-cov --print-summary \
       --txt build-cov/coverage.txt build-cov | grep -E '^(lines|branches):'
   done
+  exit "$status"
   ;;
 windows)
   # A fresh machine's wine prefix is made once here, not by two test programs at once (the build
