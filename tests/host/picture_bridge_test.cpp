@@ -23,19 +23,6 @@ constexpr int64_t kRGB = 1, kRGBA = 2, kARGB = 4, kXRGB = 5, kBGRA = 7, kBGRX = 
                   kGA = 12, kBuffer = 22, kCMYK = 23, kCMYKA = 24, kKYMC = 28, kGray16 = 41,
                   kG3 = 43;
 
-uint8_t* Pixel(const Ref& image, int64_t x, int64_t y) {
-  return Row(image, y) + x * image.Get<int64_t>("PixelSize");
-}
-
-void FillRandom(const Ref& image, uint32_t seed) {
-  std::mt19937 random(seed);
-  int64_t bytes = image.Get<int64_t>("Width") * image.Get<int64_t>("PixelSize");
-  for (int64_t y = 0; y < image.Get<int64_t>("Height"); ++y) {
-    uint8_t* row = Row(image, y);
-    for (int64_t i = 0; i < bytes; ++i) row[i] = static_cast<uint8_t>(random());
-  }
-}
-
 void FillPictureRandom(xqt::host::Host& host, const Ref& picture, uint32_t seed) {
   std::mt19937 random(seed);
   for (int64_t y = 0; y < picture.Get<int64_t>("Height"); ++y) {
@@ -84,7 +71,7 @@ class DesktopKinds : public PictureBridge,
 
 TEST_P(DesktopKinds, CopiesWriteTheNativeWordAndReadBackExactly) {
   Ref image = NewImage(5, 3, kRGBA);
-  FillRandom(image, 7);
+  Randomise(image, 7);
   Ref colour = image.Call<Ref>("CopyPicture");
   Ref withAlpha = image.Call<Ref>("CopyPictureWithAlpha");
   Ref mask = image.Call<Ref>("CopyMask");
@@ -196,7 +183,7 @@ TEST_F(PictureBridge, GrayImagesAndViewsGiveGrayPictures) {
   Ref gray16 = NewImage(3, 2, kGray16);
   Ref triple = NewImage(3, 2, kG3);
   Ref rgb = NewImage(3, 2, kRGB);
-  for (const Ref* image : {&gray, &grayAlpha, &gray16, &triple, &rgb}) FillRandom(*image, 3);
+  for (const Ref* image : {&gray, &grayAlpha, &gray16, &triple, &rgb}) Randomise(*image, 3);
   Ref green = rgb.Call<Ref>("GreenChannel");  // code 11 with three bytes per pixel
   ASSERT_TRUE(green);
   Ref fromGray = gray.Call<Ref>("CopyPicture");
@@ -221,7 +208,7 @@ TEST_F(PictureBridge, GrayImagesAndViewsGiveGrayPictures) {
 
 TEST_F(PictureBridge, MaskOfAnImageWithoutAlphaIsWhite) {
   Ref image = NewImage(4, 3, kRGB);
-  FillRandom(image, 11);
+  Randomise(image, 11);
   Ref mask = image.Call<Ref>("CopyMask");
   ASSERT_TRUE(mask);
   for (int64_t y = 0; y < 3; ++y) {
@@ -231,7 +218,7 @@ TEST_F(PictureBridge, MaskOfAnImageWithoutAlphaIsWhite) {
 
 TEST_F(PictureBridge, RectanglesAreFixedAsClipsAreAndEmptyOnesGiveNil) {
   Ref image = NewImage(6, 4, kRGB);
-  FillRandom(image, 5);
+  Randomise(image, 5);
   EXPECT_FALSE(image.Call<Ref>("CopyPicture", 0, 0, 0, 10));
   EXPECT_FALSE(image.Call<Ref>("CopyPictureWithAlpha", 0, 0, 10, 0));
   EXPECT_FALSE(image.Call<Ref>("CopyMask", 6, 0, 2, 2));
@@ -276,7 +263,7 @@ TEST_F(PictureBridge, ImagesThatCannotBeShownGiveNil) {
 
 TEST_F(PictureBridge, CopyWithMaskAttachesTheAlphaAsMask) {
   Ref image = NewImage(4, 3, kRGBA);
-  FillRandom(image, 13);
+  Randomise(image, 13);
   Ref picture = image.Call<Ref>("CopyPictureWithMask", 1, 0, 3, 3);
   ASSERT_TRUE(picture);
   Ref mask = host_.PictureMask(picture);
@@ -292,7 +279,7 @@ TEST_F(PictureBridge, CopyWithMaskAttachesTheAlphaAsMask) {
 
 TEST_F(PictureBridge, DebugPictureShowsTheTopLeftWithMaskWhenEnabled) {
   Ref image = NewImage(600, 3, kRGBA);
-  FillRandom(image, 17);
+  Randomise(image, 17);
   EXPECT_FALSE(image.Get<Ref>("DebugPicture"));
   image.Set("DebugPictureEnabled", true);
   Ref picture = image.Get<Ref>("DebugPicture");
@@ -385,7 +372,7 @@ TEST_F(PictureBridge, OneColourIntoTheGrayChannel) {
   Ref green = NewImage(3, 3, kGA);
   Ref blue = NewImage(3, 3, kGray16);
   Ref rgb = NewImage(3, 3, kRGB);
-  for (const Ref* image : {&red, &green, &blue, &rgb}) FillRandom(*image, 37);
+  for (const Ref* image : {&red, &green, &blue, &rgb}) Randomise(*image, 37);
   std::vector<uint8_t> before(Row(rgb, 0), Row(rgb, 0) + 9);
   red.Call("DrawPictureRedToGrayChannel", picture, 0, 0, 3, 3);
   green.Call("DrawPictureGreenToGrayChannel", picture, 1, 0, 3, 3, 0, 1);
@@ -445,7 +432,7 @@ TEST_F(PictureBridge, NilAndUnlockablePictures) {
   EXPECT_HOST_EXCEPTION("NilObjectException", "picture is nil",
                         host_.New("PictureXQT", nullptr, false));
   Ref image = NewImage(2, 2, kRGB);
-  FillRandom(image, 47);
+  Randomise(image, 47);
   std::vector<uint8_t> before(Row(image, 0), Row(image, 0) + 6);
   image.Call("DrawPictureRGB", nullptr);
   image.Call("DrawMaskedPictureRGB", nullptr, false);
@@ -454,7 +441,7 @@ TEST_F(PictureBridge, NilAndUnlockablePictures) {
 
 TEST_F(PictureBridge, FailedPictureCreationsGiveNilOrAPlainPicture) {
   Ref image = NewImage(3, 2, kRGBA);
-  FillRandom(image, 53);
+  Randomise(image, 53);
   host_.FailNextPictures(1);
   EXPECT_FALSE(image.Call<Ref>("CopyPicture"));
   host_.FailNextPictures(1);  // the picture with alpha fails; a plain one stands in
@@ -471,65 +458,19 @@ TEST_F(PictureBridge, FailedPictureCreationsGiveNilOrAPlainPicture) {
 
 // --- Registration ------------------------------------------------------------------------------
 
-const char* const kPictureMembers[] = {
-    "Constructor(pic as picture, UseAlpha as boolean=false)",
-    "CopyPicture(x as integer, y as integer, w as integer, h as integer) as picture",
-    "CopyPicture as picture",
-    "CopyPictureWithAlpha(x as integer, y as integer, w as integer, h as integer) as picture",
-    "CopyPictureWithAlpha as picture",
-    "CopyPictureWithMask(x as integer, y as integer, w as integer, h as integer) as picture",
-    "CopyPictureWithMask as picture",
-    "CopyMask(x as integer, y as integer, w as integer, h as integer) as picture",
-    "CopyMask as picture",
-    "DrawPictureRGB(pic as picture)",
-    "DrawPictureRGB(pic as picture, DestX as integer, DestY as integer)",
-    "DrawPictureRGB(pic as picture, DestX as integer, DestY as integer, DestWidth as integer, "
-    "DestHeight as integer)",
-    "DrawPictureRGB(pic as picture, DestX as integer, DestY as integer, DestWidth as integer, "
-    "DestHeight as integer, SourceX as integer, SourceY as integer)",
-    "DrawMaskedPictureRGB(pic as picture, InvertMask as boolean=False)",
-    "DrawMaskedPictureRGB(pic as picture, DestX as integer, DestY as integer, InvertMask as "
-    "boolean=False)",
-    "DrawMaskedPictureRGB(pic as picture, DestX as integer, DestY as integer, DestWidth as "
-    "integer, DestHeight as integer, InvertMask as boolean=False)",
-    "DrawMaskedPictureRGB(pic as picture, DestX as integer, DestY as integer, DestWidth as "
-    "integer, DestHeight as integer, SourceX as integer, SourceY as integer, InvertMask as "
-    "boolean=False)",
-    "DrawMaskedPictureApplyMaskRGB(pic as picture, InvertMask as boolean=False)",
-    "DrawMaskedPictureApplyMaskRGB(pic as picture, DestX as integer, DestY as integer, "
-    "InvertMask as boolean=False)",
-    "DrawMaskedPictureApplyMaskRGB(pic as picture, DestX as integer, DestY as integer, "
-    "DestWidth as integer, DestHeight as integer, InvertMask as boolean=False)",
-    "DrawMaskedPictureApplyMaskRGB(pic as picture, DestX as integer, DestY as integer, "
-    "DestWidth as integer, DestHeight as integer, SourceX as integer, SourceY as integer, "
-    "InvertMask as boolean=False)",
-    "DrawPictureRedToGrayChannel(pic as picture, DestX as integer, DestY as integer, DestWidth "
-    "as integer, DestHeight as integer, SourceX as integer, SourceY as integer)",
-    "DrawPictureRedToGrayChannel(pic as picture, DestX as integer, DestY as integer, DestWidth "
-    "as integer, DestHeight as integer)",
-    "DrawPictureGreenToGrayChannel(pic as picture, DestX as integer, DestY as integer, "
-    "DestWidth as integer, DestHeight as integer, SourceX as integer, SourceY as integer)",
-    "DrawPictureGreenToGrayChannel(pic as picture, DestX as integer, DestY as integer, "
-    "DestWidth as integer, DestHeight as integer)",
-    "DrawPictureBlueToGrayChannel(pic as picture, DestX as integer, DestY as integer, "
-    "DestWidth as integer, DestHeight as integer, SourceX as integer, SourceY as integer)",
-    "DrawPictureBlueToGrayChannel(pic as picture, DestX as integer, DestY as integer, "
-    "DestWidth as integer, DestHeight as integer)",
-};
-
-// Flags as the host sees them after registration: the picture marker becomes the console flag
-// from 2010.029 on, and leaves nothing on older hosts.
+// Flags as the host sees them after registration: the picture marker of every member that takes
+// or gives a host picture becomes the console flag from 2010.029 on, and leaves nothing on older
+// hosts.
 void ExpectPictureFlags(const xqt::host::Host& host, uint32_t methodFlags, uint32_t propertyFlags) {
   const REALclassDefinition& definition = *host.FindClass("PictureXQT")->definition;
-  for (const char* declaration : kPictureMembers) {
-    int found = 0;
-    for (size_t i = 0; i < definition.methodCount; ++i) {
-      if (std::string(definition.methods[i].declaration) != declaration) continue;
-      ++found;
-      EXPECT_EQ(definition.methods[i].mFlags, methodFlags) << declaration;
-    }
-    EXPECT_EQ(found, 1) << declaration;
+  int pictureMembers = 0;
+  for (size_t i = 0; i < definition.methodCount; ++i) {
+    const std::string declaration = definition.methods[i].declaration;
+    if (declaration.find("as picture") == std::string::npos) continue;
+    ++pictureMembers;
+    EXPECT_EQ(definition.methods[i].mFlags, methodFlags) << declaration;
   }
+  EXPECT_EQ(pictureMembers, 27);  // the constructor, 8 copies and 18 draws
   int debugPictures = 0;
   for (size_t i = 0; i < definition.propertyCount; ++i) {
     const REALproperty& property = definition.properties[i];
@@ -562,30 +503,11 @@ TEST_F(AncientHost, PictureMembersLoseTheConsoleFlag) {
   EXPECT_FALSE(picture.Get<bool>("HasAlphaChannel"));
 }
 
-// --- Older hosts ------------------------------------------------------------------------------
-
-class OlderHost : public PictureBridge {
- protected:
-  OlderHost() : PictureBridge({.version = 2015.0}) {}
-};
-
-TEST_F(OlderHost, HiDPIPicturesAreReadThroughACopyDrawnWithIntegers) {
-  Ref bitmap = host_.NewDesktopPicture(3, 2, true);
-  FillPictureRandom(host_, bitmap, 59);
-  Ref hidpi = host_.NewPictureOfType(kPictureTypeImage, bitmap);
-  Ref image = NewImage(3, 2, kRGB);
-  image.Call("DrawPictureRGB", hidpi);
-  EXPECT_EQ(host_.PictureRepresentationScale(hidpi), 0.0);
-  EXPECT_EQ(host_.PictureDrawnAsSource(hidpi, false), 1);
-  EXPECT_EQ(host_.PictureDrawnAsSource(hidpi, true), 0);
-  EXPECT_EQ(Pixel(image, 2, 1)[1], Green(host_.PictureARGB(bitmap, 2, 1)));
-}
-
 // --- Console and web applications: gd pictures -----------------------------------------------
 
 class ConsolePictures : public PictureBridge {
  protected:
-  explicit ConsolePictures(AppKind kind = AppKind::Console) : PictureBridge({.appKind = kind}) {}
+  ConsolePictures() : PictureBridge({.appKind = AppKind::Console}) {}
   void SetUp() override {
     if (!xqt::host::Host::HasPictureLibraries()) GTEST_SKIP() << "this build has no gd pictures";
   }
@@ -593,7 +515,7 @@ class ConsolePictures : public PictureBridge {
 
 TEST_F(ConsolePictures, CopiesWriteGdWords) {
   Ref image = NewImage(4, 2, kRGBA);
-  FillRandom(image, 61);
+  Randomise(image, 61);
   Pixel(image, 0, 0)[3] = 255;
   Pixel(image, 1, 0)[3] = 0;
   Ref colour = image.Call<Ref>("CopyPicture");
@@ -667,7 +589,7 @@ TEST_F(ConsolePictures, PaletteAndVectorPicturesAreRefused) {
   EXPECT_HOST_EXCEPTION("UnsupportedOperationException", "Failed to access picture. Not a bitmap?",
                         host_.New("PictureXQT", palette, false));
   Ref image = NewImage(3, 3, kRGB);
-  FillRandom(image, 73);
+  Randomise(image, 73);
   std::vector<uint8_t> before(Row(image, 2), Row(image, 2) + 9);
   image.Call("DrawPictureRGB", palette);
   Ref bitmap = host_.NewConsolePicture(3, 3);
@@ -675,23 +597,6 @@ TEST_F(ConsolePictures, PaletteAndVectorPicturesAreRefused) {
   image.Call("DrawPictureRGB", vector);  // no copy route in console applications
   EXPECT_EQ(std::vector<uint8_t>(Row(image, 2), Row(image, 2) + 9), before);
   EXPECT_EQ(host_.PictureDrawnAsSource(vector, true), 0);
-}
-
-class WebPictures : public ConsolePictures {
- protected:
-  WebPictures() : ConsolePictures(AppKind::Web) {}
-};
-
-TEST_F(WebPictures, WebApplicationsUseGdPicturesToo) {
-  Ref image = NewImage(2, 2, kG);
-  FillRandom(image, 79);
-  Ref picture = image.Call<Ref>("CopyPictureWithMask");
-  ASSERT_TRUE(picture);
-  uint8_t g = Pixel(image, 1, 1)[0];
-  EXPECT_EQ(host_.PictureWord(picture, 1, 1), g * 0x010101u);
-  Ref mask = host_.PictureMask(picture);
-  ASSERT_TRUE(mask);
-  EXPECT_EQ(host_.PictureWord(mask, 1, 1), 0xFFFFFFu);
 }
 
 }  // namespace
