@@ -200,36 +200,6 @@ TEST_F(CombineTest, EveryFamilyMeetsCopyPixelsAtTheMaskEnds) {
   }
 }
 
-// File-mapped images (rows reached through the mapping accessor) give the same pixels as
-// in-memory ones, for Combine and for the whole image read as one string.
-TEST_F(CombineTest, FileMappedImagesMatchInMemoryOnes) {
-  const int64_t w = 301, h = 9;
-  std::mt19937 random(5);
-  auto randomImage = [&](int64_t format) {
-    Ref image = NewImage(w, h, format);
-    int64_t bytes = w * image.Get<int64_t>("PixelSize");
-    for (int64_t y = 0; y < h; ++y) {
-      for (int64_t i = 0; i < bytes; ++i) Row(image, y)[i] = random() & 0xFF;
-    }
-    return image;
-  };
-  auto mappedCopy = [&](const Ref& image, int64_t format) {
-    Ref mapped = host_.New("PictureXQT", w, h, format, int64_t{1}, nullptr);
-    EXPECT_TRUE(mapped.Call<bool>("CopyPixels", image));
-    return mapped;
-  };
-  Ref self = randomImage(kRGBA), source = randomImage(kCMYKA), mask = randomImage(kG);
-  Ref mappedSelf = mappedCopy(self, kRGBA), mappedSource = mappedCopy(source, kCMYKA);
-  Ref mappedMask = mappedCopy(mask, kG);
-
-  EXPECT_TRUE(self.Call<bool>("Combine", source, mask, int64_t{3}, int64_t{2}, int64_t{290},
-                              int64_t{6}, true));
-  EXPECT_TRUE(mappedSelf.Call<bool>("Combine", mappedSource, mappedMask, int64_t{3}, int64_t{2},
-                                    int64_t{290}, int64_t{6}, true));
-  EXPECT_EQ(mappedSelf.Call<std::string>("DataStringInFormat", kRGBA),
-            self.Call<std::string>("DataStringInFormat", kRGBA));
-}
-
 TEST_F(CombineTest, Refusals) {
   Ref self = NewImage(2, 2, kRGB);
   for (int64_t y = 0; y < 2; ++y) SetPixels(self, y, Bytes(6, 50));

@@ -257,23 +257,4 @@ TEST_F(Blend, RectangleAndSizes) {
                                       nullptr, nullptr, nullptr, Color{0}));
 }
 
-TEST_F(Blend, FileMappedImagesAcrossBands) {
-  const int64_t kHeight = 9000;
-  Ref source = host_.New("PictureXQT", int64_t{2}, kHeight, kRGB, int64_t{0}, nullptr);
-  Ref mask = host_.New("PictureXQT", int64_t{2}, kHeight, kG, int64_t{0}, nullptr);
-  Ref result = host_.New("PictureXQT", int64_t{2}, kHeight, kGA, int64_t{0}, nullptr);
-  ASSERT_TRUE(source.Get<bool>("Valid") && mask.Get<bool>("Valid") && result.Get<bool>("Valid"));
-  ASSERT_LT(source.Get<int64_t>("MappingRows"), kHeight);
-  for (int64_t y = 0; y < kHeight; ++y) {
-    std::memset(Row(source, y), static_cast<int>(y & 0xFF), 6);
-    std::memset(Row(mask, y), y % 2 ? 255 : 0, 2);
-  }
-  EXPECT_TRUE(CallWhole(source, nullptr, &mask, result, 0x000000));
-  for (int64_t y = 0; y < kHeight; ++y) {
-    // Mask 0 keeps the source's gray (equal channels give that value), mask 255 the black.
-    uint8_t want = y % 2 ? 0 : static_cast<uint8_t>(y & 0xFF);
-    ASSERT_EQ(Row(result, y)[0], want) << y;
-  }
-}
-
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -54,38 +55,39 @@ void ForRect(ImageSnapshot& bytes, int64_t x, int64_t y, int64_t w, int64_t h, C
 
 class Fills : public PluginTest {};
 
-TEST_F(Fills, ValueFillsEveryFormatAgainstTheReference) {
+// One fill of a rectangle or of the whole image: the value into the family's channels, and a
+// separate alpha (when not -1) into an alpha channel.
+struct FillCase {
+  const char* what;
+  std::function<void(const Ref&)> call;
+  int64_t x, y, width, height;
+  int value, alpha;
+};
+
+TEST_F(Fills, ValueFillsInEveryFormat) {
+  const FillCase cases[] = {
+      {"rectangle, low byte", [](const Ref& i) { i.Call("FillRect", 3, 2, 17, 5, 0x1A7); }, 3, 2,
+       17, 5, 0xA7, -1},
+      {"rectangle with alpha", [](const Ref& i) { i.Call("FillRect", 0, 4, 23, 5, 0x31, 0xC4); }, 0,
+       4, 23, 5, 0x31, 0xC4},
+      {"whole", [](const Ref& i) { i.Call("FillRect", 9); }, 0, 0, 23, 9, 9, -1},
+      {"whole with alpha", [](const Ref& i) { i.Call("FillRect", 5, 6); }, 0, 0, 23, 9, 5, 6},
+  };
   for (int64_t code : AllFormats()) {
     SCOPED_TRACE("format " + std::to_string(code));
     Ref image = NewImage(23, 9, code);
     RandomizeWholeRows(image, static_cast<uint32_t>(code));
     ImageSnapshot expected(image);
-    ForRect(expected, 3, 2, 17, 5, [](uint8_t* p, const Layout& l) {
-      for (int64_t offset : l.channels) p[offset] = 0xA7;
-    });
-    image.Call("FillRect", 3, 2, 17, 5, 0x1A7);  // the low byte is stored
-    ExpectSameBytes(expected, image, "FillRect");
-
-    // With a separate alpha: the colour channels get the value, alpha the alpha.
-    ForRect(expected, 0, 4, 23, 5, [](uint8_t* p, const Layout& l) {
-      for (int64_t offset : l.channels) p[offset] = 0x31;
-      if (l.alpha && !l.channels.empty()) p[l.alphaOffset] = 0xC4;
-    });
-    image.Call("FillRect", 0, 4, 23, 5, 0x31, 0xC4);
-    ExpectSameBytes(expected, image, "FillRect with alpha");
-
-    // The whole-image forms.
-    image.Call("FillRect", 9);
-    ForRect(expected, 0, 0, 23, 9, [](uint8_t* p, const Layout& l) {
-      for (int64_t offset : l.channels) p[offset] = 9;
-    });
-    ExpectSameBytes(expected, image, "FillRect whole");
-    image.Call("FillRect", 5, 6);
-    ForRect(expected, 0, 0, 23, 9, [](uint8_t* p, const Layout& l) {
-      for (int64_t offset : l.channels) p[offset] = 5;
-      if (l.alpha && !l.channels.empty()) p[l.alphaOffset] = 6;
-    });
-    ExpectSameBytes(expected, image, "FillRect with alpha whole");
+    for (const FillCase& c : cases) {
+      ForRect(expected, c.x, c.y, c.width, c.height, [&](uint8_t* p, const Layout& l) {
+        for (int64_t offset : l.channels) p[offset] = static_cast<uint8_t>(c.value);
+        if (c.alpha >= 0 && l.alpha && !l.channels.empty()) {
+          p[l.alphaOffset] = static_cast<uint8_t>(c.alpha);
+        }
+      });
+      c.call(image);
+      ExpectSameBytes(expected, image, c.what);
+    }
   }
 }
 
@@ -146,55 +148,46 @@ TEST_F(Fills, ClipsAndChannelViewsFillTheirOwnPixels) {
   ExpectSameBytes(expected, image, "channel view FillRect");
 }
 
+// Colours are red in bits 16-23, their top byte ignored; an image without alpha gets red, green
+// and blue only; gray and CMYK images are left alone.
 TEST_F(Fills, ColourFills) {
-  for (int64_t code : {kRGB, kRGBA, kRGBX, kARGB, kBGR}) {
+  using C = Color;
+  const FillCase cases[] = {
+      {"integers", [](const Ref& i) { i.Call("FillRectRGB", 1, 1, 3, 2, 10, 20, 30); }, 1, 1, 3, 2,
+       0x0A141E, -1},
+      {"integers with alpha",
+       [](const Ref& i) { i.Call("FillRectRGB", 0, 0, 2, 2, 40, 50, 300, 70); }, 0, 0, 2, 2,
+       0x28322C, 70},
+      {"colour", [](const Ref& i) { i.Call("FillRectRGB", 2, 3, 5, 2, C{0xFF112233}); }, 2, 3, 5, 2,
+       0x112233, -1},
+      {"colour with alpha",
+       [](const Ref& i) { i.Call("FillRectRGB", 4, 0, 3, 1, C{0x00445566}, 0x77); }, 4, 0, 3, 1,
+       0x445566, 0x77},
+      {"whole", [](const Ref& i) { i.Call("FillRectRGB", 1, 2, 3); }, 0, 0, 7, 5, 0x010203, -1},
+      {"whole with alpha", [](const Ref& i) { i.Call("FillRectRGB", 4, 5, 6, 7); }, 0, 0, 7, 5,
+       0x040506, 7},
+      {"whole colour", [](const Ref& i) { i.Call("FillRectRGB", C{0x0A0B0C}); }, 0, 0, 7, 5,
+       0x0A0B0C, -1},
+      {"whole colour with alpha", [](const Ref& i) { i.Call("FillRectRGB", C{0x0D0E0F}, 9); }, 0, 0,
+       7, 5, 0x0D0E0F, 9},
+  };
+  for (int64_t code : {kRGB, kRGBA, kRGBX, kARGB, kBGR, kG, kGA, kCMYK, kCMYKA}) {
     SCOPED_TRACE("format " + std::to_string(code));
     Ref image = NewImage(7, 5, code);
     RandomizeWholeRows(image, 3);
     ImageSnapshot expected(image);
-    const Layout& l = expected.layout;
-    auto rgb = [&](int r, int g, int b) {
-      return [=](uint8_t* p, const Layout& layout) {
-        p[layout.red] = static_cast<uint8_t>(r);
-        p[layout.green] = static_cast<uint8_t>(g);
-        p[layout.blue] = static_cast<uint8_t>(b);
-      };
-    };
-    image.Call("FillRectRGB", 1, 1, 3, 2, 10, 20, 30);
-    ForRect(expected, 1, 1, 3, 2, rgb(10, 20, 30));
-    ExpectSameBytes(expected, image, "integers");
-    // With alpha: an image without alpha gets red, green and blue only.
-    image.Call("FillRectRGB", 0, 0, 2, 2, 40, 50, 300, 70);
-    ForRect(expected, 0, 0, 2, 2, [&](uint8_t* p, const Layout& layout) {
-      rgb(40, 50, 300 & 0xFF)(p, layout);
-      if (l.alpha) p[layout.alphaOffset] = 70;
-    });
-    ExpectSameBytes(expected, image, "integers with alpha");
-    // Colours: red in bits 16-23; the top byte is ignored.
-    image.Call("FillRectRGB", 2, 3, 5, 2, Color{0xFF112233});
-    ForRect(expected, 2, 3, 5, 2, rgb(0x11, 0x22, 0x33));
-    ExpectSameBytes(expected, image, "colour");
-    image.Call("FillRectRGB", 4, 0, 3, 1, Color{0x00445566}, 0x77);
-    ForRect(expected, 4, 0, 3, 1, [&](uint8_t* p, const Layout& layout) {
-      rgb(0x44, 0x55, 0x66)(p, layout);
-      if (l.alpha) p[layout.alphaOffset] = 0x77;
-    });
-    ExpectSameBytes(expected, image, "colour with alpha");
-    image.Call("FillRectRGB", 1, 2, 3);
-    ForRect(expected, 0, 0, 7, 5, rgb(1, 2, 3));
-    image.Call("FillRectRGB", Color{0x0A0B0C});
-    ForRect(expected, 0, 0, 7, 5, rgb(10, 11, 12));
-    ExpectSameBytes(expected, image, "whole image");
-  }
-  // Gray and CMYK images are left alone.
-  for (int64_t code : {kG, kGA, kCMYK, kCMYKA}) {
-    Ref image = NewImage(4, 3, code);
-    RandomizeWholeRows(image, 4);
-    ImageSnapshot before(image);
-    image.Call("FillRectRGB", 1, 2, 3);
-    image.Call("FillRectRGB", 1, 2, 3, 4);
-    image.Call("FillRectRGB", Color{0x123456}, 9);
-    ExpectSameBytes(before, image, "not RGB");
+    for (const FillCase& c : cases) {
+      if (expected.layout.rgb) {
+        ForRect(expected, c.x, c.y, c.width, c.height, [&](uint8_t* p, const Layout& l) {
+          p[l.red] = static_cast<uint8_t>(c.value >> 16);
+          p[l.green] = static_cast<uint8_t>(c.value >> 8);
+          p[l.blue] = static_cast<uint8_t>(c.value);
+          if (c.alpha >= 0 && l.alpha) p[l.alphaOffset] = static_cast<uint8_t>(c.alpha);
+        });
+      }
+      c.call(image);
+      ExpectSameBytes(expected, image, c.what);
+    }
   }
 }
 

@@ -336,9 +336,9 @@ TEST_F(Unsharp, CMYKWithoutAlphaMapsTheFirstByteTwice) {
   EXPECT_EQ(PixelBytes(cmyka), std::vector<uint8_t>(5, 110));
 }
 
-// --- Views and mapped files ---
+// --- Views ---
 
-TEST_F(Filters, ChannelViewsAndMappedFilesAreAddressedThroughTheirRecords) {
+TEST_F(Filters, ChannelViewsAreAddressedThroughTheirRecords) {
   Ref rgba = NewImage(9, 6, kRGBA);
   Randomise(rgba, 12);
   std::vector<uint8_t> expected = PixelBytes(rgba);
@@ -350,16 +350,6 @@ TEST_F(Filters, ChannelViewsAndMappedFilesAreAddressedThroughTheirRecords) {
   Ref green = rgba.Call<Ref>("GreenChannel");
   EXPECT_EQ(green.Call<Ref>("SolarizeFilter", green).get(), green.get());
   EXPECT_EQ(PixelBytes(rgba), expected);
-  // A file-mapped image a few rows at a time, as source and as dest.
-  Ref mapped = host_.New("PictureXQT", int64_t{301}, int64_t{40}, kRGB, int64_t{4096}, nullptr);
-  ASSERT_TRUE(mapped.Get<bool>("Valid"));
-  Randomise(mapped, 13);
-  Ref memory = NewImage(301, 40, kRGB);
-  ASSERT_TRUE(memory.Call<bool>("CopyPixels", mapped));
-  Ref mappedDest = host_.New("PictureXQT", int64_t{301}, int64_t{40}, kRGB, int64_t{4096}, nullptr);
-  EXPECT_TRUE(mapped.Call<Ref>("DitherFilter", mappedDest, int64_t{10}, int64_t{3}));
-  EXPECT_EQ(PixelBytes(mappedDest),
-            PixelBytes(memory.Call<Ref>("DitherFilter", nullptr, int64_t{10}, int64_t{3})));
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // Quarter turns, half turns and mirrors through the host: every format and odd sizes against the
-// mapping of pixel positions, turns that compose and undo each other, destinations, refusals, and
-// file-mapped images that span several bands. The vector paths are held to the plain one by the
-// unit tests.
+// mapping of pixel positions, turns that compose and undo each other, destinations and refusals.
+// The vector paths are held to the plain one by the unit tests.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -11,7 +10,6 @@
 
 #include "support/image_layout.h"
 #include "support/plugin_fixture.h"
-#include "support/scratch_folder.h"
 
 namespace {
 
@@ -112,19 +110,6 @@ class Geometry : public PluginTest {
     EXPECT_EQ(made.Get<int64_t>("Height"), dest.Get<int64_t>("Height"));
     // The new image's channel bytes are the destination's; its other bytes are not looked at.
     if (destFormat == source.Get<int64_t>("ImageFormat")) ExpectSameChannels(made, dest);
-  }
-  // The family's channels of every pixel of `a` equal those of `b`; other bytes are not looked at.
-  void ExpectSameChannels(const Ref& a, const Ref& b) {
-    ImageSnapshot mine(a), theirs(b);
-    ASSERT_EQ(mine.layout.width, theirs.layout.width);
-    ASSERT_EQ(mine.layout.height, theirs.layout.height);
-    for (int64_t y = 0; y < mine.layout.height; ++y) {
-      for (int64_t x = 0; x < mine.layout.width; ++x) {
-        for (int64_t offset : mine.layout.channels) {
-          ASSERT_EQ(mine.Pixel(x, y)[offset], theirs.Pixel(x, y)[offset]) << x << ", " << y;
-        }
-      }
-    }
   }
 };
 
@@ -296,64 +281,6 @@ TEST_F(Geometry, RefusedSourcesAndDestinations) {
   closed.Call("HMirror");
   closed.Call("VMirror");
   closed.Call("Rotate180");
-}
-
-// File-mapped images whose rows span several bands of the mapping (a band holds 16 MiB, 4096
-// rows of one page each here), as source, as destination, and in place.
-class MappedGeometry : public Geometry {
- protected:
-  ~MappedGeometry() override {
-    EXPECT_TRUE(scratch_.IsEmpty()) << "a backing file was left behind";
-  }
-  Ref NewMapped(int64_t width, int64_t height, int64_t format) {
-    Ref image = host_.New("PictureXQT", width, height, format, int64_t{0}, nullptr);
-    EXPECT_TRUE(image.Get<bool>("IsMapping"));
-    return image;
-  }
-
-  ScratchFolder scratch_{"xqt-geometry"};
-};
-
-TEST_F(MappedGeometry, MappedSourceSpanningBands) {
-  for (int64_t code : {kRGBA, kG}) {
-    Ref source = NewMapped(37, 4200, code);
-    ASSERT_LT(source.Get<int64_t>("MappingRows"), 4200);
-    RandomizeWholeRows(source, 12);
-    for (const TurnCase& turn : kTurns) CheckTurn(source, turn, code, 13);
-    // A clip of the mapped image maps its own bands.
-    Ref clip = source.Call<Ref>("ClipImage", 3, 50, 30, 4100);
-    CheckTurn(clip, kTurns[0], code, 14);
-  }
-}
-
-TEST_F(MappedGeometry, BothMappedAcrossBands) {
-  Ref source = NewMapped(1100, 4200, kCMYK);  // one page per row: two bands
-  RandomizeWholeRows(source, 17);
-  Ref dest = NewMapped(4200, 1100, kCMYK);  // four pages per row: 1024 rows a band
-  ASSERT_LT(dest.Get<int64_t>("MappingRows"), 1100);
-  RandomizeWholeRows(dest, 18);
-  ImageSnapshot expected = Expected(source, dest, Op::k90);
-  EXPECT_EQ(source.Call<Ref>("Rotate90", dest).get(), dest.get());
-  ExpectSameBytes(expected, dest, "both mapped");
-}
-
-TEST_F(MappedGeometry, InPlaceAcrossBands) {
-  Ref image = NewMapped(37, 4201, kRGBA);
-  RandomizeWholeRows(image, 19);
-  ImageSnapshot expected = ExpectedInPlace(image, false, true);
-  image.Call("VMirror");
-  ExpectSameBytes(expected, image, "VMirror");
-  expected = ExpectedInPlace(image, true, true);
-  image.Call("Rotate180");
-  ExpectSameBytes(expected, image, "Rotate180");
-  expected = ExpectedInPlace(image, true, false);
-  image.Call("HMirror");
-  ExpectSameBytes(expected, image, "HMirror");
-  // A few rows only: the band is larger than the image.
-  Ref tiny = NewMapped(9, 2, kRGBA);
-  RandomizeWholeRows(tiny, 20);
-  CheckTurn(tiny, kTurns[0], kRGBA, 21);
-  CheckTurn(tiny, kTurns[1], kRGBA, 22);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/emulated_host.h"
@@ -91,6 +92,29 @@ inline void ExpectSameBytes(const ImageSnapshot& expected, const xqt::host::Ref&
                     << static_cast<int64_t>(i) % expected.layout.rowSize << ": expected "
                     << int(expected.data[i]) << ", got " << int(actual.data[i]);
       return;
+    }
+  }
+}
+
+// Every channel of `a`'s family equals the same channel of `b`, pixel by pixel, each read at its
+// own image's offset; other bytes are not looked at.
+inline void ExpectSameChannels(const xqt::host::Ref& a, const xqt::host::Ref& b) {
+  ImageSnapshot mine(a), theirs(b);
+  ASSERT_EQ(mine.layout.width, theirs.layout.width);
+  ASSERT_EQ(mine.layout.height, theirs.layout.height);
+  std::vector<std::pair<int64_t, int64_t>> offsets;
+  for (const char* name :
+       {"Gray", "Red", "Green", "Blue", "Cyan", "Magenta", "Yellow", "Black", "Alpha"}) {
+    if (a.Get<bool>(std::string("Has") + name)) {
+      offsets.emplace_back(a.Get<int64_t>(std::string(name) + "Offset"),
+                           b.Get<int64_t>(std::string(name) + "Offset"));
+    }
+  }
+  for (int64_t y = 0; y < mine.layout.height; ++y) {
+    for (int64_t x = 0; x < mine.layout.width; ++x) {
+      for (auto [from, to] : offsets) {
+        ASSERT_EQ(mine.Pixel(x, y)[from], theirs.Pixel(x, y)[to]) << "pixel " << x << ", " << y;
+      }
     }
   }
 }
