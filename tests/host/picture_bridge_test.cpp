@@ -492,11 +492,11 @@ TEST_F(AncientHost, PictureMembersLoseTheConsoleFlag) {
   EXPECT_FALSE(picture.Get<bool>("HasAlphaChannel"));
 }
 
-// --- Console applications: gd pictures -----------------------------------------------
+// --- Console and web applications: gd pictures -----------------------------------------------
 
 class ConsolePictures : public PictureBridge {
  protected:
-  ConsolePictures() : PictureBridge({.appKind = AppKind::Console}) {}
+  explicit ConsolePictures(AppKind kind = AppKind::Console) : PictureBridge({.appKind = kind}) {}
   void SetUp() override {
     if (!xqt::host::Host::HasPictureLibraries()) GTEST_SKIP() << "this build has no gd pictures";
   }
@@ -586,6 +586,23 @@ TEST_F(ConsolePictures, PaletteAndVectorPicturesAreRefused) {
   image.Call("DrawPictureRGB", vector);  // no copy route in console applications
   EXPECT_EQ(std::vector<uint8_t>(Row(image, 2), Row(image, 2) + 9), before);
   EXPECT_EQ(host_.PictureDrawnAsSource(vector, true), 0);
+}
+
+class WebPictures : public ConsolePictures {
+ protected:
+  WebPictures() : ConsolePictures(AppKind::Web) {}
+};
+
+// Web applications take gd pictures too, here for a gray image and its white mask.
+TEST_F(WebPictures, WebApplicationsUseGdPicturesToo) {
+  Ref image = NewImage(2, 2, kG);
+  Randomise(image, 79);
+  Ref picture = image.Call<Ref>("CopyPictureWithMask");
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(host_.PictureWord(picture, 1, 1), Pixel(image, 1, 1)[0] * 0x010101u);
+  Ref mask = host_.PictureMask(picture);
+  ASSERT_TRUE(mask);
+  EXPECT_EQ(host_.PictureWord(mask, 1, 1), 0xFFFFFFu);
 }
 
 }  // namespace
