@@ -1,21 +1,17 @@
 // Box blurs and ApplyMatrix through the host and the real plug-in: hand-worked cases, every
-// family against direct sums over the clamped neighbourhood, refusals, and file-mapped sources.
+// family against direct sums over the clamped neighbourhood, and refusals.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
-#include "support/scratch_folder.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using xqt::host::Ref;
 
 constexpr int64_t kRGB = 1, kRGBA = 2, kXRGB = 5, kBGRA = 7, kG = 11, kGA = 12, kAG = 13,
@@ -236,41 +232,6 @@ TEST_F(AreaFilters, MatrixInPlaceSeesOnlyOriginalPixels) {
   for (int64_t y = 0; y < 6; ++y) {
     for (int64_t i = 0; i < 8 * 5; ++i) ASSERT_EQ(Row(apart, y)[i], Row(source, y)[i]);
   }
-}
-
-// File-mapped sources whose rows span several bands: the same pixels as from memory.
-class MappedAreaFilters : public AreaFilters {
- protected:
-  ScratchFolder scratch_{"xqt-area"};
-};
-
-TEST_F(MappedAreaFilters, MappedSourceMatchesMemory) {
-  Ref mapped = host_.New("PictureXQT", int64_t{37}, int64_t{4200}, kRGBA, int64_t{0}, nullptr);
-  ASSERT_TRUE(mapped.Get<bool>("IsMapping"));
-  ASSERT_LT(mapped.Get<int64_t>("MappingRows"), 4200);
-  Ref memory = NewImage(37, 4200, kRGBA);
-  std::mt19937 random(77);
-  for (int64_t y = 0; y < 4200; ++y) {
-    uint8_t* a = Row(memory, y);
-    for (int64_t i = 0; i < 37 * 4; ++i) a[i] = static_cast<uint8_t>(random());
-    std::copy(a, a + 37 * 4, Row(mapped, y));
-  }
-  Ref kernel = host_.NewIntegerArray({1, 2, 1, 2, 4, 2, 1, 2, 1});
-  auto same = [&](const Ref& a, const Ref& b) {
-    const int64_t w = a.Get<int64_t>("Width"), h = a.Get<int64_t>("Height");
-    ASSERT_EQ(b.Get<int64_t>("Width"), w);
-    ASSERT_EQ(b.Get<int64_t>("Height"), h);
-    for (int64_t y = 0; y < h; ++y) {
-      std::vector<uint8_t> row(Row(a, y), Row(a, y) + w * 4);
-      ASSERT_TRUE(std::equal(row.begin(), row.end(), Row(b, y))) << y;
-    }
-  };
-  same(mapped.Call<Ref>("BoxBlurFilter", nullptr, int64_t{3}, int64_t{300}),
-       memory.Call<Ref>("BoxBlurFilter", nullptr, int64_t{3}, int64_t{300}));
-  same(mapped.Call<Ref>("ApplyMatrix", nullptr, kernel),
-       memory.Call<Ref>("ApplyMatrix", nullptr, kernel));
-  same(mapped.Call<Ref>("Rotate", 30.0, 1, 2, 3, 4, 5, 6, 7, 8, 9),
-       memory.Call<Ref>("Rotate", 30.0, 1, 2, 3, 4, 5, 6, 7, 8, 9));
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
-// CopyPixels through the host: every format pair against a plain reference written from the
-// copy tables, the rectangle rule's edge cases, 16-bit gray, refused pairs, copies within one
-// image and file-mapped images that span several bands.
+// CopyPixels through the host: every pair of formats, views, clips and file-mapped images against
+// a plain reference written from the copy tables (refused pairs change nothing), the weights and
+// 16-bit samples by hand, and copies within one image.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -19,92 +19,46 @@ namespace {
 using namespace composite_test;
 
 constexpr int64_t kRGB = 1, kRGBA = 2, kRGBX = 3, kARGB = 4, kXRGB = 5, kBGRA = 7, kG = 11,
-                  kGA = 12, kAG = 13, kBuffer = 22, kCMYK = 23, kCMYKA = 24, kKYMC = 28,
-                  kScaling3 = 35, kGray16 = 41;
+                  kGA = 12, kAG = 13, kCMYK = 23, kCMYKA = 24, kKYMC = 28, kGray16 = 41;
 
 // The destination pixel after one source pixel is copied into it, straight from the two tables;
 // false for a pair that copies nothing.
 bool ReferencePixel(const Layout& d, const Layout& s, const uint8_t* sp, uint8_t* dp) {
-  if (d.family == Family::kNone || s.family == Family::kNone) return false;
-  if (d.hasAlpha && s.hasAlpha) {
-    switch (d.family) {
-      case Family::kRGB:
-        if (s.family == Family::kRGB) {
-          dp[d.red] = sp[s.red];
-          dp[d.green] = sp[s.green];
-          dp[d.blue] = sp[s.blue];
-        } else if (s.family == Family::kGray) {
-          dp[d.red] = dp[d.green] = dp[d.blue] = sp[s.gray];
-        } else {
-          return false;
-        }
-        break;
-      case Family::kCMYK:
-        if (s.family == Family::kCMYK) {
-          dp[d.cyan] = sp[s.cyan];
-          dp[d.magenta] = sp[s.magenta];
-          dp[d.yellow] = sp[s.yellow];
-          dp[d.black] = sp[s.black];
-        } else if (s.family == Family::kGray) {
-          dp[d.cyan] = dp[d.magenta] = dp[d.yellow] = 0;
-          dp[d.black] = sp[s.gray];
-        } else {
-          return false;
-        }
-        break;
-      default:  // gray
-        if (s.family == Family::kGray) {
-          dp[d.gray] = sp[s.gray];
-        } else {
-          // For a CMYK source these are whatever its red, green and blue offsets hold.
-          dp[d.gray] = Gray(sp[s.red], sp[s.green], sp[s.blue]);
-        }
-        break;
+  const bool alpha = d.alpha && s.alpha;
+  if (d.rgb && s.rgb) {
+    dp[d.red] = sp[s.red];
+    dp[d.green] = sp[s.green];
+    dp[d.blue] = sp[s.blue];
+  } else if (d.rgb && s.gray) {
+    dp[d.red] = dp[d.green] = dp[d.blue] = sp[s.grayOffset];
+  } else if (d.cmyk && s.cmyk) {
+    dp[d.cyan] = sp[s.cyan];
+    dp[d.magenta] = sp[s.magenta];
+    dp[d.yellow] = sp[s.yellow];
+    dp[d.black] = sp[s.black];
+  } else if (d.cmyk && s.gray) {
+    dp[d.cyan] = dp[d.magenta] = dp[d.yellow] = 0;
+    dp[d.black] = sp[s.grayOffset];
+  } else if (d.gray && s.gray && !alpha && d.bits == 16) {
+    // 16 to 16 keeps the sample; 8 to 16 widens by 257.
+    const auto wide = static_cast<uint16_t>(sp[s.grayOffset] * 257);
+    if (s.bits == 16) {
+      std::memcpy(dp + d.grayOffset, sp + s.grayOffset, 2);
+    } else {
+      std::memcpy(dp + d.grayOffset, &wide, 2);
     }
-    dp[d.alpha] = sp[s.alpha];
-    return true;
+  } else if (d.gray && s.gray) {
+    dp[d.grayOffset] = sp[s.grayOffset];
+  } else if (d.gray && (s.rgb || (alpha && s.cmyk))) {
+    // With alpha on both sides, a CMYK source gives whatever its red, green and blue offsets hold.
+    dp[d.grayOffset] = Gray(sp[s.red], sp[s.green], sp[s.blue]);
+  } else if (d.gray && s.cmyk) {
+    dp[d.grayOffset] = sp[s.black];
+  } else {
+    return false;
   }
-  switch (d.family) {
-    case Family::kGray:
-      if (s.family == Family::kCMYK) {
-        dp[d.gray] = sp[s.black];
-      } else if (s.family == Family::kRGB) {
-        dp[d.gray] = Gray(sp[s.red], sp[s.green], sp[s.blue]);
-      } else if (d.bits == 16 && s.bits == 16) {
-        dp[d.gray] = sp[s.gray];
-        dp[d.gray + 1] = sp[s.gray + 1];
-      } else if (d.bits == 16) {
-        uint16_t wide = static_cast<uint16_t>(sp[s.gray] * 257);
-        std::memcpy(dp + d.gray, &wide, 2);
-      } else {
-        dp[d.gray] = sp[s.gray];
-      }
-      return true;
-    case Family::kRGB:
-      if (s.family == Family::kRGB) {
-        dp[d.red] = sp[s.red];
-        dp[d.green] = sp[s.green];
-        dp[d.blue] = sp[s.blue];
-      } else if (s.family == Family::kGray) {
-        dp[d.red] = dp[d.green] = dp[d.blue] = sp[s.gray];
-      } else {
-        return false;
-      }
-      return true;
-    default:  // CMYK
-      if (s.family == Family::kCMYK) {
-        dp[d.cyan] = sp[s.cyan];
-        dp[d.magenta] = sp[s.magenta];
-        dp[d.yellow] = sp[s.yellow];
-        dp[d.black] = sp[s.black];
-      } else if (s.family == Family::kGray) {
-        dp[d.cyan] = dp[d.magenta] = dp[d.yellow] = 0;
-        dp[d.black] = sp[s.gray];
-      } else {
-        return false;
-      }
-      return true;
-  }
+  if (alpha) dp[d.alphaOffset] = sp[s.alphaOffset];
+  return true;
 }
 
 struct Rect {
@@ -162,12 +116,12 @@ class CopyPixelsTest : public PluginTest {
   Ref Gray(int64_t width, int64_t height, std::vector<uint8_t> values) {
     Ref image = NewImage(width, height, kG);
     for (int64_t y = 0; y < height; ++y) {
-      std::memcpy(RowOf(image, y), values.data() + y * width, static_cast<size_t>(width));
+      std::memcpy(Row(image, y), values.data() + y * width, static_cast<size_t>(width));
     }
     return image;
   }
   std::vector<uint8_t> GrayRow(const Ref& image, int64_t y) {
-    const uint8_t* row = RowOf(image, y);
+    const uint8_t* row = Row(image, y);
     return {row, row + image.Get<int64_t>("Width")};
   }
 };
@@ -181,8 +135,8 @@ TEST_F(CopyPixelsTest, EveryPairMatchesTheReference) {
       Ref dest = to.make(host_, OddSize(rng), OddSize(rng));
       Ref source = from.make(host_, OddSize(rng), OddSize(rng));
       ASSERT_TRUE(dest && source);
-      FillRandom(dest, rng);
-      FillRandom(source, rng);
+      RandomizeWholeRows(dest, rng());
+      RandomizeWholeRows(source, rng());
       Layout d = LayoutOf(dest), s = LayoutOf(source);
       Rect r;
       r.x = Between(rng, 0, d.width - 1);
@@ -223,47 +177,45 @@ TEST_F(CopyPixelsTest, ShortFormsCopyFromTheTopLeftCorner) {
   EXPECT_EQ(GrayRow(placed, 2), (std::vector<uint8_t>{0, 0, 5, 6, 0}));
 }
 
+// The rectangle rule itself is the unit tests'; here its arguments reach it in their order.
 TEST_F(CopyPixelsTest, RectangleRuleThroughTheHost) {
   std::vector<uint8_t> columns(40);
   for (int i = 0; i < 40; ++i) columns[i] = static_cast<uint8_t>(i + 1);
   Ref source = Gray(40, 1, columns);
-  auto fresh = [&] { return Gray(40, 1, std::vector<uint8_t>(40, 0xEE)); };
-  auto expect = [&](int64_t from, int64_t to, int64_t sourceStart) {
+  // Destination columns `from` to `to` copied from source column `sourceStart` on.
+  auto copied = [](int64_t from, int64_t to, int64_t sourceStart) {
     std::vector<uint8_t> want(40, 0xEE);
     for (int64_t x = from; x <= to; ++x) want[x] = static_cast<uint8_t>(sourceStart + x - from + 1);
     return want;
   };
-
-  // SourceX -5 with DestX 10, width 20: 15 columns, source 0 into destination 5.
-  Ref moved = fresh();
-  EXPECT_TRUE(moved.Call<bool>("CopyPixels", source, 10, 0, 20, 1, -5, 0));
-  EXPECT_EQ(GrayRow(moved, 0), expect(5, 19, 0));
-  // DestWidth -10 with DestX 20: destination columns 10 to 19.
-  Ref flipped = fresh();
-  EXPECT_TRUE(flipped.Call<bool>("CopyPixels", source, 20, 0, -10, 1, 0, 0));
-  EXPECT_EQ(GrayRow(flipped, 0), expect(10, 19, 0));
-  // DestX -3: the first three columns are cut and the source starts three columns later.
-  Ref cut = fresh();
-  EXPECT_TRUE(cut.Call<bool>("CopyPixels", source, -3, 0, 8, 1, 4, 0));
-  EXPECT_EQ(GrayRow(cut, 0), expect(0, 4, 7));
-
+  struct Case {
+    int64_t x, width, sourceX, from, to, sourceStart;
+  };
+  const Case cases[] = {
+      {10, 20, -5, 5, 19, 0},   // SourceX -5: 15 columns, source 0 into destination 5
+      {20, -10, 0, 10, 19, 0},  // DestWidth -10 counts back from DestX 20
+      {-3, 8, 4, 0, 4, 7},      // DestX -3: three columns cut, the source starts three later
+  };
+  for (const Case& c : cases) {
+    Ref dest = Gray(40, 1, std::vector<uint8_t>(40, 0xEE));
+    EXPECT_TRUE(dest.Call<bool>("CopyPixels", source, c.x, 0, c.width, 1, c.sourceX, 0));
+    EXPECT_EQ(GrayRow(dest, 0), copied(c.from, c.to, c.sourceStart)) << c.x;
+  }
   // Rectangles right of or below self, or a source start past the source: nothing happens.
-  Ref untouched = fresh();
-  EXPECT_FALSE(untouched.Call<bool>("CopyPixels", source, 40, 0, 5, 1, 0, 0));
-  EXPECT_FALSE(untouched.Call<bool>("CopyPixels", source, 0, 1, 5, 1, 0, 0));
-  EXPECT_FALSE(untouched.Call<bool>("CopyPixels", source, 0, 0, 5, 1, 40, 0));
-  EXPECT_FALSE(untouched.Call<bool>("CopyPixels", source, 0, 0, 0, 1, 0, 0));
-  EXPECT_FALSE(untouched.Call<bool>("CopyPixels", source, INT64_MIN, INT64_MIN, INT64_MIN,
-                                    INT64_MIN, INT64_MAX, INT64_MAX));
-  EXPECT_EQ(GrayRow(untouched, 0), std::vector<uint8_t>(40, 0xEE));
-  // A nil source.
-  EXPECT_FALSE(untouched.Call<bool>("CopyPixels", nullptr));
+  Ref dest = Gray(40, 1, std::vector<uint8_t>(40, 0xEE));
+  EXPECT_FALSE(dest.Call<bool>("CopyPixels", source, 40, 0, 5, 1, 0, 0));
+  EXPECT_FALSE(dest.Call<bool>("CopyPixels", source, 0, 1, 5, 1, 0, 0));
+  EXPECT_FALSE(dest.Call<bool>("CopyPixels", source, 0, 0, 5, 1, 40, 0));
+  EXPECT_FALSE(dest.Call<bool>("CopyPixels", source, INT64_MIN, INT64_MIN, INT64_MIN, INT64_MIN,
+                               INT64_MAX, INT64_MAX));
+  EXPECT_FALSE(dest.Call<bool>("CopyPixels", nullptr));
+  EXPECT_EQ(GrayRow(dest, 0), std::vector<uint8_t>(40, 0xEE));
 }
 
 TEST_F(CopyPixelsTest, GrayWeightsAndGrayIntoCMYK) {
   Ref rgb = NewImage(5, 1, kRGB);
   const uint8_t colours[5][3] = {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {255, 255, 255}, {1, 1, 1}};
-  std::memcpy(RowOf(rgb, 0), colours, sizeof colours);
+  std::memcpy(Row(rgb, 0), colours, sizeof colours);
   Ref gray = NewImage(5, 1, kG);
   EXPECT_TRUE(gray.Call<bool>("CopyPixels", rgb));
   EXPECT_EQ(GrayRow(gray, 0), (std::vector<uint8_t>{76, 150, 27, 255, 1}));
@@ -271,17 +223,17 @@ TEST_F(CopyPixelsTest, GrayWeightsAndGrayIntoCMYK) {
   // The same weights with alpha on both sides, alpha taken over.
   Ref argb = NewImage(2, 1, kARGB);
   const uint8_t argbPixels[8] = {9, 255, 0, 0, 200, 0, 0, 255};
-  std::memcpy(RowOf(argb, 0), argbPixels, sizeof argbPixels);
+  std::memcpy(Row(argb, 0), argbPixels, sizeof argbPixels);
   Ref ag = NewImage(2, 1, kAG);
   EXPECT_TRUE(ag.Call<bool>("CopyPixels", argb));
-  const uint8_t* agRow = RowOf(ag, 0);
+  const uint8_t* agRow = Row(ag, 0);
   EXPECT_EQ(std::vector<uint8_t>(agRow, agRow + 4), (std::vector<uint8_t>{9, 76, 200, 27}));
 
   // Gray into CMYK: no colour, gray as black, not inverted.
   Ref cmyk = NewImage(2, 1, kCMYK);
   Ref grays = Gray(2, 1, {255, 0x40});
   EXPECT_TRUE(cmyk.Call<bool>("CopyPixels", grays));
-  const uint8_t* cmykRow = RowOf(cmyk, 0);
+  const uint8_t* cmykRow = Row(cmyk, 0);
   EXPECT_EQ(std::vector<uint8_t>(cmykRow, cmykRow + 8),
             (std::vector<uint8_t>{0, 0, 0, 255, 0, 0, 0, 0x40}));
 }
@@ -291,13 +243,13 @@ TEST_F(CopyPixelsTest, SixteenBitGray) {
   Ref wide = NewImage(2, 1, kGray16);
   EXPECT_TRUE(wide.Call<bool>("CopyPixels", gray));
   uint16_t samples[2];
-  std::memcpy(samples, RowOf(wide, 0), sizeof samples);
+  std::memcpy(samples, Row(wide, 0), sizeof samples);
   EXPECT_EQ(samples[0], 0x1212);
   EXPECT_EQ(samples[1], 0xFFFF);
 
   // Back to 8 bits: the first byte of the sample in memory.
   samples[0] = 0x3456;
-  std::memcpy(RowOf(wide, 0), samples, sizeof samples);
+  std::memcpy(Row(wide, 0), samples, sizeof samples);
   uint8_t firstByte;
   std::memcpy(&firstByte, &samples[0], 1);
   Ref narrow = NewImage(2, 1, kG);
@@ -307,28 +259,13 @@ TEST_F(CopyPixelsTest, SixteenBitGray) {
   // 16 to 16 keeps the whole sample; RGB into 16-bit gray writes one byte at the gray offset.
   Ref copy = NewImage(2, 1, kGray16);
   EXPECT_TRUE(copy.Call<bool>("CopyPixels", wide));
-  EXPECT_EQ(std::memcmp(RowOf(copy, 0), samples, sizeof samples), 0);
+  EXPECT_EQ(std::memcmp(Row(copy, 0), samples, sizeof samples), 0);
   Ref white = NewImage(1, 1, kRGB);
-  std::memset(RowOf(white, 0), 255, 3);
-  RowOf(copy, 0)[1] = 0x77;
+  std::memset(Row(white, 0), 255, 3);
+  Row(copy, 0)[1] = 0x77;
   EXPECT_TRUE(copy.Call<bool>("CopyPixels", white));
-  EXPECT_EQ(RowOf(copy, 0)[0], 255);
-  EXPECT_EQ(RowOf(copy, 0)[1], 0x77);
-}
-
-TEST_F(CopyPixelsTest, RefusedPairsChangeNothing) {
-  std::mt19937 rng(7);
-  for (auto [to, from] : {std::pair{kRGB, kCMYK}, std::pair{kCMYK, kRGB}, std::pair{kRGBA, kCMYKA},
-                          std::pair{kCMYKA, kRGBA}, std::pair{kRGBX, kKYMC},
-                          std::pair{kBuffer, kRGB}, std::pair{kRGB, kScaling3}}) {
-    SCOPED_TRACE(std::to_string(from) + " into " + std::to_string(to));
-    Ref dest = NewImage(5, 3, to), source = NewImage(5, 3, from);
-    FillRandom(dest, rng);
-    FillRandom(source, rng);
-    Rows before = Snapshot(dest);
-    EXPECT_FALSE(dest.Call<bool>("CopyPixels", source));
-    EXPECT_EQ(Snapshot(dest), before);
-  }
+  EXPECT_EQ(Row(copy, 0)[0], 255);
+  EXPECT_EQ(Row(copy, 0)[1], 0x77);
 }
 
 TEST_F(CopyPixelsTest, CopyWithinOneImageReadsTheSourceFirst) {
@@ -339,7 +276,7 @@ TEST_F(CopyPixelsTest, CopyWithinOneImageReadsTheSourceFirst) {
     for (auto [dx, sx] : {std::pair<int64_t, int64_t>{3, 0}, std::pair<int64_t, int64_t>{0, 3}}) {
       SCOPED_TRACE(std::to_string(code) + " " + std::to_string(dx));
       Ref image = NewImage(17, 5, code);
-      FillRandom(image, rng);
+      RandomizeWholeRows(image, rng());
       Ref original = image.Call<Ref>("Clone");
       Layout l = LayoutOf(image);
       bool copied = false;
@@ -351,7 +288,7 @@ TEST_F(CopyPixelsTest, CopyWithinOneImageReadsTheSourceFirst) {
   }
   // Between a clip and its parent, which share rows.
   Ref parent = NewImage(20, 4, kXRGB);
-  FillRandom(parent, rng);
+  RandomizeWholeRows(parent, rng());
   Ref original = parent.Call<Ref>("Clone");
   Ref clip = parent.Call<Ref>("ClipImage", int64_t{2}, int64_t{0}, int64_t{15}, int64_t{4});
   EXPECT_TRUE(parent.Call<bool>("CopyPixels", clip, 4, 0, 15, 4, 0, 0));
@@ -363,73 +300,14 @@ TEST_F(CopyPixelsTest, CopyWithinOneImageReadsTheSourceFirst) {
 
 // File-mapped images of 9000 rows: with 4096-byte rows the band holds 4096 rows, so these copies
 // cross bands on both sides.
-class CopyPixelsMapped : public CopyPixelsTest {
- protected:
-  static constexpr int64_t kHeight = 9000;
-  Ref NewMapped(int64_t width, int64_t format, int64_t height = kHeight) {
-    return host_.New("PictureXQT", width, height, format, int64_t{0}, nullptr);
-  }
-  // Row y's pixel bytes, read at once: the address is good only until the next band is mapped.
-  std::vector<uint8_t> PixelBytes(const Ref& image, int64_t y) {
-    const uint8_t* row = RowOf(image, y);
-    return {row, row + image.Get<int64_t>("Width") * image.Get<int64_t>("PixelSize")};
-  }
-  void Mark(const Ref& image) {
-    int64_t bytes = image.Get<int64_t>("Width") * image.Get<int64_t>("PixelSize");
-    for (int64_t y = 0; y < kHeight; ++y) {
-      uint8_t* row = RowOf(image, y);
-      for (int64_t i = 0; i < bytes; ++i) row[i] = static_cast<uint8_t>(y * 7 + i * 31 + 1);
-    }
-  }
-};
-
-TEST_F(CopyPixelsMapped, AcrossBands) {
-  Ref source = NewMapped(3, kRGBA);
-  Ref dest = NewMapped(3, kRGBA);
-  ASSERT_TRUE(source.Get<bool>("Valid") && dest.Get<bool>("Valid"));
-  ASSERT_LT(source.Get<int64_t>("MappingRows"), kHeight / 2);
-  Mark(source);
-  // Source rows 0 ... 7999 into destination rows 1000 ... 8999.
-  EXPECT_TRUE(dest.Call<bool>("CopyPixels", source, 0, 1000, 3, 8000, 0, 0));
-  for (int64_t y = 0; y < 8000; y += 1) {
-    ASSERT_EQ(PixelBytes(dest, y + 1000), PixelBytes(source, y)) << y;
-  }
-
-  // Within one file-mapped image, rows of different bands.
-  Ref image = NewMapped(2, kXRGB);
-  Mark(image);
-  std::vector<std::vector<uint8_t>> top;
-  for (int64_t y = 0; y < 100; ++y) top.push_back(PixelBytes(image, y));
-  EXPECT_TRUE(image.Call<bool>("CopyPixels", image, 0, 8800, 2, 100, 0, 0));
-  for (int64_t y = 0; y < 100; ++y) {
-    std::vector<uint8_t> got = PixelBytes(image, 8800 + y);
-    for (int64_t x = 0; x < 2; ++x) {
-      // XRGB copies red, green and blue; the padding byte keeps its mark.
-      for (int64_t c = 1; c < 4; ++c) ASSERT_EQ(got[x * 4 + c], top[y][x * 4 + c]) << y;
-      ASSERT_EQ(got[x * 4], static_cast<uint8_t>((8800 + y) * 7 + x * 4 * 31 + 1));
-    }
-  }
-
-  // In-memory gray into a file-mapped CMYK image, and a mapped image into memory.
-  Ref cmyk = NewMapped(1, kCMYK);
-  Ref gray = NewImage(1, kHeight, kG);
-  for (int64_t y = 0; y < kHeight; ++y) RowOf(gray, y)[0] = static_cast<uint8_t>(y);
-  EXPECT_TRUE(cmyk.Call<bool>("CopyPixels", gray));
-  for (int64_t y = 0; y < kHeight; y += 97) {
-    ASSERT_EQ(PixelBytes(cmyk, y), (std::vector<uint8_t>{0, 0, 0, static_cast<uint8_t>(y)}));
-  }
-  Ref back = NewImage(1, kHeight, kG);
-  EXPECT_TRUE(back.Call<bool>("CopyPixels", cmyk));
-  for (int64_t y = 0; y < kHeight; ++y) ASSERT_EQ(RowOf(back, y)[0], static_cast<uint8_t>(y));
-}
-
-TEST_F(CopyPixelsMapped, RefusedPairStillMapsTheFirstRows) {
-  Ref source = NewMapped(1, kCMYK, 20000);
-  Ref dest = NewMapped(1, kRGB, 20000);
+// A refused pair still asks each file-mapped image for the first row of the rectangle.
+TEST_F(CopyPixelsTest, RefusedPairStillMapsTheFirstRows) {
+  Ref source = host_.New("PictureXQT", int64_t{1}, int64_t{20000}, kCMYK, int64_t{0}, nullptr);
+  Ref dest = host_.New("PictureXQT", int64_t{1}, int64_t{20000}, kRGB, int64_t{0}, nullptr);
   ASSERT_EQ(source.Get<int64_t>("MappingLastRow"), 4095);
   Rows before = Snapshot(dest);
   EXPECT_FALSE(dest.Call<bool>("CopyPixels", source, 0, 7000, 1, 10, 0, 6000));
-  // Each image was asked for the first row of the rectangle: the bands start two rows earlier.
+  // The bands start two rows before the rows asked for.
   EXPECT_EQ(source.Get<int64_t>("MappingFirstRow"), 5998);
   EXPECT_EQ(dest.Get<int64_t>("MappingFirstRow"), 6998);
   EXPECT_EQ(Snapshot(dest), before);

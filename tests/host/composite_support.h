@@ -1,14 +1,13 @@
-// Helpers of the copy and blend tests: an image's layout as the host shows it, its rows as bytes,
-// and the participants (formats, views, clips, file-mapped images) that the pair tests run over.
+// The participants of the copy and blend tests: formats, views, clips and file-mapped images made
+// at a given size, and an image's rows as bytes, padding included.
 #pragma once
 
 #include <cstdint>
-#include <cstring>
 #include <functional>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "support/image_layout.h"
 #include "support/plugin_fixture.h"
 
 namespace composite_test {
@@ -16,62 +15,17 @@ namespace composite_test {
 using xqt::host::Host;
 using xqt::host::Ref;
 
-enum class Family { kNone, kGray, kRGB, kCMYK };
-
-struct Layout {
-  int64_t width = 0, height = 0, pixelSize = 0, bits = 0, rowSize = 0;
-  Family family = Family::kNone;
-  bool hasAlpha = false;
-  int64_t red = 0, green = 0, blue = 0, gray = 0, alpha = 0;
-  int64_t cyan = 0, magenta = 0, yellow = 0, black = 0;
-};
-
-inline Layout LayoutOf(const Ref& image) {
-  Layout l;
-  l.width = image.Get<int64_t>("Width");
-  l.height = image.Get<int64_t>("Height");
-  l.pixelSize = image.Get<int64_t>("PixelSize");
-  l.bits = image.Get<int64_t>("BitsPerComponent");
-  l.rowSize = image.Get<int64_t>("RowSize");
-  if (image.Get<bool>("IsGray")) l.family = Family::kGray;
-  if (image.Get<bool>("IsRGB")) l.family = Family::kRGB;
-  if (image.Get<bool>("IsCMYK")) l.family = Family::kCMYK;
-  l.hasAlpha = image.Get<bool>("HasAlpha");
-  l.red = image.Get<int64_t>("RedOffset");
-  l.green = image.Get<int64_t>("GreenOffset");
-  l.blue = image.Get<int64_t>("BlueOffset");
-  l.gray = image.Get<int64_t>("GrayOffset");
-  l.alpha = image.Get<int64_t>("AlphaOffset");
-  l.cyan = image.Get<int64_t>("CyanOffset");
-  l.magenta = image.Get<int64_t>("MagentaOffset");
-  l.yellow = image.Get<int64_t>("YellowOffset");
-  l.black = image.Get<int64_t>("BlackOffset");
-  return l;
-}
-
-inline uint8_t* RowOf(const Ref& image, int64_t y) {
-  return static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
-}
-
 // Every row of the image, RowSize bytes each (a clip's rows start at its parent's row start).
 using Rows = std::vector<std::vector<uint8_t>>;
 
 inline Rows Snapshot(const Ref& image) {
-  Layout l = LayoutOf(image);
+  const Layout l = LayoutOf(image);
   Rows rows;
   for (int64_t y = 0; y < l.height; ++y) {
-    const uint8_t* row = RowOf(image, y);
+    const uint8_t* row = Row(image, y);
     rows.emplace_back(row, row + l.rowSize);
   }
   return rows;
-}
-
-inline void FillRandom(const Ref& image, std::mt19937& rng) {
-  Layout l = LayoutOf(image);
-  for (int64_t y = 0; y < l.height; ++y) {
-    uint8_t* row = RowOf(image, y);
-    for (int64_t i = 0; i < l.rowSize; ++i) row[i] = static_cast<uint8_t>(rng());
-  }
 }
 
 inline uint8_t Gray(int red, int green, int blue) {

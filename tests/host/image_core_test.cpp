@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
 namespace {
@@ -18,10 +19,6 @@ constexpr int64_t kRGB = 1, kRGBA = 2, kXRGB = 5, kBGRA = 7, kG = 11, kRofRGB = 
 
 class ImageCore : public PluginTest {
  protected:
-  uint8_t* Pixel(const Ref& image, int64_t x, int64_t y) {
-    auto* row = static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
-    return row + x * image.Get<int64_t>("PixelSize");
-  }
   // Writes a value that encodes each pixel's coordinates into every byte of it.
   void FillWithCoordinates(const Ref& image) {
     int64_t width = image.Get<int64_t>("Width"), height = image.Get<int64_t>("Height");

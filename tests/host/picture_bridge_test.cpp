@@ -20,21 +20,7 @@ using xqt::host::HostOptions;
 using xqt::host::Ref;
 
 constexpr int64_t kRGB = 1, kRGBA = 2, kARGB = 4, kXRGB = 5, kBGRA = 7, kBGRX = 8, kG = 11,
-                  kGA = 12, kBuffer = 22, kCMYK = 23, kCMYKA = 24, kKYMC = 28, kGray16 = 41,
-                  kG3 = 43;
-
-uint8_t* Pixel(const Ref& image, int64_t x, int64_t y) {
-  return Row(image, y) + x * image.Get<int64_t>("PixelSize");
-}
-
-void FillRandom(const Ref& image, uint32_t seed) {
-  std::mt19937 random(seed);
-  int64_t bytes = image.Get<int64_t>("Width") * image.Get<int64_t>("PixelSize");
-  for (int64_t y = 0; y < image.Get<int64_t>("Height"); ++y) {
-    uint8_t* row = Row(image, y);
-    for (int64_t i = 0; i < bytes; ++i) row[i] = static_cast<uint8_t>(random());
-  }
-}
+                  kGA = 12, kBuffer = 22, kCMYK = 23, kCMYKA = 24, kGray16 = 41;
 
 void FillPictureRandom(xqt::host::Host& host, const Ref& picture, uint32_t seed) {
   std::mt19937 random(seed);
@@ -84,7 +70,7 @@ class DesktopKinds : public PictureBridge,
 
 TEST_P(DesktopKinds, CopiesWriteTheNativeWordAndReadBackExactly) {
   Ref image = NewImage(5, 3, kRGBA);
-  FillRandom(image, 7);
+  Randomise(image, 7);
   Ref colour = image.Call<Ref>("CopyPicture");
   Ref withAlpha = image.Call<Ref>("CopyPictureWithAlpha");
   Ref mask = image.Call<Ref>("CopyMask");
@@ -168,60 +154,50 @@ TEST_F(PictureBridge, CMYKBecomesRGBByTheInkRule) {
   };
   const int64_t n = std::size(cases);
   Ref cmyk = NewImage(n, 1, kCMYK);
-  Ref kymc = NewImage(n, 1, kKYMC);
-  Ref withAlpha = NewImage(n, 1, kCMYKA);
   for (int64_t i = 0; i < n; ++i) {
     const Case& c = cases[i];
     uint8_t* p = Pixel(cmyk, i, 0);
     p[0] = c.c, p[1] = c.m, p[2] = c.y, p[3] = c.k;
-    uint8_t* q = Pixel(kymc, i, 0);
-    q[0] = c.k, q[1] = c.y, q[2] = c.m, q[3] = c.c;
-    uint8_t* r = Pixel(withAlpha, i, 0);
-    r[0] = c.c, r[1] = c.m, r[2] = c.y, r[3] = c.k, r[4] = static_cast<uint8_t>(40 * i);
   }
-  Ref fromCMYK = cmyk.Call<Ref>("CopyPicture");
-  Ref fromKYMC = kymc.Call<Ref>("CopyPicture");
-  Ref fromCMYKA = withAlpha.Call<Ref>("CopyPictureWithAlpha");
+  Ref picture = cmyk.Call<Ref>("CopyPicture");
   for (int64_t i = 0; i < n; ++i) {
-    EXPECT_EQ(host_.PictureARGB(fromCMYK, i, 0), 0xFF000000u | cases[i].rgb) << i;
-    EXPECT_EQ(host_.PictureARGB(fromKYMC, i, 0), 0xFF000000u | cases[i].rgb) << i;
-    // Pictures with alpha are alpha-first bitmaps here; the colour is written unchanged.
-    EXPECT_EQ(host_.PictureWord(fromCMYKA, i, 0), uint32_t(40 * i) << 24 | cases[i].rgb) << i;
+    EXPECT_EQ(host_.PictureARGB(picture, i, 0), 0xFF000000u | cases[i].rgb) << i;
   }
 }
 
-TEST_F(PictureBridge, GrayImagesAndViewsGiveGrayPictures) {
-  Ref gray = NewImage(3, 2, kG);
-  Ref grayAlpha = NewImage(3, 2, kGA);
-  Ref gray16 = NewImage(3, 2, kGray16);
-  Ref triple = NewImage(3, 2, kG3);
-  Ref rgb = NewImage(3, 2, kRGB);
-  for (const Ref* image : {&gray, &grayAlpha, &gray16, &triple, &rgb}) FillRandom(*image, 3);
-  Ref green = rgb.Call<Ref>("GreenChannel");  // code 11 with three bytes per pixel
-  ASSERT_TRUE(green);
-  Ref fromGray = gray.Call<Ref>("CopyPicture");
-  Ref fromGrayAlpha = grayAlpha.Call<Ref>("CopyPictureWithAlpha");
-  Ref fromGray16 = gray16.Call<Ref>("CopyPicture");
-  Ref fromTriple = triple.Call<Ref>("CopyPicture");
-  Ref fromGreen = green.Call<Ref>("CopyPicture");
-  auto grayARGB = [](uint32_t a, uint32_t g) { return a << 24 | g << 16 | g << 8 | g; };
-  for (int64_t y = 0; y < 2; ++y) {
-    for (int64_t x = 0; x < 3; ++x) {
-      EXPECT_EQ(host_.PictureARGB(fromGray, x, y), grayARGB(255, Pixel(gray, x, y)[0]));
-      const uint8_t* ga = Pixel(grayAlpha, x, y);
-      EXPECT_EQ(host_.PictureWord(fromGrayAlpha, x, y), grayARGB(ga[1], ga[0]));
-      uint16_t wide;
-      std::memcpy(&wide, Pixel(gray16, x, y), 2);
-      EXPECT_EQ(host_.PictureARGB(fromGray16, x, y), grayARGB(255, wide >> 8));
-      EXPECT_EQ(host_.PictureARGB(fromTriple, x, y), grayARGB(255, Pixel(triple, x, y)[0]));
-      EXPECT_EQ(host_.PictureARGB(fromGreen, x, y), grayARGB(255, Pixel(rgb, x, y)[1]));
+// Every family's colours reach a picture as RowInFormat shows them in RGBA: gray repeated,
+// 16-bit gray by its high byte, CMYK by the ink rule above, alpha as stored or 255.
+TEST_F(PictureBridge, EveryFormatCopiesAsItsRGBARow) {
+  std::vector<Ref> images;
+  for (int64_t code = 1; code <= 48; ++code) {
+    if (code != 14) images.push_back(NewImage(3, 2, code));
+  }
+  images.push_back(NewImage(3, 2, kRGB).Call<Ref>("GreenChannel"));  // gray in 3-byte pixels
+  images.push_back(NewImage(3, 2, kCMYKA).Call<Ref>("AlphaChannel"));
+  for (const Ref& image : images) {
+    if (!image.Get<bool>("IsGray") && !image.Get<bool>("IsRGB") && !image.Get<bool>("IsCMYK")) {
+      continue;
+    }
+    SCOPED_TRACE(image.Get<int64_t>("ImageFormat"));
+    Randomise(image, 3);
+    const bool alpha = image.Get<bool>("HasAlpha");
+    Ref picture = image.Call<Ref>(alpha ? "CopyPictureWithAlpha" : "CopyPicture");
+    ASSERT_TRUE(picture);
+    for (int64_t y = 0; y < 2; ++y) {
+      Ref row = image.Call<Ref>("RowInFormat", y, kRGBA);
+      const uint8_t* p = xqt::host::Host::BlockData(row);
+      for (int64_t x = 0; x < 3; ++x, p += 4) {
+        const uint32_t word = uint32_t{p[3]} << 24 | p[0] << 16 | p[1] << 8 | p[2];
+        EXPECT_EQ(alpha ? host_.PictureWord(picture, x, y) : host_.PictureARGB(picture, x, y),
+                  word);
+      }
     }
   }
 }
 
 TEST_F(PictureBridge, MaskOfAnImageWithoutAlphaIsWhite) {
   Ref image = NewImage(4, 3, kRGB);
-  FillRandom(image, 11);
+  Randomise(image, 11);
   Ref mask = image.Call<Ref>("CopyMask");
   ASSERT_TRUE(mask);
   for (int64_t y = 0; y < 3; ++y) {
@@ -231,7 +207,7 @@ TEST_F(PictureBridge, MaskOfAnImageWithoutAlphaIsWhite) {
 
 TEST_F(PictureBridge, RectanglesAreFixedAsClipsAreAndEmptyOnesGiveNil) {
   Ref image = NewImage(6, 4, kRGB);
-  FillRandom(image, 5);
+  Randomise(image, 5);
   EXPECT_FALSE(image.Call<Ref>("CopyPicture", 0, 0, 0, 10));
   EXPECT_FALSE(image.Call<Ref>("CopyPictureWithAlpha", 0, 0, 10, 0));
   EXPECT_FALSE(image.Call<Ref>("CopyMask", 6, 0, 2, 2));
@@ -276,7 +252,7 @@ TEST_F(PictureBridge, ImagesThatCannotBeShownGiveNil) {
 
 TEST_F(PictureBridge, CopyWithMaskAttachesTheAlphaAsMask) {
   Ref image = NewImage(4, 3, kRGBA);
-  FillRandom(image, 13);
+  Randomise(image, 13);
   Ref picture = image.Call<Ref>("CopyPictureWithMask", 1, 0, 3, 3);
   ASSERT_TRUE(picture);
   Ref mask = host_.PictureMask(picture);
@@ -292,7 +268,7 @@ TEST_F(PictureBridge, CopyWithMaskAttachesTheAlphaAsMask) {
 
 TEST_F(PictureBridge, DebugPictureShowsTheTopLeftWithMaskWhenEnabled) {
   Ref image = NewImage(600, 3, kRGBA);
-  FillRandom(image, 17);
+  Randomise(image, 17);
   EXPECT_FALSE(image.Get<Ref>("DebugPicture"));
   image.Set("DebugPictureEnabled", true);
   Ref picture = image.Get<Ref>("DebugPicture");
@@ -385,7 +361,7 @@ TEST_F(PictureBridge, OneColourIntoTheGrayChannel) {
   Ref green = NewImage(3, 3, kGA);
   Ref blue = NewImage(3, 3, kGray16);
   Ref rgb = NewImage(3, 3, kRGB);
-  for (const Ref* image : {&red, &green, &blue, &rgb}) FillRandom(*image, 37);
+  for (const Ref* image : {&red, &green, &blue, &rgb}) Randomise(*image, 37);
   std::vector<uint8_t> before(Row(rgb, 0), Row(rgb, 0) + 9);
   red.Call("DrawPictureRedToGrayChannel", picture, 0, 0, 3, 3);
   green.Call("DrawPictureGreenToGrayChannel", picture, 1, 0, 3, 3, 0, 1);
@@ -445,7 +421,7 @@ TEST_F(PictureBridge, NilAndUnlockablePictures) {
   EXPECT_HOST_EXCEPTION("NilObjectException", "picture is nil",
                         host_.New("PictureXQT", nullptr, false));
   Ref image = NewImage(2, 2, kRGB);
-  FillRandom(image, 47);
+  Randomise(image, 47);
   std::vector<uint8_t> before(Row(image, 0), Row(image, 0) + 6);
   image.Call("DrawPictureRGB", nullptr);
   image.Call("DrawMaskedPictureRGB", nullptr, false);
@@ -454,7 +430,7 @@ TEST_F(PictureBridge, NilAndUnlockablePictures) {
 
 TEST_F(PictureBridge, FailedPictureCreationsGiveNilOrAPlainPicture) {
   Ref image = NewImage(3, 2, kRGBA);
-  FillRandom(image, 53);
+  Randomise(image, 53);
   host_.FailNextPictures(1);
   EXPECT_FALSE(image.Call<Ref>("CopyPicture"));
   host_.FailNextPictures(1);  // the picture with alpha fails; a plain one stands in
@@ -471,65 +447,19 @@ TEST_F(PictureBridge, FailedPictureCreationsGiveNilOrAPlainPicture) {
 
 // --- Registration ------------------------------------------------------------------------------
 
-const char* const kPictureMembers[] = {
-    "Constructor(pic as picture, UseAlpha as boolean=false)",
-    "CopyPicture(x as integer, y as integer, w as integer, h as integer) as picture",
-    "CopyPicture as picture",
-    "CopyPictureWithAlpha(x as integer, y as integer, w as integer, h as integer) as picture",
-    "CopyPictureWithAlpha as picture",
-    "CopyPictureWithMask(x as integer, y as integer, w as integer, h as integer) as picture",
-    "CopyPictureWithMask as picture",
-    "CopyMask(x as integer, y as integer, w as integer, h as integer) as picture",
-    "CopyMask as picture",
-    "DrawPictureRGB(pic as picture)",
-    "DrawPictureRGB(pic as picture, DestX as integer, DestY as integer)",
-    "DrawPictureRGB(pic as picture, DestX as integer, DestY as integer, DestWidth as integer, "
-    "DestHeight as integer)",
-    "DrawPictureRGB(pic as picture, DestX as integer, DestY as integer, DestWidth as integer, "
-    "DestHeight as integer, SourceX as integer, SourceY as integer)",
-    "DrawMaskedPictureRGB(pic as picture, InvertMask as boolean=False)",
-    "DrawMaskedPictureRGB(pic as picture, DestX as integer, DestY as integer, InvertMask as "
-    "boolean=False)",
-    "DrawMaskedPictureRGB(pic as picture, DestX as integer, DestY as integer, DestWidth as "
-    "integer, DestHeight as integer, InvertMask as boolean=False)",
-    "DrawMaskedPictureRGB(pic as picture, DestX as integer, DestY as integer, DestWidth as "
-    "integer, DestHeight as integer, SourceX as integer, SourceY as integer, InvertMask as "
-    "boolean=False)",
-    "DrawMaskedPictureApplyMaskRGB(pic as picture, InvertMask as boolean=False)",
-    "DrawMaskedPictureApplyMaskRGB(pic as picture, DestX as integer, DestY as integer, "
-    "InvertMask as boolean=False)",
-    "DrawMaskedPictureApplyMaskRGB(pic as picture, DestX as integer, DestY as integer, "
-    "DestWidth as integer, DestHeight as integer, InvertMask as boolean=False)",
-    "DrawMaskedPictureApplyMaskRGB(pic as picture, DestX as integer, DestY as integer, "
-    "DestWidth as integer, DestHeight as integer, SourceX as integer, SourceY as integer, "
-    "InvertMask as boolean=False)",
-    "DrawPictureRedToGrayChannel(pic as picture, DestX as integer, DestY as integer, DestWidth "
-    "as integer, DestHeight as integer, SourceX as integer, SourceY as integer)",
-    "DrawPictureRedToGrayChannel(pic as picture, DestX as integer, DestY as integer, DestWidth "
-    "as integer, DestHeight as integer)",
-    "DrawPictureGreenToGrayChannel(pic as picture, DestX as integer, DestY as integer, "
-    "DestWidth as integer, DestHeight as integer, SourceX as integer, SourceY as integer)",
-    "DrawPictureGreenToGrayChannel(pic as picture, DestX as integer, DestY as integer, "
-    "DestWidth as integer, DestHeight as integer)",
-    "DrawPictureBlueToGrayChannel(pic as picture, DestX as integer, DestY as integer, "
-    "DestWidth as integer, DestHeight as integer, SourceX as integer, SourceY as integer)",
-    "DrawPictureBlueToGrayChannel(pic as picture, DestX as integer, DestY as integer, "
-    "DestWidth as integer, DestHeight as integer)",
-};
-
-// Flags as the host sees them after registration: the picture marker becomes the console flag
-// from 2010.029 on, and leaves nothing on older hosts.
+// Flags as the host sees them after registration: the picture marker of every member that takes
+// or gives a host picture becomes the console flag from 2010.029 on, and leaves nothing on older
+// hosts.
 void ExpectPictureFlags(const xqt::host::Host& host, uint32_t methodFlags, uint32_t propertyFlags) {
   const REALclassDefinition& definition = *host.FindClass("PictureXQT")->definition;
-  for (const char* declaration : kPictureMembers) {
-    int found = 0;
-    for (size_t i = 0; i < definition.methodCount; ++i) {
-      if (std::string(definition.methods[i].declaration) != declaration) continue;
-      ++found;
-      EXPECT_EQ(definition.methods[i].mFlags, methodFlags) << declaration;
-    }
-    EXPECT_EQ(found, 1) << declaration;
+  int pictureMembers = 0;
+  for (size_t i = 0; i < definition.methodCount; ++i) {
+    const std::string declaration = definition.methods[i].declaration;
+    if (declaration.find("as picture") == std::string::npos) continue;
+    ++pictureMembers;
+    EXPECT_EQ(definition.methods[i].mFlags, methodFlags) << declaration;
   }
+  EXPECT_EQ(pictureMembers, 27);  // the constructor, 8 copies and 18 draws
   int debugPictures = 0;
   for (size_t i = 0; i < definition.propertyCount; ++i) {
     const REALproperty& property = definition.properties[i];
@@ -562,25 +492,6 @@ TEST_F(AncientHost, PictureMembersLoseTheConsoleFlag) {
   EXPECT_FALSE(picture.Get<bool>("HasAlphaChannel"));
 }
 
-// --- Older hosts ------------------------------------------------------------------------------
-
-class OlderHost : public PictureBridge {
- protected:
-  OlderHost() : PictureBridge({.version = 2015.0}) {}
-};
-
-TEST_F(OlderHost, HiDPIPicturesAreReadThroughACopyDrawnWithIntegers) {
-  Ref bitmap = host_.NewDesktopPicture(3, 2, true);
-  FillPictureRandom(host_, bitmap, 59);
-  Ref hidpi = host_.NewPictureOfType(kPictureTypeImage, bitmap);
-  Ref image = NewImage(3, 2, kRGB);
-  image.Call("DrawPictureRGB", hidpi);
-  EXPECT_EQ(host_.PictureRepresentationScale(hidpi), 0.0);
-  EXPECT_EQ(host_.PictureDrawnAsSource(hidpi, false), 1);
-  EXPECT_EQ(host_.PictureDrawnAsSource(hidpi, true), 0);
-  EXPECT_EQ(Pixel(image, 2, 1)[1], Green(host_.PictureARGB(bitmap, 2, 1)));
-}
-
 // --- Console and web applications: gd pictures -----------------------------------------------
 
 class ConsolePictures : public PictureBridge {
@@ -593,7 +504,7 @@ class ConsolePictures : public PictureBridge {
 
 TEST_F(ConsolePictures, CopiesWriteGdWords) {
   Ref image = NewImage(4, 2, kRGBA);
-  FillRandom(image, 61);
+  Randomise(image, 61);
   Pixel(image, 0, 0)[3] = 255;
   Pixel(image, 1, 0)[3] = 0;
   Ref colour = image.Call<Ref>("CopyPicture");
@@ -667,7 +578,7 @@ TEST_F(ConsolePictures, PaletteAndVectorPicturesAreRefused) {
   EXPECT_HOST_EXCEPTION("UnsupportedOperationException", "Failed to access picture. Not a bitmap?",
                         host_.New("PictureXQT", palette, false));
   Ref image = NewImage(3, 3, kRGB);
-  FillRandom(image, 73);
+  Randomise(image, 73);
   std::vector<uint8_t> before(Row(image, 2), Row(image, 2) + 9);
   image.Call("DrawPictureRGB", palette);
   Ref bitmap = host_.NewConsolePicture(3, 3);
@@ -682,13 +593,13 @@ class WebPictures : public ConsolePictures {
   WebPictures() : ConsolePictures(AppKind::Web) {}
 };
 
+// Web applications take gd pictures too, here for a gray image and its white mask.
 TEST_F(WebPictures, WebApplicationsUseGdPicturesToo) {
   Ref image = NewImage(2, 2, kG);
-  FillRandom(image, 79);
+  Randomise(image, 79);
   Ref picture = image.Call<Ref>("CopyPictureWithMask");
   ASSERT_TRUE(picture);
-  uint8_t g = Pixel(image, 1, 1)[0];
-  EXPECT_EQ(host_.PictureWord(picture, 1, 1), g * 0x010101u);
+  EXPECT_EQ(host_.PictureWord(picture, 1, 1), Pixel(image, 1, 1)[0] * 0x010101u);
   Ref mask = host_.PictureMask(picture);
   ASSERT_TRUE(mask);
   EXPECT_EQ(host_.PictureWord(mask, 1, 1), 0xFFFFFFu);

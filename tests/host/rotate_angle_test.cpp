@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "support/image_bytes.h"
+#include "support/image_layout.h"
 #include "support/plugin_fixture.h"
 
 namespace {
@@ -25,30 +26,6 @@ class RotateAngle : public PluginTest {
     return image.Call<Ref>("Rotate", angle, int64_t{10}, int64_t{20}, int64_t{30}, int64_t{40},
                            int64_t{50}, int64_t{60}, int64_t{70}, int64_t{80}, int64_t{90});
   }
-  // Every channel of the family of `a`, pixel by pixel, each read at its own image's offset.
-  void ExpectSamePixels(const Ref& a, const Ref& b) {
-    const int64_t w = a.Get<int64_t>("Width"), h = a.Get<int64_t>("Height");
-    ASSERT_EQ(b.Get<int64_t>("Width"), w);
-    ASSERT_EQ(b.Get<int64_t>("Height"), h);
-    const int64_t pa = a.Get<int64_t>("PixelSize"), pb = b.Get<int64_t>("PixelSize");
-    std::vector<std::pair<int64_t, int64_t>> offsets;
-    for (const char* name :
-         {"Gray", "Red", "Green", "Blue", "Cyan", "Magenta", "Yellow", "Black", "Alpha"}) {
-      if (a.Get<bool>(std::string("Has") + name)) {
-        offsets.emplace_back(a.Get<int64_t>(std::string(name) + "Offset"),
-                             b.Get<int64_t>(std::string(name) + "Offset"));
-      }
-    }
-    for (int64_t y = 0; y < h; ++y) {
-      const uint8_t* ra = Row(a, y);
-      const uint8_t* rb = Row(b, y);
-      for (int64_t x = 0; x < w; ++x) {
-        for (auto [oa, ob] : offsets) {
-          ASSERT_EQ(ra[x * pa + oa], rb[x * pb + ob]) << "pixel " << x << " row " << y;
-        }
-      }
-    }
-  }
 };
 
 TEST_F(RotateAngle, QuarterTurnsMatchTheTurnMembers) {
@@ -56,12 +33,12 @@ TEST_F(RotateAngle, QuarterTurnsMatchTheTurnMembers) {
     SCOPED_TRACE(format);
     Ref source = NewImage(7, 5, format);
     Randomise(source, static_cast<uint32_t>(format));
-    ExpectSamePixels(Turn(source, 0), source.Call<Ref>("Clone"));
-    ExpectSamePixels(Turn(source, 360), source.Call<Ref>("Clone"));
-    ExpectSamePixels(Turn(source, 90), source.Call<Ref>("Rotate90", nullptr));
-    ExpectSamePixels(Turn(source, -270), source.Call<Ref>("Rotate90", nullptr));
-    ExpectSamePixels(Turn(source, -90), source.Call<Ref>("Rotate270", nullptr));
-    ExpectSamePixels(Turn(source, 180), source.Call<Ref>("Rotate180", nullptr));
+    ExpectSameChannels(Turn(source, 0), source.Call<Ref>("Clone"));
+    ExpectSameChannels(Turn(source, 360), source.Call<Ref>("Clone"));
+    ExpectSameChannels(Turn(source, 90), source.Call<Ref>("Rotate90", nullptr));
+    ExpectSameChannels(Turn(source, -270), source.Call<Ref>("Rotate90", nullptr));
+    ExpectSameChannels(Turn(source, -90), source.Call<Ref>("Rotate270", nullptr));
+    ExpectSameChannels(Turn(source, 180), source.Call<Ref>("Rotate180", nullptr));
   }
 }
 
@@ -133,9 +110,9 @@ TEST_F(RotateAngle, OtherLayoutsAndClips) {
   Ref source = NewImage(11, 6, kBGRA);
   Randomise(source, 8);
   Ref clip = source.Call<Ref>("ClipImage", 2, 1, 7, 4);
-  ExpectSamePixels(Turn(clip, 90), clip.Call<Ref>("Rotate90", nullptr));
+  ExpectSameChannels(Turn(clip, 90), clip.Call<Ref>("Rotate90", nullptr));
   Ref view = source.Call<Ref>("GreenChannel");
-  ExpectSamePixels(Turn(view, 0).Call<Ref>("GrayChannel"), view);
+  ExpectSameChannels(Turn(view, 0).Call<Ref>("GrayChannel"), view);
 }
 
 TEST_F(RotateAngle, Refusals) {

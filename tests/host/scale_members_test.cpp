@@ -4,6 +4,7 @@
 #include <cstring>
 #include <vector>
 
+#include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
 namespace {
@@ -15,10 +16,6 @@ constexpr int64_t kRGB = 1, kRGBA = 2, kBGRA = 7, kG = 11, kGA = 12, kCMYK = 23,
 
 class ScaleMembers : public PluginTest {
  protected:
-  uint8_t* Pixel(const Ref& image, int64_t x, int64_t y) {
-    auto* row = static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", y));
-    return row + x * image.Get<int64_t>("PixelSize");
-  }
   void Fill(const Ref& image, uint8_t (*value)(int64_t x, int64_t y, int64_t byte)) {
     int64_t ps = image.Get<int64_t>("PixelSize");
     for (int64_t y = 0; y < image.Get<int64_t>("Height"); ++y) {
@@ -128,21 +125,6 @@ TEST_F(ScaleMembers, TheHostGetsTurnsWhileScaling) {
   ASSERT_TRUE(dest.Call<bool>("ScaleMT", int64_t{2}, source, nullptr, int64_t{4}, int64_t{200},
                               int64_t{200}));
   EXPECT_GE(host_.YieldCount() - before, 2);  // one before each pass's wait at least
-}
-
-TEST_F(ScaleMembers, FileMappedImagesScaleLikeInMemoryOnes) {
-  Ref mapped = host_.New("PictureXQT", int64_t{40}, int64_t{30}, kRGB, int64_t{0}, nullptr);
-  Ref memory = NewImage(40, 30, kRGB);
-  ASSERT_TRUE(mapped.Get<bool>("IsMapping"));
-  auto pattern = [](int64_t x, int64_t y, int64_t b) { return uint8_t((x * 13) ^ (y * 29) ^ b); };
-  Fill(mapped, pattern);
-  Fill(memory, pattern);
-  Ref a = NewImage(17, 61, kGA), b = NewImage(17, 61, kGA);
-  ASSERT_TRUE(
-      a.Call<bool>("ScaleMT", int64_t{2}, mapped, nullptr, int64_t{5}, int64_t{17}, int64_t{61}));
-  ASSERT_TRUE(
-      b.Call<bool>("ScaleMT", int64_t{2}, memory, nullptr, int64_t{5}, int64_t{17}, int64_t{61}));
-  for (int64_t y = 0; y < 61; ++y) ASSERT_EQ(std::memcmp(Pixel(a, 0, y), Pixel(b, 0, y), 34), 0);
 }
 
 }  // namespace

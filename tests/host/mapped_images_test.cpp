@@ -1,0 +1,143 @@
+// File-mapped images whose rows span several bands of the mapping (a band holds 16 MiB, 4096 rows
+// of one page each) give every operation the same bytes as the same pixels in memory: as source,
+// as destination, as mask, and in place. The band arithmetic itself is the unit tests'.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+#include "support/image_bytes.h"
+#include "support/plugin_fixture.h"
+#include "support/scratch_folder.h"
+
+namespace {
+
+using xqt::host::Color;
+using xqt::host::Ref;
+
+constexpr int64_t kRGB = 1, kRGBA = 2, kXRGB = 5, kG = 11, kGA = 12, kCMYK = 23;
+
+// Makes an image of the kind under test: file-mapped, or in memory.
+using Make = std::function<Ref(int64_t width, int64_t height, int64_t format)>;
+
+struct Operation {
+  const char* name;
+  int64_t format, width, height;
+  // Runs on `image`, with `other` of the same format and size at hand; returns what to compare.
+  std::function<Ref(const Ref& image, const Ref& other, const Make& make)> run;
+};
+
+class MappedImages : public PluginTest {
+ protected:
+  ~MappedImages() override { EXPECT_TRUE(scratch_.IsEmpty()) << "a backing file was left behind"; }
+
+  // `image` and `other` of the operation's kind, filled with the same random bytes either way.
+  void Run(const Operation& operation, bool mapped, Bytes* image, Bytes* result) {
+    uint32_t seed = 0;
+    const Make make = [&](int64_t width, int64_t height, int64_t format) {
+      Ref made = mapped ? host_.New("PictureXQT", width, height, format, int64_t{0}, nullptr)
+                        : NewImage(width, height, format);
+      EXPECT_EQ(made.Get<bool>("IsMapping"), mapped);
+      Randomise(made, ++seed);
+      return made;
+    };
+    Ref self = make(operation.width, operation.height, operation.format);
+    if (mapped) {
+      EXPECT_LT(self.Get<int64_t>("MappingRows"), operation.height);
+    }
+    Ref other = make(operation.width, operation.height, operation.format);
+    Ref out = operation.run(self, other, make);
+    ASSERT_TRUE(out);
+    *image = PixelBytes(self);
+    *result = PixelBytes(out);
+  }
+
+  ScratchFolder scratch_{"xqt-mapped"};
+};
+
+TEST_F(MappedImages, EveryOperationGivesTheBytesOfMemory) {
+  const Ref kernel = host_.NewIntegerArray({1, 2, 1, 2, 4, 2, 1, 2, 1});
+  const Operation operations[] = {
+      {"Rotate90 into a mapped image", kCMYK, 1100, 4200,  // 1024 rows a band there
+       [](const Ref& i, const Ref&, const Make& make) {
+         return i.Call<Ref>("Rotate90", make(4200, 1100, kCMYK));
+       }},
+      {"Rotate270 and Rotate180 into new images", kRGBA, 37, 4200,
+       [](const Ref& i, const Ref&, const Make&) {
+         return i.Call<Ref>("Rotate270", nullptr).Call<Ref>("Rotate180", nullptr);
+       }},
+      {"Rotate90 of a clip", kG, 37, 4200,
+       [](const Ref& i, const Ref&, const Make&) {
+         return i.Call<Ref>("ClipImage", 3, 50, 30, 4100).Call<Ref>("Rotate90", nullptr);
+       }},
+      {"mirrors and the half turn in place", kRGBA, 37, 4201,
+       [](const Ref& i, const Ref&, const Make&) {
+         i.Call("VMirror");
+         i.Call("Rotate180");
+         i.Call("HMirror");
+         return i;
+       }},
+      {"fills", kRGBA, 37, 4200,
+       [](const Ref& i, const Ref&, const Make&) {
+         i.Call("FillRect", 3, 4000, 20, 150, 7);
+         i.Call("Invert", 0, 10, 37, 4100);
+         return i;
+       }},
+      {"BoxBlurFilter", kRGBA, 37, 4200,
+       [](const Ref& i, const Ref&, const Make&) {
+         return i.Call<Ref>("BoxBlurFilter", nullptr, int64_t{3}, int64_t{300});
+       }},
+      {"ApplyMatrix", kRGBA, 37, 4200,
+       [&](const Ref& i, const Ref&, const Make&) {
+         return i.Call<Ref>("ApplyMatrix", nullptr, kernel);
+       }},
+      {"Rotate by 30 degrees", kRGBA, 37, 4200,
+       [](const Ref& i, const Ref&, const Make&) {
+         return i.Call<Ref>("Rotate", 30.0, 1, 2, 3, 4, 5, 6, 7, 8, 9);
+       }},
+      {"DitherFilter into a mapped dest", kRGB, 301, 4200,
+       [](const Ref& i, const Ref& o, const Make&) {
+         return i.Call<Ref>("DitherFilter", o, int64_t{10}, int64_t{3});
+       }},
+      {"CopyPixels across bands", kRGBA, 3, 9000,
+       [](const Ref& i, const Ref& o, const Make&) {
+         EXPECT_TRUE(o.Call<bool>("CopyPixels", i, 0, 1000, 3, 8000, 0, 0));
+         return o;
+       }},
+      {"CopyPixels within one image", kXRGB, 2, 9000,
+       [](const Ref& i, const Ref&, const Make&) {
+         EXPECT_TRUE(i.Call<bool>("CopyPixels", i, 0, 8800, 2, 100, 0, 0));
+         return i;
+       }},
+      {"Combine through a mask", kRGBA, 301, 4200,
+       [](const Ref& i, const Ref& o, const Make& make) {
+         EXPECT_TRUE(i.Call<bool>("Combine", o, make(301, 4200, kG), int64_t{3}, int64_t{2},
+                                  int64_t{290}, int64_t{4100}, true));
+         return i;
+       }},
+      {"blend with a mask into a mapped result", kRGB, 2, 9000,
+       [&](const Ref& i, const Ref& o, const Make& make) {
+         Ref result = make(2, 9000, kGA);
+         EXPECT_TRUE(host_.CallShared<bool>("PictureXQT", "BlendPicturesWithMaskWithBackground", i,
+                                            nullptr, o, result, Color{0x102030}));
+         return result;
+       }},
+      {"ScaleMT", kRGB, 40, 4200,
+       [](const Ref& i, const Ref&, const Make& make) {
+         Ref dest = make(17, 61, kGA);
+         EXPECT_TRUE(dest.Call<bool>("ScaleMT", int64_t{2}, i, nullptr, int64_t{5}, int64_t{17},
+                                     int64_t{61}));
+         return dest;
+       }},
+  };
+  for (const Operation& operation : operations) {
+    SCOPED_TRACE(operation.name);
+    Bytes mappedImage, mappedResult, image, result;
+    Run(operation, true, &mappedImage, &mappedResult);
+    Run(operation, false, &image, &result);
+    EXPECT_TRUE(mappedImage == image) << "the image operated on";
+    EXPECT_TRUE(mappedResult == result) << "the result";
+  }
+}
+
+}  // namespace
