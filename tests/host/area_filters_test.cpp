@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "support/format_codes.h"
 #include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
@@ -14,8 +15,6 @@ namespace {
 
 using xqt::host::Ref;
 
-constexpr int64_t kRGB = 1, kRGBA = 2, kXRGB = 5, kBGRA = 7, kG = 11, kGA = 12, kAG = 13,
-                  kCMYK = 23, kCMYKA = 24, kKYMC = 28, kGray16 = 41;
 const int64_t kFormats[] = {kRGB, kRGBA, kXRGB, kBGRA, kG, kGA, kAG, kCMYK, kCMYKA, kKYMC};
 
 class AreaFilters : public PluginTest {

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/format_codes.h"
 #include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
@@ -17,8 +18,6 @@ namespace {
 
 using xqt::host::Ref;
 
-constexpr int64_t kRGB = 1, kRGBA = 2, kBGRA = 7, kG = 11, kGA = 12, kCMYK = 23, kCMYKA = 24,
-                  kGray16 = 41;
 const int64_t kFormats[] = {kRGB, kRGBA, kBGRA, kG, kGA, kCMYK, kCMYKA};
 
 // An image read into plain memory: channel values in the filters' order, alpha last.

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "support/format_codes.h"
 #include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
@@ -16,9 +17,6 @@ namespace {
 
 using xqt::host::Color;
 using xqt::host::Ref;
-
-constexpr int64_t kRGB = 1, kRGBA = 2, kBGRA = 7, kG = 11, kGA = 12, kCMYK = 23, kCMYKA = 24,
-                  kKYMCA = 29, kGray16 = 41;
 
 class CombineTest : public PluginTest {
  protected:

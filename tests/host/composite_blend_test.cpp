@@ -10,15 +10,13 @@
 #include <vector>
 
 #include "host/composite_support.h"
+#include "support/format_codes.h"
 #include "support/plugin_fixture.h"
 
 namespace {
 
 using namespace composite_test;
 using xqt::host::Color;
-
-constexpr int64_t kRGB = 1, kRGBA = 2, kARGB = 4, kBGR = 6, kBGRA = 7, kG = 11, kGA = 12,
-                  kCMYK = 23, kGray16 = 41;
 
 // A gray image gives its gray to every channel; an RGB image asked for one gray value gives the
 // weighted sum.

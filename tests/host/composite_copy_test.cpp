@@ -12,14 +12,12 @@
 #include <vector>
 
 #include "host/composite_support.h"
+#include "support/format_codes.h"
 #include "support/plugin_fixture.h"
 
 namespace {
 
 using namespace composite_test;
-
-constexpr int64_t kRGB = 1, kRGBA = 2, kRGBX = 3, kARGB = 4, kXRGB = 5, kBGRA = 7, kG = 11,
-                  kGA = 12, kAG = 13, kCMYK = 23, kCMYKA = 24, kKYMC = 28, kGray16 = 41;
 
 // The destination pixel after one source pixel is copied into it, straight from the two tables;
 // false for a pair that copies nothing.

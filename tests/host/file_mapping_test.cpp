@@ -16,6 +16,7 @@
 #include <string>
 
 #include "support/environment.h"
+#include "support/format_codes.h"
 #include "support/plugin_fixture.h"
 #include "support/scratch_folder.h"
 
@@ -24,8 +25,6 @@ namespace {
 namespace fs = std::filesystem;
 using xqt::host::Ref;
 
-constexpr int64_t kRGB = 1;
-constexpr int64_t kRGBA = 2;
 constexpr int64_t kPage = 4096;
 constexpr int64_t kMiB16 = kPage * kPage;
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/format_codes.h"
 #include "support/image_layout.h"
 #include "support/plugin_fixture.h"
 
@@ -17,18 +18,6 @@ namespace {
 
 using xqt::host::Color;
 using xqt::host::Ref;
-
-constexpr int64_t kRGB = 1, kRGBA = 2, kRGBX = 3, kARGB = 4, kBGR = 6, kBGRA = 7, kG = 11, kGA = 12,
-                  kAG = 13, kCMYK = 23, kCMYKA = 24, kKYMC = 28, kScaling4 = 36, kGray16 = 41;
-
-// Every format code.
-std::vector<int64_t> AllFormats() {
-  std::vector<int64_t> codes;
-  for (int64_t code = 1; code <= 48; ++code) {
-    if (code != 14) codes.push_back(code);
-  }
-  return codes;
-}
 
 // Sets the channel bytes of one pixel: values in the family's channel order.
 void SetPixel(const Ref& image, int64_t x, int64_t y, const std::vector<int>& values) {

@@ -8,15 +8,13 @@
 #include <utility>
 #include <vector>
 
+#include "support/format_codes.h"
 #include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
 namespace {
 
 using xqt::host::Ref;
-
-constexpr int64_t kRGB = 1, kRGBA = 2, kXRGB = 5, kBGRA = 7, kG = 11, kGA = 12, kCMYK = 23,
-                  kCMYKA = 24, kKYMC = 28, kScaling5 = 37, kGray16 = 41;
 
 // Every format of a family, and some without one.
 const int64_t kFamilyFormats[] = {1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 15, 20,

@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 
+#include "support/format_codes.h"
 #include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 #include "support/scratch_folder.h"
@@ -14,8 +15,6 @@ namespace {
 
 using xqt::host::Color;
 using xqt::host::Ref;
-
-constexpr int64_t kRGB = 1, kRGBA = 2, kXRGB = 5, kG = 11, kGA = 12, kCMYK = 23;
 
 // Makes an image of the kind under test: file-mapped, or in memory.
 using Make = std::function<Ref(int64_t width, int64_t height, int64_t format)>;

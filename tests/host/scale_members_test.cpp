@@ -4,15 +4,13 @@
 #include <cstring>
 #include <vector>
 
+#include "support/format_codes.h"
 #include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
 namespace {
 
 using xqt::host::Ref;
-
-constexpr int64_t kRGB = 1, kRGBA = 2, kBGRA = 7, kG = 11, kGA = 12, kCMYK = 23, kCMYKA = 24,
-                  kGray16 = 41;
 
 class ScaleMembers : public PluginTest {
  protected:
