@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "support/format_codes.h"
 #include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
@@ -13,9 +14,6 @@ namespace {
 
 using xqt::host::Host;
 using xqt::host::Ref;
-
-constexpr int64_t kRGB = 1, kRGBA = 2, kXRGB = 5, kBGRA = 7, kG = 11, kRofRGB = 15, kCMYK = 23,
-                  kKYMCA = 29, kScaling5 = 37, kGray16 = 41, kG5 = 45;
 
 class ImageCore : public PluginTest {
  protected:
@@ -198,30 +196,46 @@ TEST_F(ImageCore, CopyingARowFailsWithOutOfMemory) {
                         image.Call<Ref>("Row", 1));
 }
 
-TEST_F(ImageCore, MirroredViewsAndClones) {
-  Ref image = NewImage(4, 5, kRGB);
-  FillWithCoordinates(image);
-  Ref mirror = image.Call<Ref>("MirroredView");
-  ASSERT_TRUE(mirror);
-  EXPECT_EQ(*Pixel(mirror, 1, 0), Coordinates(1, 4));
-  EXPECT_EQ(*Pixel(mirror, 2, 4), Coordinates(2, 0));
+// Views read the parent's rows, in memory and in a mapped file alike; only in-memory images clone.
+TEST_F(ImageCore, MirroredViewsClipsAndClones) {
+  for (bool mapped : {false, true}) {
+    SCOPED_TRACE(mapped ? "file-mapped" : "in memory");
+    Ref image =
+        mapped ? host_.New("PictureXQT", 4, 8, kRGB, int64_t{0}, nullptr) : NewImage(4, 8, kRGB);
+    ASSERT_EQ(image.Get<bool>("IsMapping"), mapped);
+    FillWithCoordinates(image);
+    Ref mirror = image.Call<Ref>("MirroredView");
+    ASSERT_TRUE(mirror);
+    EXPECT_EQ(mirror.Get<bool>("IsMapping"), mapped);
+    EXPECT_EQ(*Pixel(mirror, 1, 0), Coordinates(1, 7));
+    EXPECT_EQ(*Pixel(mirror, 2, 7), Coordinates(2, 0));
+    EXPECT_EQ(*Pixel(mirror.Call<Ref>("MirroredView"), 3, 1), Coordinates(3, 1));
 
-  Ref twice = mirror.Call<Ref>("MirroredView");
-  EXPECT_EQ(*Pixel(twice, 3, 1), Coordinates(3, 1));
+    Ref clip = image.Call<Ref>("ClipImage", 1, 3, 2, 5);
+    auto* row = static_cast<uint8_t*>(clip.Call<void*>("RawRowPtr", 0));
+    EXPECT_EQ(row[clip.Get<int64_t>("RedOffset")], Coordinates(1, 3));
+    Ref green = clip.Call<Ref>("GreenChannel");
+    row = static_cast<uint8_t*>(green.Call<void*>("RawRowPtr", 4));
+    EXPECT_EQ(row[green.Get<int64_t>("GrayOffset") + 3], Coordinates(2, 7));
 
-  Ref clone = mirror.Call<Ref>("Clone");
-  ASSERT_TRUE(clone);
-  EXPECT_EQ(clone.Get<int64_t>("RowOffset"), 0);
-  EXPECT_FALSE(clone.Get<Ref>("Parent"));
-  EXPECT_EQ(*Pixel(clone, 0, 0), Coordinates(0, 4));
-  EXPECT_EQ(*Pixel(clone, 3, 4), Coordinates(3, 0));
-  *Pixel(clone, 0, 0) = 99;  // a clone owns its pixels
-  EXPECT_EQ(*Pixel(image, 0, 4), Coordinates(0, 4));
+    Ref clone = (mapped ? image : mirror).Call<Ref>("Clone");
+    if (mapped) {
+      EXPECT_FALSE(clone);
+      continue;
+    }
+    ASSERT_TRUE(clone);
+    EXPECT_EQ(clone.Get<int64_t>("RowOffset"), 0);
+    EXPECT_FALSE(clone.Get<Ref>("Parent"));
+    EXPECT_EQ(*Pixel(clone, 0, 0), Coordinates(0, 7));
+    EXPECT_EQ(*Pixel(clone, 3, 7), Coordinates(3, 0));
+    *Pixel(clone, 0, 0) = 99;  // a clone owns its pixels
+    EXPECT_EQ(*Pixel(image, 0, 7), Coordinates(0, 7));
 
-  // Views keep the parent alive after the application drops it.
-  image.reset();
-  EXPECT_EQ(*Pixel(mirror, 1, 0), Coordinates(1, 4));
-  EXPECT_EQ(mirror.Get<Ref>("Parent").Get<int64_t>("Height"), 5);
+    // Views keep the parent alive after the application drops it.
+    image.reset();
+    EXPECT_EQ(*Pixel(mirror, 1, 0), Coordinates(1, 7));
+    EXPECT_EQ(mirror.Get<Ref>("Parent").Get<int64_t>("Height"), 8);
+  }
 }
 
 TEST_F(ImageCore, ChannelViews) {
@@ -315,28 +329,6 @@ TEST_F(ImageCore, ClipsShareThePixels) {
   EXPECT_EQ(whole.Get<int64_t>("Width"), 100);
 }
 
-TEST_F(ImageCore, ViewsOfFileMappedImages) {
-  Ref image = host_.New("PictureXQT", 10, 20, kRGB, int64_t{0}, nullptr);
-  ASSERT_TRUE(image.Get<bool>("Valid"));
-  ASSERT_TRUE(image.Get<bool>("IsMapping"));
-  FillWithCoordinates(image);
-  EXPECT_FALSE(image.Call<Ref>("Clone"));
-
-  Ref mirror = image.Call<Ref>("MirroredView");
-  ASSERT_TRUE(mirror);
-  EXPECT_TRUE(mirror.Get<bool>("IsMapping"));
-  EXPECT_EQ(*Pixel(mirror, 3, 0), Coordinates(3, 19));
-  EXPECT_EQ(*Pixel(mirror, 3, 19), Coordinates(3, 0));
-  EXPECT_EQ(*Pixel(mirror.Call<Ref>("MirroredView"), 4, 2), Coordinates(4, 2));
-
-  Ref clip = image.Call<Ref>("ClipImage", 2, 3, 4, 5);
-  auto* row = static_cast<uint8_t*>(clip.Call<void*>("RawRowPtr", 0));
-  EXPECT_EQ(row[clip.Get<int64_t>("RedOffset")], Coordinates(2, 3));
-  Ref green = clip.Call<Ref>("GreenChannel");
-  row = static_cast<uint8_t*>(green.Call<void*>("RawRowPtr", 4));
-  EXPECT_EQ(row[green.Get<int64_t>("GrayOffset") + 3 * 3], Coordinates(5, 7));
-}
-
 // Factories as an application writes them.
 int64_t gExtraWidth = 0;
 bool gAnswerNil = false;
@@ -360,6 +352,8 @@ TEST_F(ImageCore, FactoriesAnswerFirstPerImageThenProcessWide) {
     Ref global = host_.New("WideFactory");
     host_.CallShared("PictureFactoryXQT", "SetFactory", global);
   }
+  // The plug-in holds the process-wide factory after the application dropped it.
+  EXPECT_EQ(host_.LiveObjects("WideFactory"), 2);
   gExtraWidth = 3;
   EXPECT_EQ(
       host_.CallShared<Ref>("PictureFactoryXQT", "NewPictureXQT", 5, 6, kRGB).Get<int64_t>("Width"),
@@ -372,6 +366,7 @@ TEST_F(ImageCore, FactoriesAnswerFirstPerImageThenProcessWide) {
   EXPECT_FALSE(image.Call<Ref>("CreatePictureXQT", 0, 5, kRGB));
   host_.CallShared("PictureFactoryXQT", "SetFactory", nullptr);
   EXPECT_FALSE(host_.GetShared<Ref>("PictureFactoryXQT", "currentFactory"));
+  EXPECT_EQ(host_.LiveObjects("WideFactory"), 1);  // the image's own
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/format_codes.h"
 #include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
@@ -18,9 +19,6 @@ namespace {
 using xqt::host::AppKind;
 using xqt::host::HostOptions;
 using xqt::host::Ref;
-
-constexpr int64_t kRGB = 1, kRGBA = 2, kARGB = 4, kXRGB = 5, kBGRA = 7, kBGRX = 8, kG = 11,
-                  kGA = 12, kBuffer = 22, kCMYK = 23, kCMYKA = 24, kGray16 = 41;
 
 void FillPictureRandom(xqt::host::Host& host, const Ref& picture, uint32_t seed) {
   std::mt19937 random(seed);
@@ -166,12 +164,11 @@ TEST_F(PictureBridge, CMYKBecomesRGBByTheInkRule) {
 }
 
 // Every family's colours reach a picture as RowInFormat shows them in RGBA: gray repeated,
-// 16-bit gray by its high byte, CMYK by the ink rule above, alpha as stored or 255.
+// 16-bit gray by its high byte, CMYK by the ink rule above, alpha as stored or 255; the mask is
+// that alpha as gray, so white without alpha.
 TEST_F(PictureBridge, EveryFormatCopiesAsItsRGBARow) {
   std::vector<Ref> images;
-  for (int64_t code = 1; code <= 48; ++code) {
-    if (code != 14) images.push_back(NewImage(3, 2, code));
-  }
+  for (int64_t code : AllFormats()) images.push_back(NewImage(3, 2, code));
   images.push_back(NewImage(3, 2, kRGB).Call<Ref>("GreenChannel"));  // gray in 3-byte pixels
   images.push_back(NewImage(3, 2, kCMYKA).Call<Ref>("AlphaChannel"));
   for (const Ref& image : images) {
@@ -182,7 +179,8 @@ TEST_F(PictureBridge, EveryFormatCopiesAsItsRGBARow) {
     Randomise(image, 3);
     const bool alpha = image.Get<bool>("HasAlpha");
     Ref picture = image.Call<Ref>(alpha ? "CopyPictureWithAlpha" : "CopyPicture");
-    ASSERT_TRUE(picture);
+    Ref mask = image.Call<Ref>("CopyMask");
+    ASSERT_TRUE(picture && mask);
     for (int64_t y = 0; y < 2; ++y) {
       Ref row = image.Call<Ref>("RowInFormat", y, kRGBA);
       const uint8_t* p = xqt::host::Host::BlockData(row);
@@ -190,37 +188,35 @@ TEST_F(PictureBridge, EveryFormatCopiesAsItsRGBARow) {
         const uint32_t word = uint32_t{p[3]} << 24 | p[0] << 16 | p[1] << 8 | p[2];
         EXPECT_EQ(alpha ? host_.PictureWord(picture, x, y) : host_.PictureARGB(picture, x, y),
                   word);
+        EXPECT_EQ(host_.PictureARGB(mask, x, y), 0xFF000000u | p[3] * 0x010101u);
       }
     }
   }
 }
 
-TEST_F(PictureBridge, MaskOfAnImageWithoutAlphaIsWhite) {
-  Ref image = NewImage(4, 3, kRGB);
-  Randomise(image, 11);
-  Ref mask = image.Call<Ref>("CopyMask");
-  ASSERT_TRUE(mask);
-  for (int64_t y = 0; y < 3; ++y) {
-    for (int64_t x = 0; x < 4; ++x) EXPECT_EQ(host_.PictureARGB(mask, x, y), 0xFFFFFFFFu);
-  }
-}
-
 TEST_F(PictureBridge, RectanglesAreFixedAsClipsAreAndEmptyOnesGiveNil) {
-  Ref image = NewImage(6, 4, kRGB);
+  Ref image = NewImage(6, 4, kRGBA);
   Randomise(image, 5);
   EXPECT_FALSE(image.Call<Ref>("CopyPicture", 0, 0, 0, 10));
   EXPECT_FALSE(image.Call<Ref>("CopyPictureWithAlpha", 0, 0, 10, 0));
   EXPECT_FALSE(image.Call<Ref>("CopyMask", 6, 0, 2, 2));
   EXPECT_FALSE(image.Call<Ref>("CopyPictureWithMask", 0, 4, 2, 2));
 
-  auto expectRegion = [&](const Ref& picture, int64_t x0, int64_t y0, int64_t w, int64_t h) {
+  // The copy with a mask carries the alpha as a gray picture beside the colours.
+  auto expectRegion = [&](const Ref& picture, int64_t x0, int64_t y0, int64_t w, int64_t h,
+                          bool masked = false) {
     ASSERT_TRUE(picture);
+    Ref mask = host_.PictureMask(picture);
+    ASSERT_EQ(bool(mask), masked);
     EXPECT_EQ(picture.Get<int64_t>("Width"), w);
     EXPECT_EQ(picture.Get<int64_t>("Height"), h);
     for (int64_t y = 0; y < h; ++y) {
       for (int64_t x = 0; x < w; ++x) {
         const uint8_t* p = Pixel(image, x0 + x, y0 + y);
         EXPECT_EQ(host_.PictureARGB(picture, x, y), 0xFF000000u | p[0] << 16 | p[1] << 8 | p[2]);
+        if (masked) {
+          EXPECT_EQ(host_.PictureARGB(mask, x, y), 0xFF000000u | p[3] * 0x010101u);
+        }
       }
     }
   };
@@ -228,6 +224,7 @@ TEST_F(PictureBridge, RectanglesAreFixedAsClipsAreAndEmptyOnesGiveNil) {
   expectRegion(image.Call<Ref>("CopyPicture", 5, 3, -3, -2), 2, 1, 3, 2);  // flipped
   expectRegion(image.Call<Ref>("CopyPicture", -2, -1, 5, 3), 0, 0, 3, 2);  // cut at the origin
   expectRegion(image.Call<Ref>("CopyPicture", 4, 2, 9, 9), 4, 2, 2, 2);    // cut at the edge
+  expectRegion(image.Call<Ref>("CopyPictureWithMask", 1, 0, 3, 3), 1, 0, 3, 3, true);
   Ref clip = image.Call<Ref>("ClipImage", 1, 2, 4, 2);
   Ref fromClip = clip.Call<Ref>("CopyPicture");
   clip.reset();
@@ -248,22 +245,6 @@ TEST_F(PictureBridge, ImagesThatCannotBeShownGiveNil) {
   Ref made = widest.Call<Ref>("CopyPicture");
   ASSERT_TRUE(made);
   EXPECT_EQ(made.Get<int64_t>("Width"), 32767);
-}
-
-TEST_F(PictureBridge, CopyWithMaskAttachesTheAlphaAsMask) {
-  Ref image = NewImage(4, 3, kRGBA);
-  Randomise(image, 13);
-  Ref picture = image.Call<Ref>("CopyPictureWithMask", 1, 0, 3, 3);
-  ASSERT_TRUE(picture);
-  Ref mask = host_.PictureMask(picture);
-  ASSERT_TRUE(mask);
-  for (int64_t y = 0; y < 3; ++y) {
-    for (int64_t x = 0; x < 3; ++x) {
-      const uint8_t* p = Pixel(image, x + 1, y);
-      EXPECT_EQ(host_.PictureARGB(picture, x, y), 0xFF000000u | p[0] << 16 | p[1] << 8 | p[2]);
-      EXPECT_EQ(host_.PictureARGB(mask, x, y), 0xFF000000u | p[3] * 0x010101u);
-    }
-  }
 }
 
 TEST_F(PictureBridge, DebugPictureShowsTheTopLeftWithMaskWhenEnabled) {
@@ -445,47 +426,15 @@ TEST_F(PictureBridge, FailedPictureCreationsGiveNilOrAPlainPicture) {
   EXPECT_FALSE(image.Call<Ref>("CopyPictureWithMask"));
 }
 
-// --- Registration ------------------------------------------------------------------------------
-
-// Flags as the host sees them after registration: the picture marker of every member that takes
-// or gives a host picture becomes the console flag from 2010.029 on, and leaves nothing on older
-// hosts.
-void ExpectPictureFlags(const xqt::host::Host& host, uint32_t methodFlags, uint32_t propertyFlags) {
-  const REALclassDefinition& definition = *host.FindClass("PictureXQT")->definition;
-  int pictureMembers = 0;
-  for (size_t i = 0; i < definition.methodCount; ++i) {
-    const std::string declaration = definition.methods[i].declaration;
-    if (declaration.find("as picture") == std::string::npos) continue;
-    ++pictureMembers;
-    EXPECT_EQ(definition.methods[i].mFlags, methodFlags) << declaration;
-  }
-  EXPECT_EQ(pictureMembers, 27);  // the constructor, 8 copies and 18 draws
-  int debugPictures = 0;
-  for (size_t i = 0; i < definition.propertyCount; ++i) {
-    const REALproperty& property = definition.properties[i];
-    if (xqt::host::PropertyName(property) != "DebugPicture") continue;
-    ++debugPictures;
-    EXPECT_EQ(property.flags, propertyFlags);
-    EXPECT_EQ(std::string(property.type), "Picture");
-    EXPECT_EQ(property.setter, nullptr);
-    ASSERT_GT(i, 0u);
-    EXPECT_EQ(xqt::host::PropertyName(definition.properties[i - 1]), "DebugPictureEnabled");
-  }
-  EXPECT_EQ(debugPictures, 1);
-}
-
-TEST_F(PictureBridge, PictureMembersAreRegisteredWithThePictureFlags) {
-  ExpectPictureFlags(host_, REALconsoleSafe, REALconsoleSafe | REALpropRuntimeOnly);
-}
+// --- Old hosts --------------------------------------------------------------------------------
 
 class AncientHost : public PictureBridge {
  protected:
   AncientHost() : PictureBridge({.version = 2009.05}) {}
 };
 
-TEST_F(AncientHost, PictureMembersLoseTheConsoleFlag) {
-  ExpectPictureFlags(host_, 0, REALpropRuntimeOnly);
-  // Hosts before 2011.04 have no pictures with alpha: a plain picture stands in.
+// Hosts before 2011.04 have no pictures with alpha: a plain picture stands in.
+TEST_F(AncientHost, CopyWithAlphaGivesAPlainPicture) {
   Ref image = NewImage(2, 2, kRGBA);
   Ref picture = image.Call<Ref>("CopyPictureWithAlpha");
   ASSERT_TRUE(picture);
