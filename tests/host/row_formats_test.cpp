@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "support/format_codes.h"
 #include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
@@ -17,17 +18,12 @@ namespace {
 using xqt::host::Host;
 using xqt::host::Ref;
 
-constexpr int64_t kRGB = 1, kRGBA = 2, kXRGB = 5, kBGRA = 7, kG = 11, kGA = 12, kAG = 13,
-                  kCMYK = 23, kCMYKA = 24, kAKYMC = 30, kGray16 = 41;
-
 class RowFormatsTest : public PluginTest {
  protected:
-  Bytes RowIn(const Ref& image, int64_t y, int64_t format) {
-    Ref block = image.Call<Ref>("RowInFormat", y, format);
-    return Bytes(Host::BlockData(block), Host::BlockData(block) + Host::BlockSize(block));
-  }
-  Bytes RowInInverted(const Ref& image, int64_t y, int64_t format) {
-    Ref block = image.Call<Ref>("RowInFormat", y, format, true);
+  // The row as a memory block; `inverted` counts alpha as transparency.
+  Bytes RowIn(const Ref& image, int64_t y, int64_t format, bool inverted = false) {
+    Ref block = inverted ? image.Call<Ref>("RowInFormat", y, format, true)
+                         : image.Call<Ref>("RowInFormat", y, format);
     return Bytes(Host::BlockData(block), Host::BlockData(block) + Host::BlockSize(block));
   }
   void AssignRow(const Ref& image, int64_t y, int64_t format, const Bytes& bytes) {
@@ -54,30 +50,25 @@ class RowFormatsTest : public PluginTest {
   Bytes DataString(const Ref& image, int64_t format) {
     return Latin1(image.Call<std::string>("DataStringInFormat", format));
   }
-  // Byte strings go in as Latin-1 host strings.
-  void AssignRowString(const Ref& image, int64_t y, int64_t format, const Bytes& bytes) {
+  // Byte strings go in as Latin-1 host strings, to `member` with the arguments after the string.
+  template <class... Args>
+  void AssignString(const Ref& image, const char* member, const Bytes& bytes, Args... args) {
     REALstring s =
         host_.NewString(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()),
                         kREALEncodingISOLatin1);
     try {
-      image.Assign("RowStringInFormat", s, y, format);
+      image.Assign(member, s, args...);
     } catch (...) {
       host_.ReleaseString(s);
       throw;
     }
     host_.ReleaseString(s);
   }
+  void AssignRowString(const Ref& image, int64_t y, int64_t format, const Bytes& bytes) {
+    AssignString(image, "RowStringInFormat", bytes, y, format);
+  }
   void AssignDataString(const Ref& image, int64_t format, const Bytes& bytes) {
-    REALstring s =
-        host_.NewString(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()),
-                        kREALEncodingISOLatin1);
-    try {
-      image.Assign("DataStringInFormat", s, format);
-    } catch (...) {
-      host_.ReleaseString(s);
-      throw;
-    }
-    host_.ReleaseString(s);
+    AssignString(image, "DataStringInFormat", bytes, format);
   }
 };
 
@@ -108,11 +99,11 @@ TEST_F(RowFormatsTest, AlphaOpaqueKeptOrInverted) {
   SetPixels(gray, 0, {7, 200});
   // No alpha in the image: the row shows it opaque, or 0 when the caller counts transparency.
   EXPECT_EQ(RowIn(gray, 0, kRGBA), (Bytes{7, 7, 7, 255, 200, 200, 200, 255}));
-  EXPECT_EQ(RowInInverted(gray, 0, kRGBA), (Bytes{7, 7, 7, 0, 200, 200, 200, 0}));
+  EXPECT_EQ(RowIn(gray, 0, kRGBA, true), (Bytes{7, 7, 7, 0, 200, 200, 200, 0}));
 
   Ref rgba = NewImage(2, 1, kRGBA);
   SetPixels(rgba, 0, {1, 2, 3, 40, 4, 5, 6, 255});
-  EXPECT_EQ(RowInInverted(rgba, 0, kRGBA), (Bytes{1, 2, 3, 215, 4, 5, 6, 0}));
+  EXPECT_EQ(RowIn(rgba, 0, kRGBA, true), (Bytes{1, 2, 3, 215, 4, 5, 6, 0}));
   // Writing with inversion stores 255 - alpha.
   Ref block = host_.NewMemoryBlock(8);
   Bytes in{9, 8, 7, 0, 6, 5, 4, 255};
