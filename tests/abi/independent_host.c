@@ -1,22 +1,17 @@
-/* Independent host for the Images plug-in, written from the published binary interface alone.
- *
- * Loads the plug-in library named on the command line, answers its resolver, keeps host objects and
- * strings with reference counts and drives member calls through the registered class tables. A
- * broken layout, calling convention or reference count shows up as a failed check; a crash is
- * caught and counted as one. Output: one line per check, then "N passed, M failed". */
+/* Independent host for the Images plug-in in plain C, written from the published binary interface
+ * alone: loads the library named on the command line, answers its resolver, keeps host objects and
+ * strings with reference counts and drives member calls through the registered class tables.
+ * Output: one line per check, then "N passed, M failed". */
 #define _GNU_SOURCE
 #include <ctype.h>
 #include <dlfcn.h>
-#include <fcntl.h>
-#include <setjmp.h>
-#include <signal.h>
 #include <stdarg.h>
 #include <stddef.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
+#include <strings.h>
 
 /* ---- Records of the binary interface ---- */
 
@@ -91,12 +86,9 @@ RECORD(REALclassDefinition, 232, 29, (uint32_t, version, 0), (const char*, name,
 #define MB_LIMIT (1LL << 30)  /* larger MemoryBlocks are refused with OutOfMemoryException */
 #define HOST_VERSION 2021.03
 
-/* ---- Checks, diagnostics, guarded reads ---- */
+/* ---- Checks and diagnostics ---- */
 
-static int g_pass, g_fail, g_misuse, g_pipe[2];
-static const void* g_lib_base;
-static sigjmp_buf g_jmp;
-static volatile sig_atomic_t g_guard, g_sig;
+static int g_pass, g_fail, g_misuse;
 static char g_bad[320]; /* the details a table-driven check prints when it fails */
 
 __attribute__((format(printf, 2, 3))) static int check(int ok, const char* fmt, ...) {
@@ -120,31 +112,6 @@ static int verdict(const char* what) {
 
 /* A wrong use of the host interface by the plug-in: printed at once, counted for a final check. */
 #define MISUSE(...) (void)(g_misuse++ < 40 && printf("# misuse: " __VA_ARGS__) && putchar('\n'))
-
-/* True when n bytes (at most 4096) at p can be read: they go through a pipe, which reports EFAULT
- * instead of faulting. */
-static int readable(const void* p, size_t n) {
-  char buf[4096];
-  ssize_t w = p && n <= sizeof buf ? write(g_pipe[1], p, n) : -1;
-  return (w > 0 ? read(g_pipe[0], buf, sizeof buf) : 0) == w && w == (ssize_t)n;
-}
-
-/* s when it is a readable NUL-terminated text shorter than 4096 bytes (one byte of each page
- * tried), else NULL. */
-static const char* cstr(const char* s) {
-  for (size_t i = 0; s && i < 4096 && ((i && (uintptr_t)(s + i) % 4096) || readable(s + i, 1)); i++)
-    if (!s[i]) return s;
-  return NULL;
-}
-
-static int in_lib(const void* p) {
-  Dl_info i;
-  return p && dladdr(p, &i) && i.dli_fbase == g_lib_base;
-}
-
-static void on_signal(int sig) {
-  g_guard ? (g_sig = sig, siglongjmp(g_jmp, 1)) : (void)(signal(sig, SIG_DFL), raise(sig));
-}
 
 /* ---- Host objects, strings among them, listed so that a stale pointer is recognised ---- */
 
@@ -245,19 +212,19 @@ static void REALUnlockString(REALstring s) {
   if (live(s, g_str, "REALUnlockString")) release(s);
 }
 static REALstring REALBuildStringWithEncoding(const char* b, int n, uint32_t enc) {
-  if (n >= 0 && (n == 0 || readable(b, (size_t)n))) return str_new(b, (size_t)n, enc);
-  return MISUSE("REALBuildStringWithEncoding(%p, %d): unreadable bytes", (const void*)b, n), NULL;
+  if (n >= 0 && (n == 0 || b)) return str_new(b, (size_t)n, enc);
+  return MISUSE("REALBuildStringWithEncoding(%p, %d): no bytes", (const void*)b, n), NULL;
 }
 
-static REALclassRef pluginObjectType(const char* name) { return find_class(cstr(name)); }
+static REALclassRef pluginObjectType(const char* name) { return find_class(name); }
 static int8_t RuntimeObjectIsa(REALobject o, REALclassRef c) {
   return live(o, NULL, "RuntimeObjectIsa") && c >= g_cls && c < g_cls + g_ncls && isa(o->cls, c);
 }
 
 static REALobject PluginNewInstance(const char* name) {
-  struct hclass* c = find_class(cstr(name));
+  struct hclass* c = find_class(name);
   if (c && c != g_str) return obj_new(c);
-  return MISUSE("PluginNewInstance(\"%s\"): no such class", cstr(name) ? name : "?"), NULL;
+  return MISUSE("PluginNewInstance(\"%s\"): no such class", name), NULL;
 }
 
 /* A raise only records the exception; whoever called into the plug-in takes it once the call
@@ -282,10 +249,9 @@ static REALobject PluginCallFunctionWithExceptionHandler(void (*fn)(void*), void
 
 /* "Message" (String) and "ErrorNumber" (Integer) of an exception are the only properties here. */
 static HostData* exc_prop(REALobject o, const char* name, const char* want) {
-  if (live(o, NULL, "REALSetPropValue") && isa(o->cls, g_rte) && cstr(name) &&
-      !strcasecmp(name, want))
+  if (live(o, NULL, "REALSetPropValue") && isa(o->cls, g_rte) && name && !strcasecmp(name, want))
     return HD(o);
-  return printf("# note: no property %s here\n", cstr(name) ? name : "?"), NULL;
+  return printf("# note: no property %s here\n", name), NULL;
 }
 static int8_t REALSetPropValueString(REALobject o, const char* name, REALstring v) {
   HostData* x = exc_prop(o, name, "Message");
@@ -373,7 +339,7 @@ static int64_t memoryBlockGetSize(REALobject o) {
 static int canon(const char* d, char* out, size_t cap) {
   size_t n = 0, k;
   int depth = 0, need = 0, as = 0, words = 0;
-  for (const char* p = cstr(d); p && *p; p += k ? k : 1) {
+  for (const char* p = d; p && *p; p += k ? k : 1) {
     if (n + 3 + (k = strspn(p, IDENT)) >= cap) return 0;
     if (k) {
       if (as && !depth) out[n++] = ':';
@@ -416,7 +382,7 @@ static void* member(struct hclass* c, int shared, const char* key) {
 
 /* The value of a constant "Name = value" with a decimal value (all are below 100); else -1. */
 static long long const_value(const char* d) {
-  size_t n = cstr(d) ? strspn(d, IDENT) : 0;
+  size_t n = d ? strspn(d, IDENT) : 0;
   const char* v = d + n + 3;
   if (!n || strncmp(d + n, " = ", 3) || !v[0] || strspn(v, "0123456789") != strlen(v)) return -1;
   return strtoll(v, NULL, 10);
@@ -426,8 +392,8 @@ static long long const_value(const char* d) {
 
 static void PluginRegisterClass(REALclassDefinition* d) {
   struct hclass* c;
-  if (!readable(d, sizeof *d) || !cstr(d->name)) {
-    MISUSE("PluginRegisterClass(%p): no readable definition with a name", (void*)d);
+  if (!d || !d->name) {
+    MISUSE("PluginRegisterClass(%p): no definition with a name", (void*)d);
     return;
   }
   c = add_class(d->name, NULL, d->dataSize);
@@ -439,7 +405,7 @@ static void PluginRegisterClass(REALclassDefinition* d) {
 static REALproc REALLoadObjectMethod(REALobject o, const char* decl) {
   if (live(o, g_mb, "REALLoadObjectMethod") && decl_is(decl, "Constructor(bytes as Integer)"))
     return (REALproc)mb_ctor;
-  return printf("# note: object method %s not provided\n", cstr(decl) ? decl : "?"), (REALproc)0;
+  return printf("# note: object method %s not provided\n", decl), (REALproc)0;
 }
 
 static REALproc GetEventInstance(REALobject o, int64_t id) {
@@ -461,7 +427,7 @@ static void REALYieldToRB(void) { g_yields++; }
 static void* resolver(const char* name) {
   size_t n = strlen(g_unknown);
   char key[80];
-  if (!cstr(name)) return MISUSE("resolver called with an unreadable name"), NULL;
+  if (!name) return MISUSE("resolver called without a name"), NULL;
   F24(ENTRY, , (PluginRegisterClass), (RegisterPluginVersion), (REALGetRBVersion), (REALinRuntime),
       (REALLockObject), (REALUnlockObject), (PluginNewInstance), (pluginObjectType),
       (RuntimeObjectIsa), (REALLoadObjectMethod), (GetEventInstance), (RuntimeRaiseException),
@@ -511,13 +477,6 @@ static REALobject make_image(int64_t w, int64_t h, int64_t f, REALobject* exc) {
 static size_t type_width(const char* t) {
   return !strcasecmp(t, "boolean") ? 1 : !strcasecmp(t, "color") ? 4 : 8;
 }
-static int proc_ok(REALproc f, int std) { return !f || (std && f == STD) || in_lib(FP(f)); }
-static int attrs_ok(const REALattribute* a, size_t n) {
-  if (n > 99 || (n && !readable(a, n * sizeof *a))) return 0;
-  for (size_t i = 0; i < n; i++)
-    if (!cstr(a[i].mName) || (a[i].mValue && !cstr(a[i].mValue))) return 0;
-  return 1;
-}
 
 static void t_register(void) {
   g_entry(resolver);
@@ -528,40 +487,29 @@ static void t_register(void) {
         HOST_VERSION, g_version);
 }
 
-/* Collects in g_bad the members of d that are unusable (unreadable names, declarations that do not
- * parse, functions outside the plug-in, standard accessors outside the instance data) or, for
- * PictureXQT, flagged otherwise than published. */
+/* Collects in g_bad the members of d that the host could not use (declarations that do not parse,
+ * no function, standard accessors outside the instance data) or, for PictureXQT, flagged otherwise
+ * than published. */
 static void members_ok(const REALclassDefinition* d) {
   int pic = d == g_pic->def;
   char sig[512];
-  BAD(!proc_ok(d->constructor, 0) || !proc_ok(d->destructor, 0) || d->dataSize > 1u << 20 ||
-          !attrs_ok(d->attributes, d->attributeCount) || (pic && d->mFlags != 4),
-      " %s: class;", d->name);
+  BAD(pic && d->mFlags != 4, " %s: class flags %u;", d->name, d->mFlags);
   for (size_t i = 0; i < d->propertyCount + d->sharedPropertyCount; i++) {
     const REALproperty* p = NTH(d, properties, sharedProperties, propertyCount, i);
     int inst = i < d->propertyCount;
-    BAD(!cstr(p->name) || !cstr(p->type) || (p->group && !cstr(p->group)) ||
-            !proc_ok(p->getter, inst) || !proc_ok(p->setter, inst) ||
-            !attrs_ok(p->attributes, p->attributeCount) ||
+    BAD(!p->name || !p->type || (!inst && (p->getter == STD || p->setter == STD)) ||
             ((p->getter == STD || p->setter == STD) &&
              (p->param < 0 || p->param + type_width(p->type) > d->dataSize)) ||
             (pic && p->flags != (inst ? 6u : 0x26u)),
-        " %s.%s;", d->name, cstr(p->name) ? p->name : "?");
+        " %s.%s;", d->name, p->name ? p->name : "?");
   }
   for (size_t i = 0; i < d->methodCount + d->sharedMethodCount; i++) {
     const REALmethodDefinition* m = NTH(d, methods, sharedMethods, methodCount, i);
-    BAD(!canon(m->declaration, sig, sizeof sig) || !in_lib(FP(m->function)) ||
-            !proc_ok(m->setterFunction, 0) || !attrs_ok(m->attributes, m->attributeCount) ||
-            (pic && m->mFlags != 4),
-        " %s.%s;", d->name, cstr(m->declaration) ? m->declaration : "?");
+    BAD(!canon(m->declaration, sig, sizeof sig) || !m->function || (pic && m->mFlags != 4),
+        " %s.%s;", d->name, m->declaration ? m->declaration : "?");
   }
   for (size_t i = 0; i < d->eventCount; i++)
-    BAD(!canon(d->events[i].declaration, sig, sizeof sig) ||
-            !attrs_ok(d->events[i].attributes, d->events[i].attributeCount),
-        " %s event %zu;", d->name, i);
-  for (size_t i = 0; i < d->eventInstanceCount; i++)
-    BAD(!cstr(d->eventInstances[i].name) || !in_lib(FP(d->eventInstances[i].implementation)),
-        " %s event instance %zu;", d->name, i);
+    BAD(!canon(d->events[i].declaration, sig, sizeof sig), " %s event %zu;", d->name, i);
 }
 
 static void t_tables(void) {
@@ -588,13 +536,11 @@ static void t_tables(void) {
       " a superclass, delegates or enums");
   verdict("table sizes as published; no superclass, delegates or enums");
   members_ok(d), members_ok(f);
-  verdict(
-      "every member usable (parsed, in the plug-in, ...) and flagged 4, 6 or 0x26 as published");
+  verdict("every declaration parses, every function is set, flags 4, 6 or 0x26 as published");
   for (size_t i = 0; i < d->constantCount; i++) {
     const REALconstant* c = &d->constants[i];
-    BAD(const_value(c->declaration) < 0 || c->reserved1 || c->mFlags & 0x40000 ||
-            !attrs_ok(c->attributes, c->attributeCount),
-        " [%s]", cstr(c->declaration) ? c->declaration : "?");
+    BAD(const_value(c->declaration) < 0 || c->reserved1 || c->mFlags & 0x40000, " [%s]",
+        c->declaration ? c->declaration : "?");
     if (!strncmp(c->declaration, "ImageFormatRGBA = ", 18)) g_rgba = const_value(c->declaration);
   }
   for (size_t i = 0, j, n = d->constantCount; i < sizeof want / sizeof *want; i++) {
@@ -826,27 +772,12 @@ static void t_release(void) {
   check(!g_misuse, "the plug-in calls host entry points only with valid arguments");
 }
 
-static void run(const char* what, void (*fn)(void)) {
-  if (sigsetjmp(g_jmp, 1) == 0)
-    g_guard = 1, fn(), g_guard = 0;
-  else
-    g_guard = 0, g_pending = NULL,
-    check(0, "%s: crashed on the plug-in's data or code (signal %d)", what, (int)g_sig);
-}
-
 int main(int argc, char** argv) {
-  static char altstack[1 << 16];
-  static const int sigs[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE};
   static const char* exceptions[] = {"NilObjectException", "UnsupportedOperationException",
                                      "OutOfBoundsException", "OutOfMemoryException"};
-  struct sigaction sa = {.sa_handler = on_signal, .sa_flags = SA_ONSTACK | SA_NODEFER};
   void *lib, *entry;
-  Dl_info info;
   if (argc != 2) return fprintf(stderr, "usage: %s path/to/libImages.so\n", argv[0]), 2;
-  if (pipe2(g_pipe, O_NONBLOCK | O_CLOEXEC)) return perror("pipe2"), 2;
   setvbuf(stdout, NULL, _IOLBF, 0);
-  sigaltstack(&(stack_t){.ss_sp = altstack, .ss_size = sizeof altstack}, NULL);
-  for (size_t i = 0; i < sizeof sigs / sizeof *sigs; i++) sigaction(sigs[i], &sa, NULL);
   g_str = add_class("String", NULL, sizeof(HostData));
   g_mb = add_class("MemoryBlock", NULL, sizeof(HostData));
   g_arr = add_class("Array", NULL, sizeof(HostData));
@@ -855,13 +786,13 @@ int main(int argc, char** argv) {
   lib = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
   check(lib != NULL, "dlopen %s%s%s", argv[1], lib ? "" : ": ", lib ? "" : dlerror());
   entry = lib ? dlsym(lib, "REALPluginMain") : NULL;
-  if (check(entry && dladdr(entry, &info), "REALPluginMain is exported")) {
-    g_lib_base = info.dli_fbase;
+  if (check(entry != NULL, "REALPluginMain is exported")) {
     g_entry = (void (*)(void* (*)(const char*)))(uintptr_t)entry;
-#define RUN(fn) run(#fn, fn)
-    RUN(t_register), RUN(t_tables), RUN(t_construct), RUN(t_strings_and_arrays);
-    RUN(t_exceptions), RUN(t_fill_and_rows), RUN(t_integer_array), RUN(t_factory);
-    RUN(t_release);
+    t_register();
+    if (g_pic && g_fac) {
+      t_tables(), t_construct(), t_strings_and_arrays(), t_exceptions(), t_fill_and_rows();
+      t_integer_array(), t_factory(), t_release();
+    }
   }
   printf("%d passed, %d failed\n", g_pass, g_fail);
   return g_fail ? 1 : 0;
