@@ -142,7 +142,7 @@ static struct hobj* g_objs;
 static struct hclass g_cls[32], *g_str, *g_mb, *g_rte, *g_pic, *g_fac;
 static REALobject g_pending;
 static long g_ncls, g_guarded, g_yields, g_version = -1;
-static char g_unknown[1024];
+static const char* g_unknown; /* the first name the resolver did not know */
 
 static int isa(struct hclass* c, struct hclass* t) { return c && (c == t || isa(c->super, t)); }
 
@@ -318,16 +318,14 @@ static int decl_is(const char* decl, const char* sig) {
 #define NTH(d, tab, shared, count, i) \
   ((i) < (d)->count ? &(d)->tab[i] : &(d)->shared[(i) - (d)->count])
 
-/* A member of c: the property of that name, else the method of that name and parameter types, as
- * in "Row(i as integer) as memoryblock". */
-static void* member(struct hclass* c, int shared, const char* key) {
-  REALclassDefinition* d = c ? c->def : NULL;
-  REALproperty* p = !d ? NULL : shared ? d->sharedProperties : d->properties;
-  REALmethodDefinition* m = !d ? NULL : shared ? d->sharedMethods : d->methods;
-  for (size_t i = 0, n = !d ? 0 : shared ? d->sharedPropertyCount : d->propertyCount; i < n; i++)
-    if (!strcasecmp(p[i].name, key)) return &p[i];
-  for (size_t i = 0, n = !d ? 0 : shared ? d->sharedMethodCount : d->methodCount; i < n; i++)
-    if (decl_is(m[i].declaration, key)) return &m[i];
+/* A member of PictureXQT: the property of that name, else the method of that name and parameter
+ * types, as in "Row(i as integer) as memoryblock". */
+static void* member(const char* key) {
+  REALclassDefinition* d = g_pic->def;
+  for (size_t i = 0; i < d->propertyCount; i++)
+    if (!strcasecmp(d->properties[i].name, key)) return &d->properties[i];
+  for (size_t i = 0; i < d->methodCount; i++)
+    if (decl_is(d->methods[i].declaration, key)) return &d->methods[i];
   return NULL;
 }
 
@@ -368,8 +366,6 @@ static void REALYieldToRB(void) { g_yields++; }
 #define ENTRY(unused, f) \
   if (!strcmp(name, #f)) return FP(&f);
 static void* resolver(const char* name) {
-  size_t n = strlen(g_unknown);
-  char key[80];
   if (!name) return MISUSE("resolver called without a name"), NULL;
   F16(ENTRY, , (PluginRegisterClass), (RegisterPluginVersion), (REALGetRBVersion), (REALinRuntime),
       (REALLockObject), (REALUnlockObject), (PluginNewInstance), (pluginObjectType),
@@ -377,10 +373,7 @@ static void* resolver(const char* name) {
       (PluginCallFunctionWithExceptionHandler), (REALSetPropValueInteger), (REALSetPropValueString),
       (REALBuildStringWithEncoding), (REALUnlockString));
   F3(ENTRY, , (memoryBlockGetPtr), (memoryBlockGetSize), (REALYieldToRB));
-  snprintf(key, sizeof key, " %s ", name);
-  if (n < sizeof g_unknown - 80 && !strstr(g_unknown, key))
-    snprintf(g_unknown + n, sizeof g_unknown - n, "%s", key + !!n);
-  return NULL;
+  return g_unknown = g_unknown ? g_unknown : name, NULL;
 }
 
 /* ---- Checks ---- */
@@ -390,12 +383,10 @@ static REALmethodDefinition* g_ctor3;
 static REALobject g_img;
 static int64_t g_rgba = -1;
 
-static REALmethodDefinition* method(const char* sig) { return member(g_pic, 0, sig); }
-
 /* An Integer or Boolean property of a live PictureXQT read through its standard getter; INT64_MIN
  * when it has none. */
 static int64_t iv(REALobject o, const char* name) {
-  REALproperty* p = live(o, g_pic, NULL) ? member(g_pic, 0, name) : NULL;
+  REALproperty* p = live(o, g_pic, NULL) ? member(name) : NULL;
   int64_t v = INT64_MIN;
   if (p && p->getter == STD && !strcasecmp(p->type, "boolean")) v = *(int8_t*)(DATA(o) + p->param);
   if (p && p->getter == STD && !strcasecmp(p->type, "integer")) memcpy(&v, DATA(o) + p->param, 8);
@@ -493,7 +484,7 @@ static void t_construct(void) {
               {"ImageFormat", 2}, {"ChannelCount", 4}, {"RowOffset", 0}, {"UnclippedHeight", 3},
               {"YieldTicks", 0},  {"HasAlpha", 1},     {"IsRGB", 1},     {"IsGray", 0}};
   REALobject e = NULL;
-  g_ctor3 = method("Constructor(width as integer, height as integer, ImageFormat as integer)");
+  g_ctor3 = member("Constructor(width as integer, height as integer, ImageFormat as integer)");
   if (g_ctor3 && g_rgba > 0) g_img = make_image(5, 3, g_rgba, &e);
   BAD(!g_img || e, " constructor missing or raised \"%s\";", exc_text(e));
   for (size_t i = 0; g_img && i < sizeof want / sizeof *want; i++)
@@ -503,7 +494,7 @@ static void t_construct(void) {
 }
 
 static void t_string(void) {
-  REALproperty* p = member(g_pic, 0, "ImageFormatString");
+  REALproperty* p = member("ImageFormatString");
   long before = g_str->live;
   REALstring s = NULL;
   int ok;
@@ -518,7 +509,7 @@ static void t_string(void) {
 }
 
 static void t_exceptions(void) {
-  REALmethodDefinition* m = method("ChannelOffset(index as integer) as integer");
+  REALmethodDefinition* m = member("ChannelOffset(index as integer) as integer");
   int64_t n = iv(g_img, "ChannelCount"), idx[] = {2, 99, -1};
   long before = g_pic ? g_pic->live : 0, guarded = g_guarded;
   REALobject e, o;
@@ -565,12 +556,12 @@ static int read_row(REALmethodDefinition* row, int64_t y, unsigned char* out, si
 static void t_fill_and_rows(void) {
   typedef int64_t I;
   REALmethodDefinition* all =
-      method("FillRectRGB(r as integer, g as integer, b as integer, a as integer)");
-  REALmethodDefinition* rect = method(
+      member("FillRectRGB(r as integer, g as integer, b as integer, a as integer)");
+  REALmethodDefinition* rect = member(
       "FillRectRGB(x as integer, y as integer, w as integer, h as integer, r as integer, "
       "g as integer, b as integer, a as integer)");
-  REALmethodDefinition* row = method("Row(index as integer) as memoryblock");
-  REALproperty* yt = member(g_pic, 0, "YieldTicks");
+  REALmethodDefinition* row = member("Row(index as integer) as memoryblock");
+  REALproperty* yt = member("YieldTicks");
   unsigned char px[20], want[20];
   long y1 = g_yields, y2;
   REALobject e, mb;
@@ -614,8 +605,8 @@ static void t_release(void) {
   for (struct hobj* s = g_objs; s; s = s->next) BAD(s->cls == g_str, " \"%.20s\"", TEXT(s));
   verdict("every host string released");
   check(!g_pending, "no exception left pending");
-  check(!g_unknown[0], "the plug-in asks the resolver only for names this host answers%s%s",
-        g_unknown[0] ? "; unknown:" : "", g_unknown);
+  check(!g_unknown, "the plug-in asks the resolver only for names this host answers%s%s",
+        g_unknown ? "; unknown: " : "", g_unknown ? g_unknown : "");
   check(!g_misuse, "the plug-in calls host entry points only with valid arguments");
 }
 

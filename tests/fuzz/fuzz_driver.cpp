@@ -160,7 +160,7 @@ class Sequence {
       } catch (const std::runtime_error&) {
         // a refusal: the plug-in's exception, or a host-side creation failing under injection
       }
-      Disarm();
+      Arm(0, 0);
     }
   }
 
@@ -272,8 +272,6 @@ class Sequence {
     Arm(b % 3, 1 + (b >> 4) % 3);
   }
 
-  void Disarm() { Arm(0, 0); }
-
   void Arm(int kind, int n) {
     w_.host.FailNextInstances(kind == 0 ? n : 0);
     w_.host.FailNextMemoryBlocks(kind == 1 ? n : 0);
@@ -351,26 +349,12 @@ class Sequence {
   static void Trace(const host::ClassInfo::Member& member, REALobject self,
                     const std::vector<Value>& args) {
     std::fprintf(stderr, "call %s on %p:", member.entry->declaration, static_cast<void*>(self));
-    if (self != nullptr) {
-      try {
-        Ref image = Ref::Retain(self);
-        std::fprintf(stderr, " [");
-        for (const char* name :
-             {"Width", "Height", "ImageFormat", "RowSize", "MappingBlockSize", "TotalSize"}) {
-          std::fprintf(stderr, " %s %lld", name, static_cast<long long>(image.Get<int64_t>(name)));
-        }
-        std::fprintf(stderr, " file '%s'] ", image.Get<std::string>("FilePath").c_str());
-      } catch (const std::exception&) {
-      }
-    }
     for (const Value& v : args) {
-      if (v.type == Value::Type::Double) {
-        std::fprintf(stderr, " %g", v.real);
-      } else if (v.type == Value::Type::Object) {
-        std::fprintf(stderr, " obj %p", static_cast<void*>(v.object));
-      } else if (v.type == Value::Type::String) {
-        std::fprintf(stderr, " str(%zu)", v.text.size());
-      } else {
+      if (v.type == Value::Type::Double) std::fprintf(stderr, " %g", v.real);
+      if (v.type == Value::Type::Object) std::fprintf(stderr, " obj %p", static_cast<void*>(v.object));
+      if (v.type == Value::Type::String) std::fprintf(stderr, " str(%zu)", v.text.size());
+      if (v.type != Value::Type::Double && v.type != Value::Type::Object &&
+          v.type != Value::Type::String) {
         std::fprintf(stderr, " %lld", static_cast<long long>(v.integer));
       }
     }
