@@ -20,8 +20,8 @@ typedef struct hobj *REALobject, *REALarray, *REALstring;
 typedef struct hclass* REALclassRef;
 
 /* RECORD(T, size, n, (type, field, offset) x n) declares T from its published fields and has the
- * compiler confirm every offset and the size. Fn(M, T, x1, ..., xn) expands M(T, xi...) for each
- * tuple; only the counts used here are defined. */
+ * compiler confirm every offset and the size; records this host does not read are void*. Fn(M, T,
+ * x1, ..., xn) expands M(T, xi...) for each tuple; only the counts used here are defined. */
 #define STRIP(...) __VA_ARGS__
 #define APPLY(M, ...) M(__VA_ARGS__)
 #define F1(M, T, x) APPLY(M, T, STRIP x)
@@ -45,37 +45,29 @@ typedef struct hclass* REALclassRef;
   } T;                          \
   F##n(AT, T, __VA_ARGS__) _Static_assert(sizeof(T) == (size), #T " is " #size " bytes")
 
-RECORD(REALattribute, 16, 2, (const char*, mName, 0), (const char*, mValue, 8));
 RECORD(REALproperty, 96, 12, (const char*, group, 0), (const char*, name, 8),
        (const char*, type, 16), (uint32_t, flags, 24), (REALproc, getter, 32),
        (REALproc, setter, 40), (int32_t, param, 48), (REALproc, editor, 56),
        (size_t, enumCount, 64), (const char**, enumEntries, 72), (size_t, attributeCount, 80),
-       (REALattribute*, attributes, 88));
+       (void*, attributes, 88));
 RECORD(REALmethodDefinition, 48, 6, (REALproc, function, 0), (REALproc, setterFunction, 8),
        (const char*, declaration, 16), (uint32_t, mFlags, 24), (size_t, attributeCount, 32),
-       (REALattribute*, attributes, 40));
+       (void*, attributes, 40));
 RECORD(REALevent, 32, 4, (const char*, declaration, 0), (int64_t, forSystemUse, 8),
-       (size_t, attributeCount, 16), (REALattribute*, attributes, 24));
-RECORD(REALeventInstance, 16, 2, (const char*, name, 0), (REALproc, implementation, 8));
+       (size_t, attributeCount, 16), (void*, attributes, 24));
 RECORD(REALconstant, 40, 5, (const char*, declaration, 0), (void*, reserved1, 8),
-       (uint32_t, mFlags, 16), (size_t, attributeCount, 24), (REALattribute*, attributes, 32));
-RECORD(REALdelegate, 32, 4, (const char*, declaration, 0), (uint32_t, mFlags, 8),
-       (size_t, attributeCount, 16), (REALattribute*, attributes, 24));
-RECORD(REALenum, 56, 7, (const char*, name, 0), (const char*, type, 8), (uint32_t, mFlags, 16),
-       (const char**, fields, 24), (size_t, numFields, 32), (size_t, attributeCount, 40),
-       (REALattribute*, attributes, 48));
+       (uint32_t, mFlags, 16), (size_t, attributeCount, 24), (void*, attributes, 32));
 RECORD(REALclassDefinition, 232, 29, (uint32_t, version, 0), (const char*, name, 8),
        (const char*, superName, 16), (size_t, dataSize, 24), (int64_t, forSystemUse, 32),
        (REALproc, constructor, 40), (REALproc, destructor, 48), (REALproperty*, properties, 56),
        (size_t, propertyCount, 64), (REALmethodDefinition*, methods, 72), (size_t, methodCount, 80),
-       (REALevent*, events, 88), (size_t, eventCount, 96),
-       (REALeventInstance*, eventInstances, 104), (size_t, eventInstanceCount, 112),
-       (const char*, interfaces, 120), (REALattribute*, attributes, 128),
+       (REALevent*, events, 88), (size_t, eventCount, 96), (void*, eventInstances, 104),
+       (size_t, eventInstanceCount, 112), (const char*, interfaces, 120), (void*, attributes, 128),
        (size_t, attributeCount, 136), (REALconstant*, constants, 144), (size_t, constantCount, 152),
        (uint32_t, mFlags, 160), (REALproperty*, sharedProperties, 168),
        (size_t, sharedPropertyCount, 176), (REALmethodDefinition*, sharedMethods, 184),
-       (size_t, sharedMethodCount, 192), (REALdelegate*, delegates, 200),
-       (size_t, delegateCount, 208), (REALenum*, enums, 216), (size_t, enumCount, 224));
+       (size_t, sharedMethodCount, 192), (void*, delegates, 200), (size_t, delegateCount, 208),
+       (void*, enums, 216), (size_t, enumCount, 224));
 
 #define STD ((REALproc)(intptr_t)-1) /* standard accessor: the host reads or writes the field */
 #define FP(f) ((void*)(uintptr_t)(f))

@@ -26,6 +26,7 @@ namespace {
 using host::Host;
 using host::Ref;
 using Value = Host::DynamicValue;
+using reliability::Lower;
 using reliability::OpenDescriptors;
 
 constexpr size_t kPoolSize = 8;
@@ -74,12 +75,6 @@ constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr double kHuge = static_cast<double>(kMax);
 const double kDoubles[] = {0.0,   1.0,    0.5,  -1.0, 2.2,   255.0, 1e-310,
                            1e308, -1e308, kNaN, kInf, -kInf, kHuge, -0.0};
-
-std::string Lower(const std::string& text) {
-  std::string lower;
-  for (char c : text) lower += static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-  return lower;
-}
 
 bool Is(const std::string& type, const char* name) { return Lower(type) == Lower(name); }
 
@@ -160,7 +155,7 @@ class Sequence {
       } catch (const std::runtime_error&) {
         // a refusal: the plug-in's exception, or a host-side creation failing under injection
       }
-      Arm(0, 0);
+      reliability::ArmFaults(w_.host, 0, 0);
     }
   }
 
@@ -269,13 +264,7 @@ class Sequence {
   // The next one to three creations of one kind fail.
   void ArmFault() {
     const uint8_t b = r_.Byte();
-    Arm(b % 3, 1 + (b >> 4) % 3);
-  }
-
-  void Arm(int kind, int n) {
-    w_.host.FailNextInstances(kind == 0 ? n : 0);
-    w_.host.FailNextMemoryBlocks(kind == 1 ? n : 0);
-    w_.host.FailNextPictures(kind == 2 ? n : 0);
+    reliability::ArmFaults(w_.host, b % 3, 1 + (b >> 4) % 3);
   }
 
   REALobject AnyImage() {
@@ -351,7 +340,8 @@ class Sequence {
     std::fprintf(stderr, "call %s on %p:", member.entry->declaration, static_cast<void*>(self));
     for (const Value& v : args) {
       if (v.type == Value::Type::Double) std::fprintf(stderr, " %g", v.real);
-      if (v.type == Value::Type::Object) std::fprintf(stderr, " obj %p", static_cast<void*>(v.object));
+      if (v.type == Value::Type::Object)
+        std::fprintf(stderr, " obj %p", static_cast<void*>(v.object));
       if (v.type == Value::Type::String) std::fprintf(stderr, " str(%zu)", v.text.size());
       if (v.type != Value::Type::Double && v.type != Value::Type::Object &&
           v.type != Value::Type::String) {
