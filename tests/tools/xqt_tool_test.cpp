@@ -440,7 +440,9 @@ TEST_F(XqtTool, CommandsWithResultsWorkedOutByHand) {
 
 // ---- errors ----------------------------------------------------------------------------------
 
-TEST_F(XqtTool, BadFilesAreReportedAndNothingIsWritten) {
+// Refusals of the files, the arguments and the plug-in: status, one line naming what was wrong,
+// nothing written.
+TEST_F(XqtTool, RefusalsAreReportedAndNothingIsWritten) {
   std::ofstream(Path("text.png")) << "just some text, not an image\n";
   std::ofstream(Path("empty.png")).close();
   WritePng(Path("full.png"), MakePng(64, 64, PNG_COLOR_TYPE_RGB, 8, 41));
@@ -459,9 +461,6 @@ TEST_F(XqtTool, BadFilesAreReportedAndNothingIsWritten) {
     Fails(std::string("convert ") + file + " out.png", reason, file, 1);
   }
   Fails("info rgb16.png", "unsupported PNG depth: 16-bit RGB", "rgb16.png", 1);
-}
-
-TEST_F(XqtTool, BadArgumentsAreReportedAndNothingIsWritten) {
   WritePng(Path("in.png"), MakePng(8, 8, PNG_COLOR_TYPE_RGB, 8, 51));
   WritePng(Path("g16.png"), MakePng(8, 8, PNG_COLOR_TYPE_GRAY, 16, 82));
   // Usage errors (status 2) name no file.
