@@ -109,7 +109,7 @@ static int verdict(const char* what) {
 struct hclass {
   char name[64];
   struct hclass* super;
-  REALclassDefinition* def; /* of the plug-in class, or the one a host subclass inherits */
+  REALclassDefinition* def; /* of a plug-in class; null for the host's own */
   size_t dataSize;
   REALproc ctor, dtor;
   long live;
