@@ -1,22 +1,17 @@
-/* Independent host for the Images plug-in, written from the published binary interface alone.
- *
- * Loads the plug-in library named on the command line, answers its resolver, keeps host objects and
- * strings with reference counts and drives member calls through the registered class tables. A
- * broken layout, calling convention or reference count shows up as a failed check; a crash is
- * caught and counted as one. Output: one line per check, then "N passed, M failed". */
+/* Independent host for the Images plug-in in plain C, written from the published binary interface
+ * alone: loads the library named on the command line, answers its resolver, keeps host objects and
+ * strings with reference counts and drives member calls through the registered class tables.
+ * Output: one line per check, then "N passed, M failed". */
 #define _GNU_SOURCE
 #include <ctype.h>
 #include <dlfcn.h>
-#include <fcntl.h>
-#include <setjmp.h>
-#include <signal.h>
 #include <stdarg.h>
 #include <stddef.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
+#include <strings.h>
 
 /* ---- Records of the binary interface ---- */
 
@@ -25,8 +20,8 @@ typedef struct hobj *REALobject, *REALarray, *REALstring;
 typedef struct hclass* REALclassRef;
 
 /* RECORD(T, size, n, (type, field, offset) x n) declares T from its published fields and has the
- * compiler confirm every offset and the size. Fn(M, T, x1, ..., xn) expands M(T, xi...) for each
- * tuple; only the counts used here are defined. */
+ * compiler confirm every offset and the size; records this host does not read are void*. Fn(M, T,
+ * x1, ..., xn) expands M(T, xi...) for each tuple; only the counts used here are defined. */
 #define STRIP(...) __VA_ARGS__
 #define APPLY(M, ...) M(__VA_ARGS__)
 #define F1(M, T, x) APPLY(M, T, STRIP x)
@@ -50,53 +45,41 @@ typedef struct hclass* REALclassRef;
   } T;                          \
   F##n(AT, T, __VA_ARGS__) _Static_assert(sizeof(T) == (size), #T " is " #size " bytes")
 
-RECORD(REALattribute, 16, 2, (const char*, mName, 0), (const char*, mValue, 8));
 RECORD(REALproperty, 96, 12, (const char*, group, 0), (const char*, name, 8),
        (const char*, type, 16), (uint32_t, flags, 24), (REALproc, getter, 32),
        (REALproc, setter, 40), (int32_t, param, 48), (REALproc, editor, 56),
        (size_t, enumCount, 64), (const char**, enumEntries, 72), (size_t, attributeCount, 80),
-       (REALattribute*, attributes, 88));
+       (void*, attributes, 88));
 RECORD(REALmethodDefinition, 48, 6, (REALproc, function, 0), (REALproc, setterFunction, 8),
        (const char*, declaration, 16), (uint32_t, mFlags, 24), (size_t, attributeCount, 32),
-       (REALattribute*, attributes, 40));
+       (void*, attributes, 40));
 RECORD(REALevent, 32, 4, (const char*, declaration, 0), (int64_t, forSystemUse, 8),
-       (size_t, attributeCount, 16), (REALattribute*, attributes, 24));
-RECORD(REALeventInstance, 16, 2, (const char*, name, 0), (REALproc, implementation, 8));
+       (size_t, attributeCount, 16), (void*, attributes, 24));
 RECORD(REALconstant, 40, 5, (const char*, declaration, 0), (void*, reserved1, 8),
-       (uint32_t, mFlags, 16), (size_t, attributeCount, 24), (REALattribute*, attributes, 32));
-RECORD(REALdelegate, 32, 4, (const char*, declaration, 0), (uint32_t, mFlags, 8),
-       (size_t, attributeCount, 16), (REALattribute*, attributes, 24));
-RECORD(REALenum, 56, 7, (const char*, name, 0), (const char*, type, 8), (uint32_t, mFlags, 16),
-       (const char**, fields, 24), (size_t, numFields, 32), (size_t, attributeCount, 40),
-       (REALattribute*, attributes, 48));
+       (uint32_t, mFlags, 16), (size_t, attributeCount, 24), (void*, attributes, 32));
 RECORD(REALclassDefinition, 232, 29, (uint32_t, version, 0), (const char*, name, 8),
        (const char*, superName, 16), (size_t, dataSize, 24), (int64_t, forSystemUse, 32),
        (REALproc, constructor, 40), (REALproc, destructor, 48), (REALproperty*, properties, 56),
        (size_t, propertyCount, 64), (REALmethodDefinition*, methods, 72), (size_t, methodCount, 80),
-       (REALevent*, events, 88), (size_t, eventCount, 96),
-       (REALeventInstance*, eventInstances, 104), (size_t, eventInstanceCount, 112),
-       (const char*, interfaces, 120), (REALattribute*, attributes, 128),
+       (REALevent*, events, 88), (size_t, eventCount, 96), (void*, eventInstances, 104),
+       (size_t, eventInstanceCount, 112), (const char*, interfaces, 120), (void*, attributes, 128),
        (size_t, attributeCount, 136), (REALconstant*, constants, 144), (size_t, constantCount, 152),
        (uint32_t, mFlags, 160), (REALproperty*, sharedProperties, 168),
        (size_t, sharedPropertyCount, 176), (REALmethodDefinition*, sharedMethods, 184),
-       (size_t, sharedMethodCount, 192), (REALdelegate*, delegates, 200),
-       (size_t, delegateCount, 208), (REALenum*, enums, 216), (size_t, enumCount, 224));
+       (size_t, sharedMethodCount, 192), (void*, delegates, 200), (size_t, delegateCount, 208),
+       (void*, enums, 216), (size_t, enumCount, 224));
 
 #define STD ((REALproc)(intptr_t)-1) /* standard accessor: the host reads or writes the field */
 #define FP(f) ((void*)(uintptr_t)(f))
 #define ENC_UTF8 0x08000100u
 #define ENC_ASCII 0x0600u
-#define DATA_OFS 80           /* where this host places the instance data inside an object */
-#define EVENT_BASE 0x7E570000 /* opaque event values handed to the plug-in at registration */
-#define MB_LIMIT (1LL << 30)  /* larger MemoryBlocks are refused with OutOfMemoryException */
+#define DATA_OFS 80          /* where this host places the instance data inside an object */
+#define MB_LIMIT (1LL << 30) /* larger MemoryBlocks are refused with OutOfMemoryException */
 #define HOST_VERSION 2021.03
 
-/* ---- Checks, diagnostics, guarded reads ---- */
+/* ---- Checks and diagnostics ---- */
 
-static int g_pass, g_fail, g_misuse, g_pipe[2];
-static const void* g_lib_base;
-static sigjmp_buf g_jmp;
-static volatile sig_atomic_t g_guard, g_sig;
+static int g_pass, g_fail, g_misuse;
 static char g_bad[320]; /* the details a table-driven check prints when it fails */
 
 __attribute__((format(printf, 2, 3))) static int check(int ok, const char* fmt, ...) {
@@ -121,40 +104,15 @@ static int verdict(const char* what) {
 /* A wrong use of the host interface by the plug-in: printed at once, counted for a final check. */
 #define MISUSE(...) (void)(g_misuse++ < 40 && printf("# misuse: " __VA_ARGS__) && putchar('\n'))
 
-/* True when n bytes (at most 4096) at p can be read: they go through a pipe, which reports EFAULT
- * instead of faulting. */
-static int readable(const void* p, size_t n) {
-  char buf[4096];
-  ssize_t w = p && n <= sizeof buf ? write(g_pipe[1], p, n) : -1;
-  return (w > 0 ? read(g_pipe[0], buf, sizeof buf) : 0) == w && w == (ssize_t)n;
-}
-
-/* s when it is a readable NUL-terminated text shorter than 4096 bytes (one byte of each page
- * tried), else NULL. */
-static const char* cstr(const char* s) {
-  for (size_t i = 0; s && i < 4096 && ((i && (uintptr_t)(s + i) % 4096) || readable(s + i, 1)); i++)
-    if (!s[i]) return s;
-  return NULL;
-}
-
-static int in_lib(const void* p) {
-  Dl_info i;
-  return p && dladdr(p, &i) && i.dli_fbase == g_lib_base;
-}
-
-static void on_signal(int sig) {
-  g_guard ? (g_sig = sig, siglongjmp(g_jmp, 1)) : (void)(signal(sig, SIG_DFL), raise(sig));
-}
-
 /* ---- Host objects, strings among them, listed so that a stale pointer is recognised ---- */
 
 struct hclass {
   char name[64];
   struct hclass* super;
-  REALclassDefinition* def; /* of the plug-in class, or the one a host subclass inherits */
+  REALclassDefinition* def; /* of a plug-in class; null for the host's own */
   size_t dataSize;
-  REALproc ctor, dtor, evFn; /* evFn: a host subclass's implementation of the event evId */
-  long evId, live;
+  REALproc ctor, dtor;
+  long live;
 };
 struct hobj {
   struct hobj* next;
@@ -163,20 +121,20 @@ struct hobj {
 };
 _Static_assert(sizeof(struct hobj) <= DATA_OFS && DATA_OFS % 16 == 0, "header before the data");
 #define DATA(o) ((unsigned char*)(o) + DATA_OFS)
-/* The instance data of the host's own classes: strings, exceptions, MemoryBlocks and arrays. */
+/* The instance data of the host's own classes: strings, exceptions and MemoryBlocks. */
 typedef struct {
   REALstring msg;
-  int64_t err, size, type, n, cap, enc, *v;
+  int64_t err, size, enc;
   char* p;
 } HostData;
 #define HD(o) ((HostData*)DATA(o))
 #define TEXT(s) ((const char*)HD(s)->p)
 
 static struct hobj* g_objs;
-static struct hclass g_cls[32], *g_str, *g_mb, *g_rte, *g_arr, *g_pic, *g_fac;
+static struct hclass g_cls[32], *g_str, *g_mb, *g_rte, *g_pic, *g_fac;
 static REALobject g_pending;
-static long g_ncls, g_nevids, g_yields, g_arrayreads, g_guarded, g_version = -1;
-static char g_unknown[1024];
+static long g_ncls, g_guarded, g_yields, g_version = -1;
+static const char* g_unknown; /* the first name the resolver did not know */
 
 static int isa(struct hclass* c, struct hclass* t) { return c && (c == t || isa(c->super, t)); }
 
@@ -228,11 +186,7 @@ static void release(REALobject o) {
   if (!o || --o->refs > 0) return;
   for (struct hclass* c = o->cls; c; c = c->super)
     if (c->dtor) ((void (*)(REALobject))c->dtor)(o);
-  if (!o->cls->def) { /* one of the host's own classes */
-    for (int64_t i = 0; (h->type == 3 || h->type == 4) && i < h->n; i++)
-      release((REALobject)(intptr_t)h->v[i]);
-    release(h->msg), free(h->p), free(h->v);
-  }
+  if (!o->cls->def) release(h->msg), free(h->p); /* one of the host's own classes */
   while (*pp != o) pp = &(*pp)->next;
   *pp = o->next, o->cls->live--, free(o);
 }
@@ -245,19 +199,19 @@ static void REALUnlockString(REALstring s) {
   if (live(s, g_str, "REALUnlockString")) release(s);
 }
 static REALstring REALBuildStringWithEncoding(const char* b, int n, uint32_t enc) {
-  if (n >= 0 && (n == 0 || readable(b, (size_t)n))) return str_new(b, (size_t)n, enc);
-  return MISUSE("REALBuildStringWithEncoding(%p, %d): unreadable bytes", (const void*)b, n), NULL;
+  if (n >= 0 && (n == 0 || b)) return str_new(b, (size_t)n, enc);
+  return MISUSE("REALBuildStringWithEncoding(%p, %d): no bytes", (const void*)b, n), NULL;
 }
 
-static REALclassRef pluginObjectType(const char* name) { return find_class(cstr(name)); }
+static REALclassRef pluginObjectType(const char* name) { return find_class(name); }
 static int8_t RuntimeObjectIsa(REALobject o, REALclassRef c) {
   return live(o, NULL, "RuntimeObjectIsa") && c >= g_cls && c < g_cls + g_ncls && isa(o->cls, c);
 }
 
 static REALobject PluginNewInstance(const char* name) {
-  struct hclass* c = find_class(cstr(name));
+  struct hclass* c = find_class(name);
   if (c && c != g_str) return obj_new(c);
-  return MISUSE("PluginNewInstance(\"%s\"): no such class", cstr(name) ? name : "?"), NULL;
+  return MISUSE("PluginNewInstance(\"%s\"): no such class", name), NULL;
 }
 
 /* A raise only records the exception; whoever called into the plug-in takes it once the call
@@ -282,10 +236,9 @@ static REALobject PluginCallFunctionWithExceptionHandler(void (*fn)(void*), void
 
 /* "Message" (String) and "ErrorNumber" (Integer) of an exception are the only properties here. */
 static HostData* exc_prop(REALobject o, const char* name, const char* want) {
-  if (live(o, NULL, "REALSetPropValue") && isa(o->cls, g_rte) && cstr(name) &&
-      !strcasecmp(name, want))
+  if (live(o, NULL, "REALSetPropValue") && isa(o->cls, g_rte) && name && !strcasecmp(name, want))
     return HD(o);
-  return printf("# note: no property %s here\n", cstr(name) ? name : "?"), NULL;
+  return printf("# note: no property %s here\n", name), NULL;
 }
 static int8_t REALSetPropValueString(REALobject o, const char* name, REALstring v) {
   HostData* x = exc_prop(o, name, "Message");
@@ -297,55 +250,11 @@ static int8_t REALSetPropValueInteger(REALobject o, const char* name, int64_t v)
   return x ? (x->err = v, 1) : 0;
 }
 
-/* ---- Arrays and memory blocks ---- */
-
-static HostData* host_data(REALobject o, struct hclass* c, int type, const char* who) {
-  if (!live(o, c, who)) return NULL;
-  if (!type || HD(o)->type == type) return HD(o);
-  return MISUSE("%s: element type %d, not %d", who, (int)HD(o)->type, type), NULL;
-}
-
-static REALarray RuntimeArrayCreateSingleDimBoundedArray(int32_t type, int64_t ub) {
-  int ok = (type == 3 || type == 4 || type == 11) && ub >= -1 && ub < 1000000;
-  REALarray a = ok ? obj_new(g_arr) : NULL;
-  if (!a) return MISUSE("array of type %d up to %lld refused", (int)type, (long long)ub), NULL;
-  HD(a)->type = type, HD(a)->n = ub + 1, HD(a)->cap = ub + 65;
-  HD(a)->v = calloc((size_t)HD(a)->cap, sizeof(int64_t));
-  return a;
-}
-
-static int64_t RuntimeUBound(REALarray a) {
-  HostData* r = host_data(a, g_arr, 0, "RuntimeUBound");
-  return g_arrayreads++, r ? r->n - 1 : -1;
-}
-
-static void str_insert(REALarray a, int64_t i, REALstring s) {
-  HostData* r = host_data(a, g_arr, 3, "string array insert");
-  if (!r || i < 0 || i > r->n || r->n == r->cap || (s && !live(s, g_str, "string insert"))) {
-    MISUSE("string array insert at %lld into %p", (long long)i, (void*)a);
-    return;
-  }
-  memmove(r->v + i + 1, r->v + i, (size_t)(r->n - i) * sizeof *r->v);
-  r->v[i] = (intptr_t)s, r->n++, s ? s->refs++ : 0;
-}
-
-static int64_t int_get(REALarray a, int64_t i) {
-  HostData* r = host_data(a, g_arr, 11, "integer array get");
-  g_arrayreads++;
-  if (r && i >= 0 && i < r->n) return r->v[i];
-  return MISUSE("integer array get at %lld", (long long)i), 0;
-}
-
-static void* PluginStringArrayInsertProc(REALarray a) {
-  return host_data(a, g_arr, 3, "PluginStringArrayInsertProc") ? FP(&str_insert) : NULL;
-}
-static void* PluginIntegerArrayGetProc(REALarray a) {
-  return host_data(a, g_arr, 11, "PluginIntegerArrayGetProc") ? FP(&int_get) : NULL;
-}
+/* ---- Memory blocks ---- */
 
 /* MemoryBlock's "Constructor(bytes as Integer)". */
 static void mb_ctor(REALobject o, int64_t bytes) {
-  HostData* m = host_data(o, g_mb, 0, "MemoryBlock.Constructor");
+  HostData* m = live(o, g_mb, "MemoryBlock.Constructor") ? HD(o) : NULL;
   REALobject e;
   if (!m) return;
   free(m->p), m->p = bytes >= 0 && bytes <= MB_LIMIT ? calloc((size_t)bytes + 1, 1) : NULL;
@@ -357,10 +266,10 @@ static void mb_ctor(REALobject o, int64_t bytes) {
 }
 
 static void* memoryBlockGetPtr(REALobject o) {
-  return host_data(o, g_mb, 0, "memoryBlockGetPtr") ? HD(o)->p : NULL;
+  return live(o, g_mb, "memoryBlockGetPtr") ? HD(o)->p : NULL;
 }
 static int64_t memoryBlockGetSize(REALobject o) {
-  return host_data(o, g_mb, 0, "memoryBlockGetSize") ? HD(o)->size : 0;
+  return live(o, g_mb, "memoryBlockGetSize") ? HD(o)->size : 0;
 }
 
 /* ---- Declarations ---- */
@@ -373,7 +282,7 @@ static int64_t memoryBlockGetSize(REALobject o) {
 static int canon(const char* d, char* out, size_t cap) {
   size_t n = 0, k;
   int depth = 0, need = 0, as = 0, words = 0;
-  for (const char* p = cstr(d); p && *p; p += k ? k : 1) {
+  for (const char* p = d; p && *p; p += k ? k : 1) {
     if (n + 3 + (k = strspn(p, IDENT)) >= cap) return 0;
     if (k) {
       if (as && !depth) out[n++] = ':';
@@ -401,22 +310,20 @@ static int decl_is(const char* decl, const char* sig) {
 #define NTH(d, tab, shared, count, i) \
   ((i) < (d)->count ? &(d)->tab[i] : &(d)->shared[(i) - (d)->count])
 
-/* A member of c: the property of that name, else the method of that name and parameter types, as
- * in "Row(i as integer) as memoryblock". */
-static void* member(struct hclass* c, int shared, const char* key) {
-  REALclassDefinition* d = c ? c->def : NULL;
-  REALproperty* p = !d ? NULL : shared ? d->sharedProperties : d->properties;
-  REALmethodDefinition* m = !d ? NULL : shared ? d->sharedMethods : d->methods;
-  for (size_t i = 0, n = !d ? 0 : shared ? d->sharedPropertyCount : d->propertyCount; i < n; i++)
-    if (!strcasecmp(p[i].name, key)) return &p[i];
-  for (size_t i = 0, n = !d ? 0 : shared ? d->sharedMethodCount : d->methodCount; i < n; i++)
-    if (decl_is(m[i].declaration, key)) return &m[i];
+/* A member of PictureXQT: the property of that name, else the method of that name and parameter
+ * types, as in "Row(i as integer) as memoryblock". */
+static void* member(const char* key) {
+  REALclassDefinition* d = g_pic->def;
+  for (size_t i = 0; i < d->propertyCount; i++)
+    if (!strcasecmp(d->properties[i].name, key)) return &d->properties[i];
+  for (size_t i = 0; i < d->methodCount; i++)
+    if (decl_is(d->methods[i].declaration, key)) return &d->methods[i];
   return NULL;
 }
 
 /* The value of a constant "Name = value" with a decimal value (all are below 100); else -1. */
 static long long const_value(const char* d) {
-  size_t n = cstr(d) ? strspn(d, IDENT) : 0;
+  size_t n = d ? strspn(d, IDENT) : 0;
   const char* v = d + n + 3;
   if (!n || strncmp(d + n, " = ", 3) || !v[0] || strspn(v, "0123456789") != strlen(v)) return -1;
   return strtoll(v, NULL, 10);
@@ -426,26 +333,18 @@ static long long const_value(const char* d) {
 
 static void PluginRegisterClass(REALclassDefinition* d) {
   struct hclass* c;
-  if (!readable(d, sizeof *d) || !cstr(d->name)) {
-    MISUSE("PluginRegisterClass(%p): no readable definition with a name", (void*)d);
+  if (!d || !d->name) {
+    MISUSE("PluginRegisterClass(%p): no definition with a name", (void*)d);
     return;
   }
   c = add_class(d->name, NULL, d->dataSize);
   c->def = d, c->ctor = d->constructor, c->dtor = d->destructor, d->forSystemUse = DATA_OFS;
-  for (size_t i = 0; i < d->eventCount; i++, g_nevids++)
-    d->events[i].forSystemUse = EVENT_BASE + g_nevids;
 }
 
 static REALproc REALLoadObjectMethod(REALobject o, const char* decl) {
   if (live(o, g_mb, "REALLoadObjectMethod") && decl_is(decl, "Constructor(bytes as Integer)"))
     return (REALproc)mb_ctor;
-  return printf("# note: object method %s not provided\n", cstr(decl) ? decl : "?"), (REALproc)0;
-}
-
-static REALproc GetEventInstance(REALobject o, int64_t id) {
-  for (struct hclass* c = live(o, NULL, "GetEventInstance") ? o->cls : NULL; c; c = c->super)
-    if (c->evFn && c->evId == id) return c->evFn;
-  return NULL;
+  return printf("# note: object method %s not provided\n", decl), (REALproc)0;
 }
 
 static void RegisterPluginVersion(int v) { g_version = v; }
@@ -459,20 +358,14 @@ static void REALYieldToRB(void) { g_yields++; }
 #define ENTRY(unused, f) \
   if (!strcmp(name, #f)) return FP(&f);
 static void* resolver(const char* name) {
-  size_t n = strlen(g_unknown);
-  char key[80];
-  if (!cstr(name)) return MISUSE("resolver called with an unreadable name"), NULL;
-  F24(ENTRY, , (PluginRegisterClass), (RegisterPluginVersion), (REALGetRBVersion), (REALinRuntime),
+  if (!name) return MISUSE("resolver called without a name"), NULL;
+  F16(ENTRY, , (PluginRegisterClass), (RegisterPluginVersion), (REALGetRBVersion), (REALinRuntime),
       (REALLockObject), (REALUnlockObject), (PluginNewInstance), (pluginObjectType),
-      (RuntimeObjectIsa), (REALLoadObjectMethod), (GetEventInstance), (RuntimeRaiseException),
+      (RuntimeObjectIsa), (REALLoadObjectMethod), (RuntimeRaiseException),
       (PluginCallFunctionWithExceptionHandler), (REALSetPropValueInteger), (REALSetPropValueString),
-      (REALBuildStringWithEncoding), (REALUnlockString), (memoryBlockGetPtr), (memoryBlockGetSize),
-      (RuntimeUBound), (RuntimeArrayCreateSingleDimBoundedArray), (PluginStringArrayInsertProc),
-      (PluginIntegerArrayGetProc), (REALYieldToRB));
-  snprintf(key, sizeof key, " %s ", name);
-  if (n < sizeof g_unknown - 80 && !strstr(g_unknown, key))
-    snprintf(g_unknown + n, sizeof g_unknown - n, "%s", key + !!n);
-  return NULL;
+      (REALBuildStringWithEncoding), (REALUnlockString));
+  F3(ENTRY, , (memoryBlockGetPtr), (memoryBlockGetSize), (REALYieldToRB));
+  return g_unknown = g_unknown ? g_unknown : name, NULL;
 }
 
 /* ---- Checks ---- */
@@ -481,18 +374,11 @@ static void (*g_entry)(void* (*)(const char*));
 static REALmethodDefinition* g_ctor3;
 static REALobject g_img;
 static int64_t g_rgba = -1;
-static struct {
-  long calls;
-  REALobject self, result;
-  int64_t w, h, f;
-} g_ev;
-
-static REALmethodDefinition* method(const char* sig) { return member(g_pic, 0, sig); }
 
 /* An Integer or Boolean property of a live PictureXQT read through its standard getter; INT64_MIN
  * when it has none. */
 static int64_t iv(REALobject o, const char* name) {
-  REALproperty* p = live(o, g_pic, NULL) ? member(g_pic, 0, name) : NULL;
+  REALproperty* p = live(o, g_pic, NULL) ? member(name) : NULL;
   int64_t v = INT64_MIN;
   if (p && p->getter == STD && !strcasecmp(p->type, "boolean")) v = *(int8_t*)(DATA(o) + p->param);
   if (p && p->getter == STD && !strcasecmp(p->type, "integer")) memcpy(&v, DATA(o) + p->param, 8);
@@ -511,13 +397,6 @@ static REALobject make_image(int64_t w, int64_t h, int64_t f, REALobject* exc) {
 static size_t type_width(const char* t) {
   return !strcasecmp(t, "boolean") ? 1 : !strcasecmp(t, "color") ? 4 : 8;
 }
-static int proc_ok(REALproc f, int std) { return !f || (std && f == STD) || in_lib(FP(f)); }
-static int attrs_ok(const REALattribute* a, size_t n) {
-  if (n > 99 || (n && !readable(a, n * sizeof *a))) return 0;
-  for (size_t i = 0; i < n; i++)
-    if (!cstr(a[i].mName) || (a[i].mValue && !cstr(a[i].mValue))) return 0;
-  return 1;
-}
 
 static void t_register(void) {
   g_entry(resolver);
@@ -528,40 +407,29 @@ static void t_register(void) {
         HOST_VERSION, g_version);
 }
 
-/* Collects in g_bad the members of d that are unusable (unreadable names, declarations that do not
- * parse, functions outside the plug-in, standard accessors outside the instance data) or, for
- * PictureXQT, flagged otherwise than published. */
+/* Collects in g_bad the members of d that the host could not use (declarations that do not parse,
+ * no function, standard accessors outside the instance data) or, for PictureXQT, flagged otherwise
+ * than published. */
 static void members_ok(const REALclassDefinition* d) {
   int pic = d == g_pic->def;
   char sig[512];
-  BAD(!proc_ok(d->constructor, 0) || !proc_ok(d->destructor, 0) || d->dataSize > 1u << 20 ||
-          !attrs_ok(d->attributes, d->attributeCount) || (pic && d->mFlags != 4),
-      " %s: class;", d->name);
+  BAD(pic && d->mFlags != 4, " %s: class flags %u;", d->name, d->mFlags);
   for (size_t i = 0; i < d->propertyCount + d->sharedPropertyCount; i++) {
     const REALproperty* p = NTH(d, properties, sharedProperties, propertyCount, i);
     int inst = i < d->propertyCount;
-    BAD(!cstr(p->name) || !cstr(p->type) || (p->group && !cstr(p->group)) ||
-            !proc_ok(p->getter, inst) || !proc_ok(p->setter, inst) ||
-            !attrs_ok(p->attributes, p->attributeCount) ||
+    BAD(!p->name || !p->type || (!inst && (p->getter == STD || p->setter == STD)) ||
             ((p->getter == STD || p->setter == STD) &&
              (p->param < 0 || p->param + type_width(p->type) > d->dataSize)) ||
             (pic && p->flags != (inst ? 6u : 0x26u)),
-        " %s.%s;", d->name, cstr(p->name) ? p->name : "?");
+        " %s.%s;", d->name, p->name ? p->name : "?");
   }
   for (size_t i = 0; i < d->methodCount + d->sharedMethodCount; i++) {
     const REALmethodDefinition* m = NTH(d, methods, sharedMethods, methodCount, i);
-    BAD(!canon(m->declaration, sig, sizeof sig) || !in_lib(FP(m->function)) ||
-            !proc_ok(m->setterFunction, 0) || !attrs_ok(m->attributes, m->attributeCount) ||
-            (pic && m->mFlags != 4),
-        " %s.%s;", d->name, cstr(m->declaration) ? m->declaration : "?");
+    BAD(!canon(m->declaration, sig, sizeof sig) || !m->function || (pic && m->mFlags != 4),
+        " %s.%s;", d->name, m->declaration ? m->declaration : "?");
   }
   for (size_t i = 0; i < d->eventCount; i++)
-    BAD(!canon(d->events[i].declaration, sig, sizeof sig) ||
-            !attrs_ok(d->events[i].attributes, d->events[i].attributeCount),
-        " %s event %zu;", d->name, i);
-  for (size_t i = 0; i < d->eventInstanceCount; i++)
-    BAD(!cstr(d->eventInstances[i].name) || !in_lib(FP(d->eventInstances[i].implementation)),
-        " %s event instance %zu;", d->name, i);
+    BAD(!canon(d->events[i].declaration, sig, sizeof sig), " %s event %zu;", d->name, i);
 }
 
 static void t_tables(void) {
@@ -571,8 +439,6 @@ static void t_tables(void) {
       "ImageFormatXKYMC = 32",  "ImageFormatScaling5 = 37", "ImageFormatGray16 = 41",
       "ImageFormatG8 = 48",     "ScaleCubic = 7",           "DitherCluster8Matrix = 10"};
   REALclassDefinition *d = g_pic ? g_pic->def : NULL, *f = g_fac ? g_fac->def : NULL;
-  const REALproperty* dbg = d && d->sharedPropertyCount == 1 ? d->sharedProperties : NULL;
-  int hidden = 0, on = -1, off = -1;
   if (!d || !f) return;
   BAD(d->propertyCount != 48 || d->methodCount != 138 || d->constantCount != 88,
       " PictureXQT %zu properties, %zu methods, %zu constants;", d->propertyCount, d->methodCount,
@@ -588,13 +454,11 @@ static void t_tables(void) {
       " a superclass, delegates or enums");
   verdict("table sizes as published; no superclass, delegates or enums");
   members_ok(d), members_ok(f);
-  verdict(
-      "every member usable (parsed, in the plug-in, ...) and flagged 4, 6 or 0x26 as published");
+  verdict("every declaration parses, every function is set, flags 4, 6 or 0x26 as published");
   for (size_t i = 0; i < d->constantCount; i++) {
     const REALconstant* c = &d->constants[i];
-    BAD(const_value(c->declaration) < 0 || c->reserved1 || c->mFlags & 0x40000 ||
-            !attrs_ok(c->attributes, c->attributeCount),
-        " [%s]", cstr(c->declaration) ? c->declaration : "?");
+    BAD(const_value(c->declaration) < 0 || c->reserved1 || c->mFlags & 0x40000, " [%s]",
+        c->declaration ? c->declaration : "?");
     if (!strncmp(c->declaration, "ImageFormatRGBA = ", 18)) g_rgba = const_value(c->declaration);
   }
   for (size_t i = 0, j, n = d->constantCount; i < sizeof want / sizeof *want; i++) {
@@ -602,17 +466,6 @@ static void t_tables(void) {
     BAD(j == n, " no [%s]", want[i]);
   }
   verdict("constants read \"Name = value\" with null reserved1 and no 0x40000, codes as published");
-  for (size_t i = 0; dbg && i < dbg->attributeCount; i++)
-    hidden |= !strcmp(dbg->attributes[i].mName, "Hidden") && dbg->attributes[i].mValue &&
-              !dbg->attributes[i].mValue[0];
-  if (dbg && dbg->getter && dbg->setter) { /* shared accessors get no instance and no param */
-    ((void (*)(int8_t))dbg->setter)(1), on = ((int8_t(*)(void))dbg->getter)();
-    ((void (*)(int8_t))dbg->setter)(0), off = ((int8_t(*)(void))dbg->getter)();
-  }
-  check(dbg && !strcmp(dbg->name, "Debugging") && !strcasecmp(dbg->type, "Boolean") && hidden &&
-            on == 1 && off == 0,
-        "shared Boolean \"Debugging\" with the attribute {\"Hidden\", \"\"}; set true it reads "
-        "true, set false false");
 }
 
 static void t_construct(void) {
@@ -623,7 +476,7 @@ static void t_construct(void) {
               {"ImageFormat", 2}, {"ChannelCount", 4}, {"RowOffset", 0}, {"UnclippedHeight", 3},
               {"YieldTicks", 0},  {"HasAlpha", 1},     {"IsRGB", 1},     {"IsGray", 0}};
   REALobject e = NULL;
-  g_ctor3 = method("Constructor(width as integer, height as integer, ImageFormat as integer)");
+  g_ctor3 = member("Constructor(width as integer, height as integer, ImageFormat as integer)");
   if (g_ctor3 && g_rgba > 0) g_img = make_image(5, 3, g_rgba, &e);
   BAD(!g_img || e, " constructor missing or raised \"%s\";", exc_text(e));
   for (size_t i = 0; g_img && i < sizeof want / sizeof *want; i++)
@@ -632,37 +485,23 @@ static void t_construct(void) {
   verdict("Constructor(5, 3, RGBA) raises nothing; standard getters give Width 5, Height 3, ...");
 }
 
-static void t_strings_and_arrays(void) {
-  static const char* names[] = {"Red", "Green", "Blue", "Alpha"};
-  REALproperty* p = member(g_pic, 0, "ImageFormatString");
-  REALmethodDefinition* m = method("Channels as String()");
+static void t_string(void) {
+  REALproperty* p = member("ImageFormatString");
   long before = g_str->live;
   REALstring s = NULL;
-  REALarray a = NULL;
-  HostData* r;
-  int ok, is_str;
+  int ok;
   if (g_img && p && p->getter && p->getter != STD && !strcasecmp(p->type, "string"))
     s = ((REALstring(*)(REALobject, int64_t))p->getter)(g_img, p->param);
-  release(take_exc()), is_str = live(s, g_str, NULL);
-  ok = is_str && HD(s)->size == 4 && !strcmp(TEXT(s), "RGBA") && s->refs == 1 &&
+  release(take_exc()), s = live(s, g_str, NULL) ? s : NULL;
+  ok = s && HD(s)->size == 4 && !strcmp(TEXT(s), "RGBA") && s->refs == 1 &&
        (HD(s)->enc == ENC_ASCII || HD(s)->enc == ENC_UTF8);
-  release(is_str ? s : NULL);
+  release(s);
   check(ok && g_str->live == before,
         "ImageFormatString's getter(instance, param): \"RGBA\", ASCII or UTF-8, held once");
-  if (g_img && m) a = ((REALarray(*)(REALobject))m->function)(g_img);
-  release(take_exc()), r = live(a, g_arr, NULL) ? HD(a) : NULL;
-  ok = r && r->type == 3 && r->n == 4 && a->refs == 1;
-  for (int i = 0; ok && i < 4; i++) {
-    REALstring t = (REALstring)(intptr_t)r->v[i];
-    ok = live(t, g_str, NULL) && HD(t)->size == (int64_t)strlen(names[i]) &&
-         !strcmp(TEXT(t), names[i]);
-  }
-  check(ok, "Channels returns a String() array Red, Green, Blue, Alpha held once by the caller");
-  release(r ? a : NULL);
 }
 
 static void t_exceptions(void) {
-  REALmethodDefinition* m = method("ChannelOffset(index as integer) as integer");
+  REALmethodDefinition* m = member("ChannelOffset(index as integer) as integer");
   int64_t n = iv(g_img, "ChannelCount"), idx[] = {2, 99, -1};
   long before = g_pic ? g_pic->live : 0, guarded = g_guarded;
   REALobject e, o;
@@ -709,12 +548,12 @@ static int read_row(REALmethodDefinition* row, int64_t y, unsigned char* out, si
 static void t_fill_and_rows(void) {
   typedef int64_t I;
   REALmethodDefinition* all =
-      method("FillRectRGB(r as integer, g as integer, b as integer, a as integer)");
-  REALmethodDefinition* rect = method(
+      member("FillRectRGB(r as integer, g as integer, b as integer, a as integer)");
+  REALmethodDefinition* rect = member(
       "FillRectRGB(x as integer, y as integer, w as integer, h as integer, r as integer, "
       "g as integer, b as integer, a as integer)");
-  REALmethodDefinition* row = method("Row(index as integer) as memoryblock");
-  REALproperty* yt = member(g_pic, 0, "YieldTicks");
+  REALmethodDefinition* row = member("Row(index as integer) as memoryblock");
+  REALproperty* yt = member("YieldTicks");
   unsigned char px[20], want[20];
   long y1 = g_yields, y2;
   REALobject e, mb;
@@ -750,69 +589,6 @@ static void t_fill_and_rows(void) {
   release(e), release(mb);
 }
 
-static void t_integer_array(void) {
-  REALmethodDefinition* m =
-      method("ApplyMatrix(dest as PictureXQT, m() as integer, d as integer) as PictureXQT");
-  long reads = g_arrayreads;
-  REALarray a = NULL;
-  REALobject r = NULL, e = NULL;
-  if (g_img && m) {
-    a = RuntimeArrayCreateSingleDimBoundedArray(11, 8);
-    HD(a)->v[4] = 1; /* 3 x 3 identity kernel */
-    r = ((REALobject(*)(REALobject, REALobject, REALarray, int64_t))m->function)(g_img, NULL, a, 1);
-    e = take_exc(), r = live(r, g_pic, "ApplyMatrix result") ? r : NULL;
-  }
-  check(a && !e && iv(r, "Width") == 5 && iv(r, "Height") == 3 && g_arrayreads > reads &&
-            a->refs == 1,
-        "ApplyMatrix(nil, a host Integer() array, 1) reads the array, returns a 5 x 3 image");
-  release(e), release(r), release(a);
-}
-
-/* The host subclass's implementation of PictureFactoryXQT's event NewPictureXQT: an image 10 pixels
- * wider than asked, which the plug-in accepts as the result. */
-static REALobject on_new_picture(REALobject self, int64_t w, int64_t h, int64_t f) {
-  REALobject e;
-  g_ev.calls++, g_ev.self = self, g_ev.w = w, g_ev.h = h, g_ev.f = f;
-  g_ev.result = make_image(w + 10, h, f, &e);
-  return release(e), g_ev.result;
-}
-
-static void t_factory(void) {
-  REALmethodDefinition* setf = member(g_fac, 1, "SetFactory(factory as PictureFactoryXQT)");
-  REALmethodDefinition* create =
-      member(g_pic, 1, "CreatePictureXQT(w as integer, h as integer, f as integer) as PictureXQT");
-  REALproperty* cur = member(g_fac, 1, "currentFactory");
-  REALevent* ev = NULL;
-  struct hclass* sub;
-  REALobject f, r, got, gone, e;
-  for (size_t i = 0; g_fac && i < g_fac->def->eventCount; i++)
-    if (decl_is(g_fac->def->events[i].declaration,
-                "NewPictureXQT(w as integer, h as integer, f as integer) as PictureXQT"))
-      ev = &g_fac->def->events[i];
-  if (!check(ev && ev->forSystemUse >= EVENT_BASE && ev->forSystemUse < EVENT_BASE + g_nevids &&
-                 setf && create && cur && cur->getter && !cur->setter && g_ctor3,
-             "event NewPictureXQT(w, h, f as integer) as PictureXQT keeps the host's value; "
-             "SetFactory, shared CreatePictureXQT and read-only currentFactory registered"))
-    return;
-  sub = add_class("HostPictureFactory", g_fac, g_fac->dataSize);
-  sub->def = g_fac->def, sub->evId = ev->forSystemUse, sub->evFn = (REALproc)on_new_picture;
-  f = PluginNewInstance("HostPictureFactory");
-  ((void (*)(REALobject))setf->function)(f);
-  got = ((REALobject(*)(void))cur->getter)();
-  check(got == f && f->refs == 3,
-        "SetFactory keeps one reference; currentFactory returns the factory locked");
-  r = ((REALobject(*)(int64_t, int64_t, int64_t))create->function)(4, 2, g_rgba);
-  e = take_exc();
-  check(!e && g_ev.calls == 1 && g_ev.self == f && g_ev.w == 4 && g_ev.h == 2 && g_ev.f == g_rgba &&
-            r == g_ev.result && iv(r, "Width") == 14,
-        "CreatePictureXQT(4, 2, RGBA) returns the image of one NewPictureXQT(factory, 4, 2, RGBA)");
-  release(e), release(live(r, g_pic, "CreatePictureXQT result") ? r : NULL);
-  release(got == f ? got : NULL), ((void (*)(REALobject))setf->function)(NULL);
-  gone = ((REALobject(*)(void))cur->getter)();
-  release(f);
-  check(!gone && sub->live == 0, "SetFactory(nil) clears the factory and releases it");
-}
-
 static void t_release(void) {
   release(g_img);
   for (int i = 0; i < g_ncls; i++)
@@ -821,47 +597,30 @@ static void t_release(void) {
   for (struct hobj* s = g_objs; s; s = s->next) BAD(s->cls == g_str, " \"%.20s\"", TEXT(s));
   verdict("every host string released");
   check(!g_pending, "no exception left pending");
-  check(!g_unknown[0], "the plug-in asks the resolver only for names this host answers%s%s",
-        g_unknown[0] ? "; unknown:" : "", g_unknown);
+  check(!g_unknown, "the plug-in asks the resolver only for names this host answers%s%s",
+        g_unknown ? "; unknown: " : "", g_unknown ? g_unknown : "");
   check(!g_misuse, "the plug-in calls host entry points only with valid arguments");
 }
 
-static void run(const char* what, void (*fn)(void)) {
-  if (sigsetjmp(g_jmp, 1) == 0)
-    g_guard = 1, fn(), g_guard = 0;
-  else
-    g_guard = 0, g_pending = NULL,
-    check(0, "%s: crashed on the plug-in's data or code (signal %d)", what, (int)g_sig);
-}
-
 int main(int argc, char** argv) {
-  static char altstack[1 << 16];
-  static const int sigs[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE};
   static const char* exceptions[] = {"NilObjectException", "UnsupportedOperationException",
                                      "OutOfBoundsException", "OutOfMemoryException"};
-  struct sigaction sa = {.sa_handler = on_signal, .sa_flags = SA_ONSTACK | SA_NODEFER};
   void *lib, *entry;
-  Dl_info info;
   if (argc != 2) return fprintf(stderr, "usage: %s path/to/libImages.so\n", argv[0]), 2;
-  if (pipe2(g_pipe, O_NONBLOCK | O_CLOEXEC)) return perror("pipe2"), 2;
   setvbuf(stdout, NULL, _IOLBF, 0);
-  sigaltstack(&(stack_t){.ss_sp = altstack, .ss_size = sizeof altstack}, NULL);
-  for (size_t i = 0; i < sizeof sigs / sizeof *sigs; i++) sigaction(sigs[i], &sa, NULL);
   g_str = add_class("String", NULL, sizeof(HostData));
   g_mb = add_class("MemoryBlock", NULL, sizeof(HostData));
-  g_arr = add_class("Array", NULL, sizeof(HostData));
   g_rte = add_class("RuntimeException", NULL, sizeof(HostData));
   for (int i = 0; i < 4; i++) add_class(exceptions[i], g_rte, sizeof(HostData));
   lib = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
   check(lib != NULL, "dlopen %s%s%s", argv[1], lib ? "" : ": ", lib ? "" : dlerror());
   entry = lib ? dlsym(lib, "REALPluginMain") : NULL;
-  if (check(entry && dladdr(entry, &info), "REALPluginMain is exported")) {
-    g_lib_base = info.dli_fbase;
+  if (check(entry != NULL, "REALPluginMain is exported")) {
     g_entry = (void (*)(void* (*)(const char*)))(uintptr_t)entry;
-#define RUN(fn) run(#fn, fn)
-    RUN(t_register), RUN(t_tables), RUN(t_construct), RUN(t_strings_and_arrays);
-    RUN(t_exceptions), RUN(t_fill_and_rows), RUN(t_integer_array), RUN(t_factory);
-    RUN(t_release);
+    t_register();
+    if (g_pic && g_fac) {
+      t_tables(), t_construct(), t_string(), t_exceptions(), t_fill_and_rows(), t_release();
+    }
   }
   printf("%d passed, %d failed\n", g_pass, g_fail);
   return g_fail ? 1 : 0;

@@ -26,6 +26,7 @@ namespace {
 using host::Host;
 using host::Ref;
 using Value = Host::DynamicValue;
+using reliability::Lower;
 using reliability::OpenDescriptors;
 
 constexpr size_t kPoolSize = 8;
@@ -74,12 +75,6 @@ constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr double kHuge = static_cast<double>(kMax);
 const double kDoubles[] = {0.0,   1.0,    0.5,  -1.0, 2.2,   255.0, 1e-310,
                            1e308, -1e308, kNaN, kInf, -kInf, kHuge, -0.0};
-
-std::string Lower(const std::string& text) {
-  std::string lower;
-  for (char c : text) lower += static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-  return lower;
-}
 
 bool Is(const std::string& type, const char* name) { return Lower(type) == Lower(name); }
 
@@ -160,7 +155,7 @@ class Sequence {
       } catch (const std::runtime_error&) {
         // a refusal: the plug-in's exception, or a host-side creation failing under injection
       }
-      Disarm();
+      reliability::ArmFaults(w_.host, 0, 0);
     }
   }
 
@@ -269,15 +264,7 @@ class Sequence {
   // The next one to three creations of one kind fail.
   void ArmFault() {
     const uint8_t b = r_.Byte();
-    Arm(b % 3, 1 + (b >> 4) % 3);
-  }
-
-  void Disarm() { Arm(0, 0); }
-
-  void Arm(int kind, int n) {
-    w_.host.FailNextInstances(kind == 0 ? n : 0);
-    w_.host.FailNextMemoryBlocks(kind == 1 ? n : 0);
-    w_.host.FailNextPictures(kind == 2 ? n : 0);
+    reliability::ArmFaults(w_.host, b % 3, 1 + (b >> 4) % 3);
   }
 
   REALobject AnyImage() {
@@ -351,26 +338,13 @@ class Sequence {
   static void Trace(const host::ClassInfo::Member& member, REALobject self,
                     const std::vector<Value>& args) {
     std::fprintf(stderr, "call %s on %p:", member.entry->declaration, static_cast<void*>(self));
-    if (self != nullptr) {
-      try {
-        Ref image = Ref::Retain(self);
-        std::fprintf(stderr, " [");
-        for (const char* name :
-             {"Width", "Height", "ImageFormat", "RowSize", "MappingBlockSize", "TotalSize"}) {
-          std::fprintf(stderr, " %s %lld", name, static_cast<long long>(image.Get<int64_t>(name)));
-        }
-        std::fprintf(stderr, " file '%s'] ", image.Get<std::string>("FilePath").c_str());
-      } catch (const std::exception&) {
-      }
-    }
     for (const Value& v : args) {
-      if (v.type == Value::Type::Double) {
-        std::fprintf(stderr, " %g", v.real);
-      } else if (v.type == Value::Type::Object) {
+      if (v.type == Value::Type::Double) std::fprintf(stderr, " %g", v.real);
+      if (v.type == Value::Type::Object)
         std::fprintf(stderr, " obj %p", static_cast<void*>(v.object));
-      } else if (v.type == Value::Type::String) {
-        std::fprintf(stderr, " str(%zu)", v.text.size());
-      } else {
+      if (v.type == Value::Type::String) std::fprintf(stderr, " str(%zu)", v.text.size());
+      if (v.type != Value::Type::Double && v.type != Value::Type::Object &&
+          v.type != Value::Type::String) {
         std::fprintf(stderr, " %lld", static_cast<long long>(v.integer));
       }
     }

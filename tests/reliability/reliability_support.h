@@ -107,6 +107,19 @@ inline bool UnderAddressSanitizer() {
 #endif
 }
 
+inline std::string Lower(std::string s) {
+  for (char& c : s) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+  return s;
+}
+
+// The next n creations of one kind fail: 0 instances, 1 MemoryBlocks, 2 pictures; any other kind
+// or n = 0 disarms.
+inline void ArmFaults(host::Host& host, int kind, int n) {
+  host.FailNextInstances(kind == 0 ? n : 0);
+  host.FailNextMemoryBlocks(kind == 1 ? n : 0);
+  host.FailNextPictures(kind == 2 ? n : 0);
+}
+
 // What a finished piece of work left in the host: objects, strings, misuse of the interface.
 inline std::string LeftInHost(host::Host& host) {
   std::string left;
