@@ -109,7 +109,6 @@ class FileMappedRecord : public ::testing::Test {
   Host host_;
 };
 
-// Rows keep their data through every remap (tests/host's band walk); here the band positions.
 TEST_F(FileMappedRecord, BandWalk) {
   Ref image = NewMapped(100, 10000);
   ImageClassData* record = ImageData(image.get());
@@ -140,6 +139,20 @@ TEST_F(FileMappedRecord, BandWalk) {
   uint8_t* bottom = GetRowMappingMirrored(record, 0);
   EXPECT_EQ(record->MappingLastRow, 9999);
   EXPECT_EQ(bottom, GetRowMapping(record, 9999));
+
+  // Each row holds its own number in the first and the last bytes of its pixels, through remaps.
+  const int64_t rows[] = {0, 4095, 4096, 7777, 9999};
+  for (int64_t y : rows) {
+    std::memcpy(GetRowMapping(record, y), &y, sizeof y);
+    std::memcpy(GetRowMapping(record, y) + 300 - sizeof y, &y, sizeof y);
+  }
+  for (int64_t i = 4; i >= 0; --i) {
+    int64_t head = 0, tail = 0;
+    std::memcpy(&head, GetRowMapping(record, rows[i]), sizeof head);
+    std::memcpy(&tail, GetRowMapping(record, rows[i]) + 300 - sizeof tail, sizeof tail);
+    EXPECT_EQ(head, rows[i]);
+    EXPECT_EQ(tail, rows[i]);
+  }
 }
 
 TEST_F(FileMappedRecord, RowsOutsideTheFileAreRefused) {
