@@ -84,7 +84,17 @@ TEST_F(Direct2DPictures, DesktopPicturesArePlainBGRABytes) {
   EXPECT_EQ(host_.PictureARGB(picture, 2, 1), 0x44112233u);
 }
 
-TEST_F(HostPictures, ConsolePicturesAreGdImages) {
+class ConsoleHostPictures : public HostPictures {
+ protected:
+  ConsoleHostPictures() : HostPictures({.appKind = AppKind::Console}) {}
+};
+
+// A console application knows no Application class, and its pictures, the plug-in's new ones too,
+// are gd images.
+TEST_F(ConsoleHostPictures, PicturesAreGdImages) {
+  auto objectType = Resolve<pluginObjectTypeProc>("pluginObjectType");
+  EXPECT_EQ(objectType("Application"), nullptr);
+  EXPECT_NE(objectType("ConsoleApplication"), nullptr);
   Ref picture = host_.NewConsolePicture(4, 3);
   host_.SetPictureARGB(picture, 1, 2, 0xFF102030);
   EXPECT_EQ(host_.PictureWord(picture, 1, 2), 0x00102030u);  // gd: 0 is opaque
@@ -107,6 +117,9 @@ TEST_F(HostPictures, ConsolePicturesAreGdImages) {
   ASSERT_TRUE(lock(palette.get(), &description, pictureGDImagePtr));
   EXPECT_FALSE(gdImageTrueColor(static_cast<gdImagePtr>(description.pictureData)));
   unlock(palette.get());
+  Ref made = Ref::Adopt(Resolve<newPictureProc>("newPicture")(2, 2, 32));
+  EXPECT_TRUE(lock(made.get(), &description, pictureGDImagePtr));
+  unlock(made.get());
 }
 
 TEST_F(HostPictures, OnlyPlainBitmapsLock) {
@@ -191,23 +204,6 @@ TEST_F(HostPictures, PluginMadePicturesAndTheirFailures) {
   Ref alpha = host_.New("Picture", 6, 7);
   EXPECT_TRUE(alpha.Get<bool>("HasAlphaChannel"));
   EXPECT_EQ(alpha.Get<int64_t>("Width"), 6);
-}
-
-class ConsoleHostPictures : public HostPictures {
- protected:
-  ConsoleHostPictures() : HostPictures({.appKind = AppKind::Console}) {}
-};
-
-TEST_F(ConsoleHostPictures, ApplicationKindAndNewPictures) {
-  auto objectType = Resolve<pluginObjectTypeProc>("pluginObjectType");
-  EXPECT_EQ(objectType("Application"), nullptr);
-  EXPECT_NE(objectType("ConsoleApplication"), nullptr);
-  EXPECT_NE(objectType("MemoryBlock"), nullptr);
-  Ref picture = Ref::Adopt(Resolve<newPictureProc>("newPicture")(2, 2, 32));
-  REALpictureDescription description{};
-  auto lock = Resolve<REALLockPictureDescriptionProc>("REALLockPictureDescription");
-  EXPECT_TRUE(lock(picture.get(), &description, pictureGDImagePtr));
-  Resolve<unlockPictureDescriptionProc>("unlockPictureDescription")(picture.get());
 }
 
 }  // namespace

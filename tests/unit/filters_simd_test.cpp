@@ -312,37 +312,29 @@ class FilterLevels : public StaticPluginTest {
 };
 
 TEST_F(FilterLevels, PointFiltersInEveryFormat) {
+  using Filter = REALobject (*)(REALobject, REALobject);
+  const std::pair<const char*, Filter> filters[] = {
+      {"GammaFilterRGBA",
+       [](REALobject s, REALobject d) { return GammaFilterRGBA(s, d, 2.2, 0.7, 1.3, 3.0); }},
+      {"GammaFilterGA", [](REALobject s, REALobject d) { return GammaFilterGA(s, d, 0.45, 1.8); }},
+      {"GammaFilterRGB, green a copy,",
+       [](REALobject s, REALobject d) { return GammaFilterRGB(s, d, 1.5, 1.0, 0.8); }},
+      {"GainFilter", [](REALobject s, REALobject d) { return GainFilter(s, d, 0.3, 0.6); }},
+      {"SolarizeFilter", [](REALobject s, REALobject d) { return SolarizeFilter(s, d); }},
+  };
   uint32_t seed = 1;
   for (int64_t format : kFormats) {
-    auto run = [](auto member) {
-      return [member](std::vector<Ref>& images) {
-        Ref result = Ref::Adopt(member(images[0].get(), images[1].get()));
-        // Nil only where a 16-bit source is refused.
-        if (result) {
-          ASSERT_EQ(result.get(), images[1].get());
-        }
-      };
-    };
-    std::string name = "format " + std::to_string(format);
-    ExpectSameAtEveryLevel(Pair(format, seed++), run([](REALobject s, REALobject d) {
-                             return GammaFilterRGBA(s, d, 2.2, 0.7, 1.3, 3.0);
-                           }),
-                           "GammaFilterRGBA " + name);
-    ExpectSameAtEveryLevel(Pair(format, seed++), run([](REALobject s, REALobject d) {
-                             return GammaFilterGA(s, d, 0.45, 1.8);
-                           }),
-                           "GammaFilterGA " + name);
-    ExpectSameAtEveryLevel(Pair(format, seed++), run([](REALobject s, REALobject d) {
-                             return GammaFilterRGB(s, d, 1.5, 1.0, 0.8);
-                           }),
-                           "GammaFilterRGB, green a copy, " + name);
-    ExpectSameAtEveryLevel(Pair(format, seed++), run([](REALobject s, REALobject d) {
-                             return GainFilter(s, d, 0.3, 0.6);
-                           }),
-                           "GainFilter " + name);
-    ExpectSameAtEveryLevel(Pair(format, seed++),
-                           run([](REALobject s, REALobject d) { return SolarizeFilter(s, d); }),
-                           "SolarizeFilter " + name);
+    for (const auto& [name, filter] : filters) {
+      ExpectSameAtEveryLevel(
+          Pair(format, seed++),
+          [filter = filter](std::vector<Ref>& images) {
+            Ref result = Ref::Adopt(filter(images[0].get(), images[1].get()));
+            if (result) {  // nil only where a 16-bit source is refused
+              ASSERT_EQ(result.get(), images[1].get());
+            }
+          },
+          std::string(name) + " format " + std::to_string(format));
+    }
   }
 }
 

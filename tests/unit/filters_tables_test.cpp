@@ -300,23 +300,4 @@ TEST_F(FilterUnits, FrameLogsInOrder) {
   EXPECT_EQ(host_.LiveObjects("PictureXQT"), 5);
 }
 
-TEST_F(FilterUnits, DitherAlphaLikeTheColours) {
-  Ref ga = NewImage(4, 4, kGA);
-  ImageClassData* data = ImageData(ga.get());
-  for (int64_t y = 0; y < 4; ++y) {
-    for (int64_t x = 0; x < 4; ++x) {
-      data->GetRow(data, y)[x * 2 + data->GrayOffset] = 128;
-      data->GetRow(data, y)[x * 2 + data->AlphaOffset] = 128;
-    }
-  }
-  Ref result = Ref::Adopt(DitherFilter(ga.get(), nullptr, 1, 2));
-  ImageClassData* out = ImageData(result.get());
-  for (int64_t y = 0; y < 4; ++y) {
-    for (int64_t x = 0; x < 4; ++x) {
-      uint8_t* pixel = out->GetRow(out, y) + x * 2;
-      EXPECT_EQ(pixel[out->GrayOffset], pixel[out->AlphaOffset]);
-    }
-  }
-}
-
 }  // namespace
