@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <mutex>
 #include <thread>
@@ -22,12 +23,10 @@ using Slice = std::tuple<int64_t, int64_t, int64_t, int>;  // index, first, last
 struct Recorder {
   std::mutex mutex;
   std::vector<Slice> slices;
-  std::chrono::milliseconds sleep{0};
 };
 
 void Record(int64_t first, int64_t last, int64_t index, int8_t flag, const void* context) {
   auto* recorder = static_cast<Recorder*>(const_cast<void*>(context));
-  if (recorder->sleep.count() > 0) std::this_thread::sleep_for(recorder->sleep);
   std::lock_guard<std::mutex> lock(recorder->mutex);
   recorder->slices.emplace_back(index, first, last, flag);
 }
@@ -91,14 +90,21 @@ TEST_F(RunThreadsTest, LogsEachSliceAndTheWait) {
   }
 }
 
+// The worker finishes only once the host has had ten turns, which can come only from the caller's
+// wait; the cap keeps a wait that never yields from hanging the suite.
 TEST_F(RunThreadsTest, TheHostGetsTurnsWhileTheCallerWaits) {
-  Recorder recorder;
-  recorder.sleep = std::chrono::milliseconds(40);
-  int64_t before = host_.YieldCount();
-  RunThreads(1, 1, &recorder, &Record);
-  // One turn before the wait and one at least every millisecond of it.
-  EXPECT_GE(host_.YieldCount() - before, 10);
-  EXPECT_EQ(recorder.slices.size(), 1u);
+  std::atomic<int64_t> turns{0};
+  host_.OnYield([&] { turns.fetch_add(1); });
+  auto waitForTurns = [](int64_t, int64_t, int64_t, int8_t, const void* context) {
+    const auto& seen = *static_cast<const std::atomic<int64_t>*>(context);
+    const auto cap = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (seen.load() < 10 && std::chrono::steady_clock::now() < cap) {
+      std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+  };
+  RunThreads(1, 1, &turns, waitForTurns);
+  host_.OnYield(nullptr);
+  EXPECT_GE(turns.load(), 10);
 }
 
 }  // namespace
