@@ -204,6 +204,16 @@ TEST_F(FileMappedRecord, MapInRows) {
   EXPECT_FALSE(MapInRows(image.get(), 5, 2));
   EXPECT_TRUE(log.Logged("last before first?"));
   EXPECT_FALSE(MapInRows(nullptr, 0, 1));
+  EXPECT_EQ(GetMemBlockSize(nullptr, 0), 0);
+
+  // Rows that are not whole pages: the band grows a page at a time until it has as many rows as
+  // were asked for (starting two rows early, as above).
+  Ref odd = NewMapped(1000, 10000, kMiB16);
+  ImageClassData* oddRecord = ImageData(odd.get());
+  ASSERT_TRUE(oddRecord->Valid);
+  EXPECT_TRUE(MapInRows(odd.get(), 1001, 7000));
+  EXPECT_GE(oddRecord->MappingRows, 6000);
+  EXPECT_EQ(oddRecord->MappingFirstRow, 999);
 }
 
 TEST_F(FileMappedRecord, ViewOverTheParentsFile) {

@@ -36,8 +36,10 @@ TEST(ScaleFilters, KernelsAtHandWorkedPoints) {
     double x, k;
   };
   // Triangle 1 - x; box 1 up to one half; Lanczos sinc(x) sinc(x / a), zero at the integers and
-  // (2 / pi)(3 / pi) at one half for a = 3; Mitchell (16/3) / 6 at 0 and (1/3) / 6 at 1; the two
-  // cubics 1 at 0 and 0 at the integers, and ((1.25 x - 2.25) x) x + 1 at one half.
+  // past a, (2 / pi)(3 / pi) at one half for a = 3; Mitchell (16/3) / 6 at 0, (77/24) / 6 at one
+  // half, (1/3) / 6 at 1 and (-5/24) / 6 at 1.5; the two cubics 1 at 0 and 0 at the integers;
+  // Poly3 ((1.25 x - 2.25) x) x + 1 at one half and -3/32 at 1.5; Cubic 7/12, -3/32 and 1/96 at
+  // 0.5, 1.5 and 2.5.
   const Point points[] = {
       {1, 0, 1},
       {1, 0.25, 0.75},
@@ -48,19 +50,27 @@ TEST(ScaleFilters, KernelsAtHandWorkedPoints) {
       {3, 0.5, 6 / (kPi * kPi)},
       {3, 1, 0},
       {3, 3, 0},
+      {3, 3.5, 0},
       {4, 0, 1},
       {4, 2, 0},
       {4, 8, 0},
+      {4, 8.5, 0},
       {5, 0, 8.0 / 9},
+      {5, 0.5, 77.0 / 144},
       {5, 1, 1.0 / 18},
+      {5, 1.5, -5.0 / 144},
       {5, 2, 0},
       {6, 0, 1},
       {6, 0.5, 0.59375},
       {6, 1, 0},
+      {6, 1.5, -0.09375},
       {6, 2, 0},
       {7, 0, 1},
+      {7, 0.5, 7.0 / 12},
       {7, 1, 0},
+      {7, 1.5, -0.09375},
       {7, 2, 0},
+      {7, 2.5, 1.0 / 96},
       {7, 3, 0},
   };
   for (const Point& p : points) {
