@@ -206,14 +206,14 @@ TEST_F(FileMappedRecord, MapInRows) {
   EXPECT_FALSE(MapInRows(nullptr, 0, 1));
   EXPECT_EQ(GetMemBlockSize(nullptr, 0), 0);
 
-  // Rows that are not whole pages: the band grows a page at a time until it has as many rows as
-  // were asked for (starting two rows early, as above).
-  Ref odd = NewMapped(1000, 10000, kMiB16);
-  ImageClassData* oddRecord = ImageData(odd.get());
-  ASSERT_TRUE(oddRecord->Valid);
-  EXPECT_TRUE(MapInRows(odd.get(), 1001, 7000));
-  EXPECT_GE(oddRecord->MappingRows, 6000);
-  EXPECT_EQ(oddRecord->MappingFirstRow, 999);
+  // A span that is not a whole number of allocation units (64 KB on Windows): the band grows a
+  // unit at a time until it has as many rows as were asked for (starting two rows early).
+  Ref tall = NewMapped(1000, 10000, kMiB16);
+  ImageClassData* tallRecord = ImageData(tall.get());
+  ASSERT_TRUE(tallRecord->Valid);
+  EXPECT_TRUE(MapInRows(tall.get(), 1001, 7004));
+  EXPECT_GE(tallRecord->MappingRows, 6004);
+  EXPECT_EQ(tallRecord->MappingFirstRow, 999);
 }
 
 TEST_F(FileMappedRecord, ViewOverTheParentsFile) {
