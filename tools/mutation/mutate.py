@@ -7,9 +7,8 @@ Each mutant changes one place of one file: a comparison flipped (< and >=, > and
 an integer constant moved by one, or a statement line dropped. The file is rebuilt in the given
 build folder (configured by `bash tools/setup.sh test`), the whole suite runs, and the mutant is
 killed when the build or any test fails (a test that runs past 60 s fails; the run stops at the
-first failure). The file is put back at the end and on an interrupt (Ctrl-C), but not when the
-script is killed. Mutants are listed in
-a fixed order and sampled with the seed, so two runs with the same seed and limit try the same
+first failure, which is printed with the mutant). The file is put back at the end and on an
+interrupt (Ctrl-C), but not when the script is killed. Mutants are listed in a fixed order and sampled with the seed, so two runs with the same seed and limit try the same
 mutants. Debug lines are never dropped, since they do not change what the code does."""
 import argparse
 import random
@@ -69,6 +68,15 @@ def run(command):
     return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode
 
 
+def first_failure(build):
+    """The name of the first test the last run saw fail, from ctest's own record."""
+    try:
+        with open(f"{build}/Testing/Temporary/LastTestsFailed.log") as log:
+            return log.readline().strip().split(":", 1)[-1] or "?"
+    except OSError:
+        return "?"
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--build", default="build")
@@ -94,6 +102,7 @@ def main():
                 suite = ["ctest", "--test-dir", args.build, "-j2", "--timeout", "60", "--stop-on-failure"]
                 if run(suite) != 0:
                     killed += 1
+                    print(f"  killed {path}:{what} by {first_failure(args.build)}", flush=True)
                 else:
                     survived += 1
                     print(f"  survived {path}:{what}", flush=True)
