@@ -8,8 +8,9 @@ an integer constant moved by one, or a statement line dropped. The file is rebui
 build folder (configured by `bash tools/setup.sh test`), the whole suite runs, and the mutant is
 killed when the build or any test fails (a test that runs past 60 s fails; the run stops at the
 first failure, which is printed with the mutant). The file is put back at the end and on an
-interrupt (Ctrl-C), but not when the script is killed. Mutants are listed in a fixed order and sampled with the seed, so two runs with the same seed and limit try the same
-mutants. Debug lines are never dropped, since they do not change what the code does."""
+interrupt (Ctrl-C), but not when the script is killed. Mutants are listed in a fixed order and
+sampled with the seed, so two runs with the same seed and limit try the same mutants. Debug lines
+are never dropped, since they do not change what the code does."""
 import argparse
 import random
 import re
