@@ -4,8 +4,9 @@
 #include <cstdint>
 
 struct YieldData {
-  // The application's interval: ticks of 1/60 s when positive, otherwise -YieldTicks milliseconds
-  // (so 0 yields at every call).
+  // The application's interval: ticks of 1/60 s when positive, otherwise -YieldTicks milliseconds.
+  // DoYield yields at every call for 0, but the row loops call it only for a non-zero interval, so
+  // 0 means the host gets no turns.
   int64_t YieldTicks;
   // Time of the last yield, in the unit YieldTicks selects.
   int64_t LastYield;
