@@ -352,19 +352,20 @@ TEST_F(FilterLevels, EveryFilterInEveryFormat) {
   }
   const double inf = std::numeric_limits<double>::infinity();
   const double nan = std::numeric_limits<double>::quiet_NaN();
-  for (auto [amount, threshold] :
+  for (const auto& c :
        {std::pair{0.6, 3}, {-0.4, 0}, {2.5, 40}, {1e308, 1}, {inf, 2}, {-inf, 0}, {nan, 0}}) {
-    filters.emplace_back("unsharp " + std::to_string(amount),
-                         [=](REALobject s, REALobject d, int64_t format) {
-                           return UnsharpFilter(d, s, amount, threshold) == (format != 41);
-                         });
+    filters.emplace_back(
+        "unsharp " + std::to_string(c.first),
+        [amount = c.first, threshold = c.second](REALobject s, REALobject d, int64_t format) {
+          return UnsharpFilter(d, s, amount, threshold) == (format != 41);
+        });
   }
   uint32_t seed = 1;
   for (int64_t format : kFormats) {
     for (const auto& [name, filter] : filters) {
       ExpectSameAtEveryLevel(
           Pair(format, seed++),
-          [&, &filter = filter](std::vector<Ref>& images) {
+          [&, &name = name, &filter = filter](std::vector<Ref>& images) {
             EXPECT_TRUE(filter(images[0].get(), images[1].get(), format)) << name;
           },
           name + " format " + std::to_string(format));
