@@ -316,8 +316,7 @@ class FilterLevels : public StaticPluginTest {
 
 // Each filter on a random pair of every format, at every level: the point filters, the dither
 // with every matrix (level counts past a byte too), and the unsharp filter with finite factors
-// (the formula) and overflowing, infinite or NaN ones (the table). Only 16-bit sources are
-// refused.
+// (the formula) and overflowing, infinite or NaN ones (the table).
 TEST_F(FilterLevels, EveryFilterInEveryFormat) {
   using Filter = std::function<bool(REALobject, REALobject, int64_t format)>;
   // Each filter says whether it answered as it should: a point filter with its dest or nil, the
