@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "composite/blend_with_mask.h"
@@ -44,7 +46,12 @@ ImageClassData Layout(int64_t format) {
 
 struct Rectangle {
   int64_t x, y, width, height, sourceX, sourceY;
+  bool operator==(const Rectangle&) const = default;
 };
+std::ostream& operator<<(std::ostream& out, const Rectangle& r) {
+  return out << r.x << ", " << r.y << ", " << r.width << ", " << r.height << ", " << r.sourceX
+             << ", " << r.sourceY;
+}
 
 // FixRectangleSource against a destination of 30 x 20 and a source of 25 x 15.
 Rectangle Fixed(Rectangle r) {
@@ -53,15 +60,6 @@ Rectangle Fixed(Rectangle r) {
   dest.Height = 20;
   FixRectangleSource(&dest, r.x, r.y, r.width, r.height, r.sourceX, r.sourceY, 25, 15);
   return r;
-}
-
-void ExpectRectangle(const Rectangle& got, const Rectangle& want) {
-  EXPECT_EQ(got.x, want.x);
-  EXPECT_EQ(got.y, want.y);
-  EXPECT_EQ(got.width, want.width);
-  EXPECT_EQ(got.height, want.height);
-  EXPECT_EQ(got.sourceX, want.sourceX);
-  EXPECT_EQ(got.sourceY, want.sourceY);
 }
 
 bool Empty(const Rectangle& r) { return r.width < 1 || r.height < 1; }
@@ -81,7 +79,7 @@ TEST(FixRectangleSource, CutToBothImages) {
       {{26, 17, 10, 10, 0, 0}, {26, 17, 4, 3, 0, 0}},
       {{0, 0, 30, 20, 10, 5}, {0, 0, 15, 10, 10, 5}},
   };
-  for (const auto& c : cases) ExpectRectangle(Fixed(c[0]), c[1]);
+  for (const auto& c : cases) EXPECT_EQ(Fixed(c[0]), c[1]);
   // Flipped into negative space and then cut to nothing; past the source's right edge.
   EXPECT_TRUE(Empty(Fixed({-5, 0, -3, 5, 0, 0})));
   EXPECT_TRUE(Empty(Fixed({0, 0, 5, 5, 25, 0})));
@@ -124,17 +122,13 @@ int64_t MinOffsetOf(int64_t format) {
 }
 
 TEST(GetMinOffset, SmallestPresentOffsetOrMinusOne) {
-  EXPECT_EQ(MinOffsetOf(ImageFormatRGB), 0);
-  EXPECT_EQ(MinOffsetOf(ImageFormatXRGB), 1);  // the padding byte is no channel
-  EXPECT_EQ(MinOffsetOf(ImageFormatXBGR), 1);
-  EXPECT_EQ(MinOffsetOf(ImageFormatABGR), 0);  // alpha first
-  EXPECT_EQ(MinOffsetOf(ImageFormatAG), 0);
-  EXPECT_EQ(MinOffsetOf(ImageFormat3of3), 2);
-  EXPECT_EQ(MinOffsetOf(ImageFormat4of4), 3);
-  // CMYK offsets are not looked at, and a raw buffer has no channel.
-  EXPECT_EQ(MinOffsetOf(ImageFormatCMYK), -1);
-  EXPECT_EQ(MinOffsetOf(ImageFormatXCMYK), -1);
-  EXPECT_EQ(MinOffsetOf(ImageFormatBuffer), -1);
+  // The padding byte is no channel; alpha may come first; CMYK offsets are not looked at, and a
+  // raw buffer has no channel.
+  const std::pair<int64_t, int64_t> cases[] = {
+      {ImageFormatRGB, 0},    {ImageFormatXRGB, 1},   {ImageFormatXBGR, 1}, {ImageFormatABGR, 0},
+      {ImageFormatAG, 0},     {ImageFormat3of3, 2},   {ImageFormat4of4, 3}, {ImageFormatCMYK, -1},
+      {ImageFormatXCMYK, -1}, {ImageFormatBuffer, -1}};
+  for (auto [format, offset] : cases) EXPECT_EQ(MinOffsetOf(format), offset) << format;
 
   // A clip's offsets, moved by its x, and an alpha alone in front.
   ImageClassData clip = Layout(ImageFormatBGRA);

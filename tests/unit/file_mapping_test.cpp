@@ -45,41 +45,31 @@ TEST(MappingBlockSize, FloorCapAndFiveRows) {
   AllocationGranularity = kPage;
   LogCapture log;
 
-  // Any request below the floor gives 16 MiB on an image larger than that.
-  ImageClassData large = SizedRecord(kPage, 10000);
-  setMemBlockSize(&large, 1);
-  EXPECT_EQ(large.MappingBlockSize, kMiB16);
-  EXPECT_EQ(large.MappingRows, 4096);
-  // Whole pages only: a request just above the floor is cut to a page multiple.
-  setMemBlockSize(&large, kMiB16 + kPage + 100);
-  EXPECT_EQ(large.MappingBlockSize, kMiB16 + kPage);
-  EXPECT_EQ(large.MappingRows, 4097);
-
-  // The band never exceeds the file.
-  ImageClassData small = SizedRecord(kPage, 20);
-  setMemBlockSize(&small, 1);
-  EXPECT_EQ(small.MappingBlockSize, 20 * kPage);
-  EXPECT_EQ(small.MappingRows, 20);
+  struct Case {
+    int64_t rowSize, height, request, blockSize, rows;
+  };
+  const Case cases[] = {
+      // Any request below the floor gives 16 MiB on an image larger than that.
+      {kPage, 10000, 1, kMiB16, 4096},
+      // Whole pages only: a request just above the floor is cut to a page multiple.
+      {kPage, 10000, kMiB16 + kPage + 100, kMiB16 + kPage, 4097},
+      // The band never exceeds the file ...
+      {kPage, 20, 1, 20 * kPage, 20},
+      // ... unless the image has fewer than five rows.
+      {3 * kPage, 2, 1, 15 * kPage, 5},
+      // Five rows of an in-memory image are rounded up to a whole page.
+      {64, 10, 0, kPage, kPage / 64},
+      // Rows of an uneven page count: the rows that fit whole.
+      {3 * kPage, 10000, -5, kMiB16, kMiB16 / (3 * kPage)},
+  };
+  for (const Case& c : cases) {
+    ImageClassData image = SizedRecord(c.rowSize, c.height);
+    setMemBlockSize(&image, c.request);
+    EXPECT_EQ(image.MappingBlockSize, c.blockSize) << c.rowSize << " x " << c.height;
+    EXPECT_EQ(image.MappingRows, c.rows) << c.rowSize << " x " << c.height;
+  }
   EXPECT_TRUE(log.Logged("Size too big, so reduce."));
-
-  // ... unless the image has fewer than five rows.
-  ImageClassData tiny = SizedRecord(3 * kPage, 2);
-  setMemBlockSize(&tiny, 1);
-  EXPECT_EQ(tiny.MappingBlockSize, 15 * kPage);
-  EXPECT_EQ(tiny.MappingRows, 5);
   EXPECT_TRUE(log.Logged("Size too big, so enlarge to 5 rows."));
-
-  // Five rows of an in-memory image are rounded up to a whole page.
-  ImageClassData memoryRows = SizedRecord(64, 10);
-  setMemBlockSize(&memoryRows, 0);
-  EXPECT_EQ(memoryRows.MappingBlockSize, kPage);
-  EXPECT_EQ(memoryRows.MappingRows, kPage / 64);
-
-  // Rows of an uneven page count: the rows that fit whole.
-  ImageClassData wide = SizedRecord(3 * kPage, 10000);
-  setMemBlockSize(&wide, -5);
-  EXPECT_EQ(wide.MappingBlockSize, kMiB16);
-  EXPECT_EQ(wide.MappingRows, kMiB16 / (3 * kPage));
 
   // A record without rows is left alone rather than divided by zero.
   ImageClassData empty{};

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <limits>
+#include <string>
 #include <vector>
 
 #include "filters/dither.h"
@@ -39,14 +41,10 @@ class FilterUnits : public StaticPluginTest {
     return data->GetRow(data, value / 16)[(value % 16) * data->PixelSize + offset];
   }
 
-  // The captured lines without their line ends.
-  static std::vector<std::string> Lines(const LogCapture& log) {
-    std::vector<std::string> lines;
-    for (std::string line : log.lines()) {
-      if (!line.empty() && line.back() == '\n') line.pop_back();
-      lines.push_back(line);
-    }
-    return lines;
+  // The captured lines as debug lines of these texts.
+  static std::vector<std::string> Debug(std::vector<std::string> texts) {
+    for (std::string& text : texts) text = "XQT Debug: " + text + "\n";
+    return texts;
   }
 };
 
@@ -259,43 +257,30 @@ TEST_F(FilterUnits, FrameLogsInOrder) {
   Ref wide = NewImage(4, 2, 41);
   Ref small = NewImage(3, 2, kRGB);
   Ref other = NewImage(4, 2, kRGB);
-  {
+  struct Case {
+    std::function<void()> run;
+    std::vector<std::string> lines;
+  };
+  const Case cases[] = {
+      {[&] { Ref result = Ref::Adopt(SolarizeFilter(source.get(), dest.get())); },
+       {"SolarizeFilter", "StartImage ok", "dest", "SolarizeFilterRGB"}},
+      {[&] { EXPECT_EQ(GainFilter(wide.get(), nullptr, 0.25, 0.5), nullptr); },
+       {"GainFilter 250.000000, 500.000000", "BitsPerComponent > 8 not supported."}},
+      {[&] {
+         EXPECT_EQ(DitherFilter(source.get(), small.get(), 1, 2), nullptr);
+         EXPECT_EQ(DitherFilter(source.get(), dest.get(), 1, 1), nullptr);
+       },
+       {"DitherFilter", "StartImage ok", "dest", "DitherFilterRGB", "dest smaller than source",
+        "DitherFilter", "StartImage ok", "dest", "DitherFilterRGB",
+        "Levels below 2 not supported. 1"}},
+      {[&] { EXPECT_TRUE(UnsharpFilter(source.get(), other.get(), 0.5, 3)); },
+       {"unsharpFilter", "pAmount 0.500000", "pThreshold 3", "StartImage ok", "StartImage ok",
+        "unsharpFilterRGB"}},
+  };
+  for (const Case& c : cases) {
     LogCapture log;
-    Ref result = Ref::Adopt(SolarizeFilter(source.get(), dest.get()));
-    std::vector<std::string> want = {"XQT Debug: SolarizeFilter", "XQT Debug: StartImage ok",
-                                     "XQT Debug: dest", "XQT Debug: SolarizeFilterRGB"};
-    EXPECT_EQ(Lines(log), want);
-  }
-  {
-    LogCapture log;
-    EXPECT_EQ(GainFilter(wide.get(), nullptr, 0.25, 0.5), nullptr);
-    std::vector<std::string> want = {"XQT Debug: GainFilter 250.000000, 500.000000",
-                                     "XQT Debug: BitsPerComponent > 8 not supported."};
-    EXPECT_EQ(Lines(log), want);
-  }
-  {
-    LogCapture log;
-    EXPECT_EQ(DitherFilter(source.get(), small.get(), 1, 2), nullptr);
-    EXPECT_EQ(DitherFilter(source.get(), dest.get(), 1, 1), nullptr);
-    std::vector<std::string> want = {"XQT Debug: DitherFilter",
-                                     "XQT Debug: StartImage ok",
-                                     "XQT Debug: dest",
-                                     "XQT Debug: DitherFilterRGB",
-                                     "XQT Debug: dest smaller than source",
-                                     "XQT Debug: DitherFilter",
-                                     "XQT Debug: StartImage ok",
-                                     "XQT Debug: dest",
-                                     "XQT Debug: DitherFilterRGB",
-                                     "XQT Debug: Levels below 2 not supported. 1"};
-    EXPECT_EQ(Lines(log), want);
-  }
-  {
-    LogCapture log;
-    EXPECT_TRUE(UnsharpFilter(source.get(), other.get(), 0.5, 3));
-    std::vector<std::string> want = {"XQT Debug: unsharpFilter", "XQT Debug: pAmount 0.500000",
-                                     "XQT Debug: pThreshold 3",  "XQT Debug: StartImage ok",
-                                     "XQT Debug: StartImage ok", "XQT Debug: unsharpFilterRGB"};
-    EXPECT_EQ(Lines(log), want);
+    c.run();
+    EXPECT_EQ(log.lines(), Debug(c.lines));
   }
   EXPECT_EQ(host_.LiveObjects("PictureXQT"), 5);
 }

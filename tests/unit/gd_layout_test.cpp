@@ -9,25 +9,20 @@
 
 namespace {
 
-#define EXPECT_SAME_OFFSET(field) \
-  EXPECT_EQ(offsetof(gdImagePrefix, field), offsetof(gdImage, field)) << #field
+// A field's name, its offset in our prefix and in gd's own image.
+struct Field {
+  const char* name;
+  size_t ours, gds;
+};
+#define G(field) \
+  Field { #field, offsetof(gdImagePrefix, field), offsetof(gdImage, field) }
 
 TEST(GdLayout, EveryFieldSitsWhereGdPutsIt) {
-  EXPECT_SAME_OFFSET(pixels);
-  EXPECT_SAME_OFFSET(sx);
-  EXPECT_SAME_OFFSET(sy);
-  EXPECT_SAME_OFFSET(colorsTotal);
-  EXPECT_SAME_OFFSET(red);
-  EXPECT_SAME_OFFSET(transparent);
-  EXPECT_SAME_OFFSET(brush);
-  EXPECT_SAME_OFFSET(tileColorMap);
-  EXPECT_SAME_OFFSET(style);
-  EXPECT_SAME_OFFSET(thick);
-  EXPECT_SAME_OFFSET(alpha);
-  EXPECT_SAME_OFFSET(trueColor);
-  EXPECT_SAME_OFFSET(tpixels);
-  EXPECT_SAME_OFFSET(alphaBlendingFlag);
-  EXPECT_SAME_OFFSET(saveAlphaFlag);
+  for (const Field& f : {G(pixels), G(sx), G(sy), G(colorsTotal), G(red), G(transparent), G(brush),
+                         G(tileColorMap), G(style), G(thick), G(alpha), G(trueColor), G(tpixels),
+                         G(alphaBlendingFlag), G(saveAlphaFlag)}) {
+    EXPECT_EQ(f.ours, f.gds) << f.name;
+  }
   EXPECT_LE(sizeof(gdImagePrefix), sizeof(gdImage));
 }
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <initializer_list>
 #include <iterator>
 #include <set>
 #include <string>
@@ -15,134 +16,59 @@
 
 namespace {
 
+// A field's name, its offset here and the offset the host reads it at.
 struct Field {
   const char* name;
-  size_t actual;
-  size_t documented;
+  size_t actual, documented;
 };
 
-#define XQT_AT(Record, Member, Offset) \
-  { #Record "." #Member, offsetof(Record, Member), Offset }
-#define XQT_SIZE(Record, Size) \
-  { #Record, sizeof(Record), Size }
+// A record's size (0: not pinned, the host reads a prefix) and its fields in declaration order.
+template <class R>
+void ExpectLayout(const char* record, size_t size, std::initializer_list<Field> fields) {
+  EXPECT_TRUE(size == 0 || sizeof(R) == size) << record << " is " << sizeof(R) << " bytes";
+  for (const Field& field : fields) {
+    EXPECT_EQ(field.actual, field.documented) << record << "." << field.name;
+  }
+}
+#define F(member, offset) \
+  Field { #member, offsetof(R, member), offset }
+#define XQT_LAYOUT(Record, size, ...)              \
+  [] {                                             \
+    using R = Record;                              \
+    ExpectLayout<R>(#Record, size, {__VA_ARGS__}); \
+  }()
 
 TEST(HostInterface, RecordsMatchTheHostsLayout) {
-  const Field fields[] = {
-      XQT_SIZE(REALclassDefinition, 232),
-      XQT_AT(REALclassDefinition, version, 0),
-      XQT_AT(REALclassDefinition, name, 8),
-      XQT_AT(REALclassDefinition, superName, 16),
-      XQT_AT(REALclassDefinition, dataSize, 24),
-      XQT_AT(REALclassDefinition, forSystemUse, 32),
-      XQT_AT(REALclassDefinition, constructor, 40),
-      XQT_AT(REALclassDefinition, destructor, 48),
-      XQT_AT(REALclassDefinition, properties, 56),
-      XQT_AT(REALclassDefinition, propertyCount, 64),
-      XQT_AT(REALclassDefinition, methods, 72),
-      XQT_AT(REALclassDefinition, methodCount, 80),
-      XQT_AT(REALclassDefinition, events, 88),
-      XQT_AT(REALclassDefinition, eventCount, 96),
-      XQT_AT(REALclassDefinition, eventInstances, 104),
-      XQT_AT(REALclassDefinition, eventInstanceCount, 112),
-      XQT_AT(REALclassDefinition, interfaces, 120),
-      XQT_AT(REALclassDefinition, attributes, 128),
-      XQT_AT(REALclassDefinition, attributeCount, 136),
-      XQT_AT(REALclassDefinition, constants, 144),
-      XQT_AT(REALclassDefinition, constantCount, 152),
-      XQT_AT(REALclassDefinition, mFlags, 160),
-      XQT_AT(REALclassDefinition, sharedProperties, 168),
-      XQT_AT(REALclassDefinition, sharedPropertyCount, 176),
-      XQT_AT(REALclassDefinition, sharedMethods, 184),
-      XQT_AT(REALclassDefinition, sharedMethodCount, 192),
-      XQT_AT(REALclassDefinition, delegates, 200),
-      XQT_AT(REALclassDefinition, delegateCount, 208),
-      XQT_AT(REALclassDefinition, enums, 216),
-      XQT_AT(REALclassDefinition, enumCount, 224),
-
-      XQT_SIZE(REALproperty, 96),
-      XQT_AT(REALproperty, group, 0),
-      XQT_AT(REALproperty, name, 8),
-      XQT_AT(REALproperty, type, 16),
-      XQT_AT(REALproperty, flags, 24),
-      XQT_AT(REALproperty, getter, 32),
-      XQT_AT(REALproperty, setter, 40),
-      XQT_AT(REALproperty, param, 48),
-      XQT_AT(REALproperty, editor, 56),
-      XQT_AT(REALproperty, enumCount, 64),
-      XQT_AT(REALproperty, enumEntries, 72),
-      XQT_AT(REALproperty, attributeCount, 80),
-      XQT_AT(REALproperty, attributes, 88),
-
-      XQT_SIZE(REALmethodDefinition, 48),
-      XQT_AT(REALmethodDefinition, function, 0),
-      XQT_AT(REALmethodDefinition, setterFunction, 8),
-      XQT_AT(REALmethodDefinition, declaration, 16),
-      XQT_AT(REALmethodDefinition, mFlags, 24),
-      XQT_AT(REALmethodDefinition, attributeCount, 32),
-      XQT_AT(REALmethodDefinition, attributes, 40),
-
-      XQT_SIZE(REALevent, 32),
-      XQT_AT(REALevent, declaration, 0),
-      XQT_AT(REALevent, forSystemUse, 8),
-      XQT_AT(REALevent, attributeCount, 16),
-      XQT_AT(REALevent, attributes, 24),
-
-      XQT_SIZE(REALeventInstance, 16),
-      XQT_AT(REALeventInstance, name, 0),
-      XQT_AT(REALeventInstance, implementation, 8),
-
-      XQT_SIZE(REALconstant, 40),
-      XQT_AT(REALconstant, declaration, 0),
-      XQT_AT(REALconstant, reserved1, 8),
-      XQT_AT(REALconstant, mFlags, 16),
-      XQT_AT(REALconstant, attributeCount, 24),
-      XQT_AT(REALconstant, attributes, 32),
-
-      XQT_SIZE(REALattribute, 16),
-      XQT_AT(REALattribute, mName, 0),
-      XQT_AT(REALattribute, mValue, 8),
-
-      XQT_SIZE(REALdelegate, 32),
-      XQT_AT(REALdelegate, declaration, 0),
-      XQT_AT(REALdelegate, mFlags, 8),
-      XQT_AT(REALdelegate, attributeCount, 16),
-      XQT_AT(REALdelegate, attributes, 24),
-
-      XQT_SIZE(REALenum, 56),
-      XQT_AT(REALenum, name, 0),
-      XQT_AT(REALenum, type, 8),
-      XQT_AT(REALenum, mFlags, 16),
-      XQT_AT(REALenum, fields, 24),
-      XQT_AT(REALenum, numFields, 32),
-      XQT_AT(REALenum, attributeCount, 40),
-      XQT_AT(REALenum, attributes, 48),
-
-      XQT_SIZE(REALpictureDescription, 32),
-      XQT_AT(REALpictureDescription, pictureType, 0),
-      XQT_AT(REALpictureDescription, pictureData, 8),
-      XQT_AT(REALpictureDescription, width, 16),
-      XQT_AT(REALpictureDescription, height, 20),
-      XQT_AT(REALpictureDescription, depth, 24),
-      XQT_AT(REALpictureDescription, transparent, 28),
-
-      XQT_SIZE(REALstringData, 40),
-      XQT_AT(REALstringData, data, 0),
-      XQT_AT(REALstringData, length, 8),
-      XQT_AT(REALstringData, encoding, 16),
-      XQT_AT(REALstringData, private1, 24),
-      XQT_AT(REALstringData, private2, 32),
-
-      XQT_AT(gdImagePrefix, pixels, 0),
-      XQT_AT(gdImagePrefix, sx, 8),
-      XQT_AT(gdImagePrefix, sy, 12),
-      XQT_AT(gdImagePrefix, colorsTotal, 16),
-      XQT_AT(gdImagePrefix, trueColor, 7248),
-      XQT_AT(gdImagePrefix, tpixels, 7256),
-      XQT_AT(gdImagePrefix, alphaBlendingFlag, 7264),
-      XQT_AT(gdImagePrefix, saveAlphaFlag, 7268),
-  };
-  for (const Field& field : fields) EXPECT_EQ(field.actual, field.documented) << field.name;
-
+  XQT_LAYOUT(REALclassDefinition, 232, F(version, 0), F(name, 8), F(superName, 16), F(dataSize, 24),
+             F(forSystemUse, 32), F(constructor, 40), F(destructor, 48), F(properties, 56),
+             F(propertyCount, 64), F(methods, 72), F(methodCount, 80), F(events, 88),
+             F(eventCount, 96), F(eventInstances, 104), F(eventInstanceCount, 112),
+             F(interfaces, 120), F(attributes, 128), F(attributeCount, 136), F(constants, 144),
+             F(constantCount, 152), F(mFlags, 160), F(sharedProperties, 168),
+             F(sharedPropertyCount, 176), F(sharedMethods, 184), F(sharedMethodCount, 192),
+             F(delegates, 200), F(delegateCount, 208), F(enums, 216), F(enumCount, 224));
+  XQT_LAYOUT(REALproperty, 96, F(group, 0), F(name, 8), F(type, 16), F(flags, 24), F(getter, 32),
+             F(setter, 40), F(param, 48), F(editor, 56), F(enumCount, 64), F(enumEntries, 72),
+             F(attributeCount, 80), F(attributes, 88));
+  XQT_LAYOUT(REALmethodDefinition, 48, F(function, 0), F(setterFunction, 8), F(declaration, 16),
+             F(mFlags, 24), F(attributeCount, 32), F(attributes, 40));
+  XQT_LAYOUT(REALevent, 32, F(declaration, 0), F(forSystemUse, 8), F(attributeCount, 16),
+             F(attributes, 24));
+  XQT_LAYOUT(REALeventInstance, 16, F(name, 0), F(implementation, 8));
+  XQT_LAYOUT(REALconstant, 40, F(declaration, 0), F(reserved1, 8), F(mFlags, 16),
+             F(attributeCount, 24), F(attributes, 32));
+  XQT_LAYOUT(REALattribute, 16, F(mName, 0), F(mValue, 8));
+  XQT_LAYOUT(REALdelegate, 32, F(declaration, 0), F(mFlags, 8), F(attributeCount, 16),
+             F(attributes, 24));
+  XQT_LAYOUT(REALenum, 56, F(name, 0), F(type, 8), F(mFlags, 16), F(fields, 24), F(numFields, 32),
+             F(attributeCount, 40), F(attributes, 48));
+  XQT_LAYOUT(REALpictureDescription, 32, F(pictureType, 0), F(pictureData, 8), F(width, 16),
+             F(height, 20), F(depth, 24), F(transparent, 28));
+  XQT_LAYOUT(REALstringData, 40, F(data, 0), F(length, 8), F(encoding, 16), F(private1, 24),
+             F(private2, 32));
+  XQT_LAYOUT(gdImagePrefix, 0, F(pixels, 0), F(sx, 8), F(sy, 12), F(colorsTotal, 16),
+             F(trueColor, 7248), F(tpixels, 7256), F(alphaBlendingFlag, 7264),
+             F(saveAlphaFlag, 7268));
   // Scalars: a Boolean is one byte in every record and argument, sizes and counts are 8 bytes.
   EXPECT_EQ(sizeof(RBBoolean), 1u);
   EXPECT_EQ(sizeof(RBInteger), 8u);
@@ -150,34 +76,32 @@ TEST(HostInterface, RecordsMatchTheHostsLayout) {
   EXPECT_EQ(sizeof(REALproc), 8u);
 }
 
+// Each constant beside the value the host gives it, as two lists of one group.
+void ExpectValues(const char* group, std::initializer_list<uint64_t> ours,
+                  std::initializer_list<uint64_t> host) {
+  ASSERT_EQ(ours.size(), host.size()) << group;
+  for (size_t i = 0; i < ours.size(); ++i) {
+    EXPECT_EQ(ours.begin()[i], host.begin()[i]) << group << " entry " << i;
+  }
+}
+
 TEST(HostInterface, FlagsPictureKindsAndEncodingsHaveTheHostsValues) {
-  EXPECT_EQ(REALpropRuntimeOnly, 0x2u);
-  EXPECT_EQ(REALconsoleSafe, 0x4u);
-  EXPECT_EQ(REALconsoleOnly, 0x8u);
-  EXPECT_EQ(REALScopeGlobal, 0x10u);
-  EXPECT_EQ(REALScopePublic, 0x20u);
-  EXPECT_EQ(REALScopeProtected, 0x40u);
-  EXPECT_EQ(REALScopePrivate, 0x80u);
-  EXPECT_EQ(REALwebSafe, 0x100u);
-  EXPECT_EQ(REALdesktopSafe, 0x200u);
-  EXPECT_EQ(REALiOSSafe, 0x400u);
-  EXPECT_EQ(pictureCGBitmapContext, 8u);
-  EXPECT_EQ(pictureGDData, 9u);
-  EXPECT_EQ(pictureGDImagePtr, 10u);
-  EXPECT_EQ(pictureCairoContext, 12u);
-  EXPECT_EQ(pictureD2DBytes, 14u);
-  EXPECT_EQ(kREALPixelRGB, 1u);
-  EXPECT_EQ(kREALPixelBGR, 2u);
-  EXPECT_EQ(kREALPixelXRGB, 3u);
-  EXPECT_EQ(kREALPixelBGRX, 4u);
-  EXPECT_EQ(kREALArrayOfString, 3);
-  EXPECT_EQ(kREALArrayOfObject, 4);
-  EXPECT_EQ(kREALArrayOfInteger, 11);
-  EXPECT_EQ(kREALEncodingUTF8, 0x08000100u);
-  EXPECT_EQ(kREALEncodingUTF16, 0x0100u);
-  EXPECT_EQ(kREALEncodingUTF32, 0x0C000100u);
-  EXPECT_EQ(kREALEncodingASCII, 0x0600u);
-  EXPECT_EQ(kREALEncodingUnknown, 0xFFFFu);
+  ExpectValues(
+      "flags",
+      {REALpropRuntimeOnly, REALconsoleSafe, REALconsoleOnly, REALScopeGlobal, REALScopePublic,
+       REALScopeProtected, REALScopePrivate, REALwebSafe, REALdesktopSafe, REALiOSSafe},
+      {0x2, 0x4, 0x8, 0x10, 0x20, 0x40, 0x80, 0x100, 0x200, 0x400});
+  ExpectValues("picture kinds",
+               {pictureCGBitmapContext, pictureGDData, pictureGDImagePtr, pictureCairoContext,
+                pictureD2DBytes},
+               {8, 9, 10, 12, 14});
+  ExpectValues("pixel types", {kREALPixelRGB, kREALPixelBGR, kREALPixelXRGB, kREALPixelBGRX},
+               {1, 2, 3, 4});
+  ExpectValues("arrays", {kREALArrayOfString, kREALArrayOfObject, kREALArrayOfInteger}, {3, 4, 11});
+  ExpectValues("encodings",
+               {kREALEncodingUTF8, kREALEncodingUTF16, kREALEncodingUTF32, kREALEncodingASCII,
+                kREALEncodingUnknown},
+               {0x08000100, 0x0100, 0x0C000100, 0x0600, 0xFFFF});
 }
 
 // Every name the plug-in can ask the resolver for is one the host has.

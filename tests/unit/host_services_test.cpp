@@ -210,48 +210,34 @@ TEST_F(HostServices, MissingEntryPointsMakeServicesDoNothing) {
   EXPECT_EQ(NewMemoryBlock(10), nullptr);
 }
 
-class YieldCadence : public HostServices {
- protected:
-  ManualClock clock_;
-  YieldData data_{0, 0};
-  int64_t Yields() const { return host_.YieldCount(); }
-};
-
-TEST_F(YieldCadence, ZeroYieldsAtEveryCall) {
-  ManualClock::SetMilliseconds(1000);
-  int64_t before = Yields();
-  for (int i = 0; i < 5; ++i) YieldData::DoYield(&data_);
-  EXPECT_EQ(Yields() - before, 5);
-}
-
-TEST_F(YieldCadence, NegativeTicksAreMilliseconds) {
-  data_.YieldTicks = -100;
-  ManualClock::SetMilliseconds(5000);
-  YieldData::DoYield(&data_);
-  int64_t before = Yields();
-  EXPECT_EQ(data_.LastYield, 5000);
-  ManualClock::AdvanceMilliseconds(99);
-  YieldData::DoYield(&data_);
-  EXPECT_EQ(Yields(), before);
-  ManualClock::AdvanceMilliseconds(1);
-  YieldData::DoYield(&data_);
-  EXPECT_EQ(Yields(), before + 1);
-  EXPECT_EQ(data_.LastYield, 5100);
-}
-
-TEST_F(YieldCadence, PositiveTicksAreSixtiethsOfASecond) {
-  data_.YieldTicks = 6;
-  ManualClock::SetMilliseconds(60001);  // tick 3600.06
-  YieldData::DoYield(&data_);
-  EXPECT_EQ(data_.LastYield, 3600);
-  int64_t before = Yields();
-  ManualClock::AdvanceMilliseconds(98);  // tick 3605.94
-  YieldData::DoYield(&data_);
-  EXPECT_EQ(Yields(), before);
-  ManualClock::AdvanceMilliseconds(2);  // tick 3606.06
-  YieldData::DoYield(&data_);
-  EXPECT_EQ(Yields(), before + 1);
-  EXPECT_EQ(data_.LastYield, 3606);
+// YieldTicks 0 yields at every call; negative ticks are milliseconds, positive ones sixtieths of
+// a second, counted from the last yield (LastYield in those units).
+TEST_F(HostServices, YieldCadence) {
+  ManualClock clock;
+  struct Case {
+    int64_t ticks, startMs, firstYield, shortMs, lastYield;
+  };
+  // 60001 ms is tick 3600.06; 98 ms on, tick 3605.94, is short of the six ticks; 2 ms more, tick
+  // 3606.06, is not.
+  for (const Case& c : {Case{-100, 5000, 5000, 99, 5100}, Case{6, 60001, 3600, 98, 3606}}) {
+    YieldData data{0, 0};
+    data.YieldTicks = c.ticks;
+    ManualClock::SetMilliseconds(c.startMs);
+    YieldData::DoYield(&data);
+    EXPECT_EQ(data.LastYield, c.firstYield);
+    const int64_t before = host_.YieldCount();
+    ManualClock::AdvanceMilliseconds(c.shortMs);
+    YieldData::DoYield(&data);
+    EXPECT_EQ(host_.YieldCount(), before) << c.ticks;
+    ManualClock::AdvanceMilliseconds(100 - c.shortMs);
+    YieldData::DoYield(&data);
+    EXPECT_EQ(host_.YieldCount(), before + 1) << c.ticks;
+    EXPECT_EQ(data.LastYield, c.lastYield);
+  }
+  YieldData every{0, 0};
+  const int64_t before = host_.YieldCount();
+  for (int i = 0; i < 5; ++i) YieldData::DoYield(&every);
+  EXPECT_EQ(host_.YieldCount() - before, 5);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "plugin/host_api.h"
 #include "plugin/member_table.h"
@@ -12,21 +13,17 @@
 namespace {
 
 TEST(StartUp, ControlVersionFollowsHostVersion) {
-  EXPECT_EQ(ControlVersionForHost(0), 9);
-  EXPECT_EQ(ControlVersionForHost(2011.9), 9);
-  EXPECT_EQ(ControlVersionForHost(2012.0), 10);
-  EXPECT_EQ(ControlVersionForHost(2013.0), 11);
-  EXPECT_EQ(ControlVersionForHost(2013.02), 11);
-  EXPECT_EQ(ControlVersionForHost(2013.03), 12);
-  EXPECT_EQ(ControlVersionForHost(2013.04), 13);
-  EXPECT_EQ(ControlVersionForHost(2024.01), 13);
+  const std::pair<double, int64_t> cases[] = {{0, 9},        {2011.9, 9},   {2012.0, 10},
+                                              {2013.0, 11},  {2013.02, 11}, {2013.03, 12},
+                                              {2013.04, 13}, {2024.01, 13}};
+  for (auto [host, version] : cases) EXPECT_EQ(ControlVersionForHost(host), version) << host;
 }
 
 TEST(StartUp, GranularityIsAtLeastFourKilobytes) {
-  EXPECT_EQ(GranularityForPageSize(16384), 16384);
-  EXPECT_EQ(GranularityForPageSize(4096), 4096);
-  EXPECT_EQ(GranularityForPageSize(1024), 4096);
-  EXPECT_EQ(GranularityForPageSize(4097), 4097);
+  for (auto [page, granularity] :
+       {std::pair<int64_t, int64_t>{16384, 16384}, {4096, 4096}, {1024, 4096}, {4097, 4097}}) {
+    EXPECT_EQ(GranularityForPageSize(page), granularity) << page;
+  }
 }
 
 TEST(StartUp, PictureMembersGetConsoleSafeFlagOnlyOnNewerHosts) {

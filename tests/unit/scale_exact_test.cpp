@@ -3,6 +3,7 @@
 // shrinking, inline and on any number of workers, in memory, file-mapped and through views.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -31,56 +32,33 @@ constexpr int64_t kRGB = 1, kRGBA = 2, kARGB = 4, kXRGB = 5, kBGR = 6, kBGRA = 7
 
 TEST(ScaleFilters, KernelsAtHandWorkedPoints) {
   constexpr double kPi = 3.141592653589793;
-  struct Point {
+  struct Kernel {
     int64_t mode;
-    double x, k;
+    double radius;
+    std::vector<std::pair<double, double>> points;  // x and the kernel's value there
   };
   // Triangle 1 - x; box 1 up to one half; Lanczos sinc(x) sinc(x / a), zero at the integers and
   // past a, (2 / pi)(3 / pi) at one half for a = 3; Mitchell (16/3) / 6 at 0, (77/24) / 6 at one
   // half, (1/3) / 6 at 1 and (-5/24) / 6 at 1.5; the two cubics 1 at 0 and 0 at the integers;
   // Poly3 ((1.25 x - 2.25) x) x + 1 at one half and -3/32 at 1.5; Cubic 7/12, -3/32 and 1/96 at
   // 0.5, 1.5 and 2.5.
-  const Point points[] = {
-      {1, 0, 1},
-      {1, 0.25, 0.75},
-      {1, 1, 0},
-      {2, 0.5, 1},
-      {2, 0.51, 0},
-      {3, 0, 1},
-      {3, 0.5, 6 / (kPi * kPi)},
-      {3, 1, 0},
-      {3, 3, 0},
-      {3, 3.5, 0},
-      {4, 0, 1},
-      {4, 2, 0},
-      {4, 8, 0},
-      {4, 8.5, 0},
-      {5, 0, 8.0 / 9},
-      {5, 0.5, 77.0 / 144},
-      {5, 1, 1.0 / 18},
-      {5, 1.5, -5.0 / 144},
-      {5, 2, 0},
-      {6, 0, 1},
-      {6, 0.5, 0.59375},
-      {6, 1, 0},
-      {6, 1.5, -0.09375},
-      {6, 2, 0},
-      {7, 0, 1},
-      {7, 0.5, 7.0 / 12},
-      {7, 1, 0},
-      {7, 1.5, -0.09375},
-      {7, 2, 0},
-      {7, 2.5, 1.0 / 96},
-      {7, 3, 0},
+  const Kernel kernels[] = {
+      {1, 1, {{0, 1}, {0.25, 0.75}, {1, 0}}},
+      {2, 0.5, {{0.5, 1}, {0.51, 0}}},
+      {3, 3, {{0, 1}, {0.5, 6 / (kPi * kPi)}, {1, 0}, {3, 0}, {3.5, 0}}},
+      {4, 8, {{0, 1}, {2, 0}, {8, 0}, {8.5, 0}}},
+      {5, 2, {{0, 8.0 / 9}, {0.5, 77.0 / 144}, {1, 1.0 / 18}, {1.5, -5.0 / 144}, {2, 0}}},
+      {6, 4, {{0, 1}, {0.5, 0.59375}, {1, 0}, {1.5, -0.09375}, {2, 0}}},
+      {7, 3, {{0, 1}, {0.5, 7.0 / 12}, {1, 0}, {1.5, -0.09375}, {2, 0}, {2.5, 1.0 / 96}, {3, 0}}},
   };
-  for (const Point& p : points) {
-    const ScaleFilter* filter = FindScaleFilter(p.mode);
-    ASSERT_NE(filter, nullptr) << p.mode;
-    EXPECT_NEAR(filter->kernel(p.x), p.k, 1e-12) << "mode " << p.mode << " at " << p.x;
+  for (const Kernel& kernel : kernels) {
+    const ScaleFilter* filter = FindScaleFilter(kernel.mode);
+    ASSERT_NE(filter, nullptr) << kernel.mode;
+    EXPECT_EQ(filter->radius, kernel.radius);
+    for (auto [x, k] : kernel.points) {
+      EXPECT_NEAR(filter->kernel(x), k, 1e-12) << "mode " << kernel.mode << " at " << x;
+    }
   }
-  const double radii[] = {1, 0.5, 3, 8, 2, 4, 3};
-  for (int64_t mode = 1; mode <= 7; ++mode)
-    EXPECT_EQ(FindScaleFilter(mode)->radius, radii[mode - 1]);
   EXPECT_EQ(FindScaleFilter(0), nullptr);
   EXPECT_EQ(FindScaleFilter(8), nullptr);
 }
@@ -184,7 +162,17 @@ TEST_F(ScaleExact, LinesWorkedByHand) {
 // (weights of 1, so the values pass unchanged but for the luma's truncation):
 // 0.3 * 100 + 0.59 * 200 + 0.11 * 50 = 153.5 -> 153.
 TEST_F(ScaleExact, ChannelsReachTheirPlaces) {
-  using Channels = std::vector<std::pair<int64_t D::*, uint8_t>>;
+  // Channel values by letter: Red, Green, Blue, Alpha, gray, Cyan, Magenta, Yellow, blacK.
+  const std::pair<char, int64_t D::*> fields[] = {
+      {'R', &D::RedOffset},     {'G', &D::GreenOffset},  {'B', &D::BlueOffset},
+      {'A', &D::AlphaOffset},   {'g', &D::GrayOffset},   {'C', &D::CyanOffset},
+      {'M', &D::MagentaOffset}, {'Y', &D::YellowOffset}, {'K', &D::BlackOffset}};
+  using Channels = std::vector<std::pair<char, uint8_t>>;
+  auto field = [&](char letter) {
+    return std::find_if(std::begin(fields), std::end(fields),
+                        [&](const auto& f) { return f.first == letter; })
+        ->second;
+  };
   struct Case {
     int64_t from;
     Channels in;
@@ -192,39 +180,15 @@ TEST_F(ScaleExact, ChannelsReachTheirPlaces) {
     Channels out;
   };
   const Case cases[] = {
-      {kBGR,
-       {{&D::RedOffset, 100}, {&D::GreenOffset, 200}, {&D::BlueOffset, 50}},
-       kG,
-       {{&D::GrayOffset, 153}}},
-      {kABGR,
-       {{&D::RedOffset, 100}, {&D::GreenOffset, 200}, {&D::BlueOffset, 50}, {&D::AlphaOffset, 7}},
-       kGA,
-       {{&D::GrayOffset, 153}, {&D::AlphaOffset, 7}}},
-      {kG,
-       {{&D::GrayOffset, 77}},
-       kXRGB,
-       {{&D::RedOffset, 77}, {&D::GreenOffset, 77}, {&D::BlueOffset, 77}}},
-      {kGA,
-       {{&D::GrayOffset, 77}, {&D::AlphaOffset, 99}},
-       kRGBA,
-       {{&D::RedOffset, 77}, {&D::GreenOffset, 77}, {&D::BlueOffset, 77}, {&D::AlphaOffset, 99}}},
+      {kBGR, {{'R', 100}, {'G', 200}, {'B', 50}}, kG, {{'g', 153}}},
+      {kABGR, {{'R', 100}, {'G', 200}, {'B', 50}, {'A', 7}}, kGA, {{'g', 153}, {'A', 7}}},
+      {kG, {{'g', 77}}, kXRGB, {{'R', 77}, {'G', 77}, {'B', 77}}},
+      {kGA, {{'g', 77}, {'A', 99}}, kRGBA, {{'R', 77}, {'G', 77}, {'B', 77}, {'A', 99}}},
       // Gray from CMYK is its black.
-      {kKYMC,
-       {{&D::CyanOffset, 10},
-        {&D::MagentaOffset, 20},
-        {&D::YellowOffset, 30},
-        {&D::BlackOffset, 40}},
-       kG,
-       {{&D::GrayOffset, 40}}},
-      {kCMYKA,
-       {{&D::BlackOffset, 4}, {&D::AlphaOffset, 5}},
-       kAG,
-       {{&D::GrayOffset, 4}, {&D::AlphaOffset, 5}}},
+      {kKYMC, {{'C', 10}, {'M', 20}, {'Y', 30}, {'K', 40}}, kG, {{'g', 40}}},
+      {kCMYKA, {{'K', 4}, {'A', 5}}, kAG, {{'g', 4}, {'A', 5}}},
       // Without alpha in the source the destination's alpha is left as it was.
-      {kRGB,
-       {{&D::RedOffset, 1}, {&D::GreenOffset, 2}, {&D::BlueOffset, 3}},
-       kBGRA,
-       {{&D::RedOffset, 1}, {&D::GreenOffset, 2}, {&D::BlueOffset, 3}, {&D::AlphaOffset, 33}}},
+      {kRGB, {{'R', 1}, {'G', 2}, {'B', 3}}, kBGRA, {{'R', 1}, {'G', 2}, {'B', 3}, {'A', 33}}},
   };
   for (const Case& c : cases) {
     Ref source = NewImage(3, 2, c.from);
@@ -234,15 +198,15 @@ TEST_F(ScaleExact, ChannelsReachTheirPlaces) {
     for (int64_t y = 0; y < 2; ++y) {
       std::memset(d->GetRow(d, y), 33, static_cast<size_t>(3 * d->PixelSize));
       for (int64_t x = 0; x < 3; ++x) {
-        for (const auto& [field, value] : c.in)
-          s->GetRow(s, y)[x * s->PixelSize + s->*field] = value;
+        for (const auto& [letter, value] : c.in)
+          s->GetRow(s, y)[x * s->PixelSize + s->*field(letter)] = value;
       }
     }
     ASSERT_TRUE(PictureScaleXQT(d, s, nullptr, 2, 3, 2));
     for (int64_t y = 0; y < 2; ++y) {
       for (int64_t x = 0; x < 3; ++x) {
-        for (const auto& [field, value] : c.out) {
-          EXPECT_EQ(d->GetRow(d, y)[x * d->PixelSize + d->*field], value)
+        for (const auto& [letter, value] : c.out) {
+          EXPECT_EQ(d->GetRow(d, y)[x * d->PixelSize + d->*field(letter)], value)
               << c.from << " to " << c.to << " at " << x << "," << y;
         }
       }
