@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "support/format_codes.h"
+#include "support/host_expectations.h"
 #include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
@@ -22,17 +23,18 @@ using xqt::host::Ref;
 
 void FillPictureRandom(xqt::host::Host& host, const Ref& picture, uint32_t seed) {
   std::mt19937 random(seed);
-  for (int64_t y = 0; y < picture.Get<int64_t>("Height"); ++y) {
-    for (int64_t x = 0; x < picture.Get<int64_t>("Width"); ++x) {
-      host.SetPictureARGB(picture, x, y, static_cast<uint32_t>(random()));
-    }
-  }
+  ForEachPixel(picture.Get<int64_t>("Width"), picture.Get<int64_t>("Height"),
+               [&](int64_t x, int64_t y) { host.SetPictureARGB(picture, x, y, random()); });
 }
 
 // The native word of a cairo or Direct2D pixel: alpha (or the unused byte) on top.
 uint32_t DesktopWord(uint32_t r, uint32_t g, uint32_t b, uint32_t a) {
   return a << 24 | r << 16 | g << 8 | b;
 }
+
+// An opaque picture pixel of the pixel's first three bytes, or of its fourth as gray.
+uint32_t OpaqueRGB(const uint8_t* p) { return 0xFF000000u | p[0] << 16 | p[1] << 8 | p[2]; }
+uint32_t OpaqueGray(uint8_t v) { return 0xFF000000u | v * 0x010101u; }
 
 uint8_t Red(uint32_t argb) { return static_cast<uint8_t>(argb >> 16); }
 uint8_t Green(uint32_t argb) { return static_cast<uint8_t>(argb >> 8); }
@@ -75,30 +77,18 @@ TEST_P(DesktopKinds, CopiesWriteTheNativeWordAndReadBackExactly) {
   ASSERT_TRUE(colour && withAlpha && mask);
   EXPECT_FALSE(colour.Get<bool>("HasAlphaChannel"));
   EXPECT_TRUE(withAlpha.Get<bool>("HasAlphaChannel"));
-  for (int64_t y = 0; y < 3; ++y) {
-    for (int64_t x = 0; x < 5; ++x) {
-      const uint8_t* p = Pixel(image, x, y);
-      EXPECT_EQ(host_.PictureWord(colour, x, y), DesktopWord(p[0], p[1], p[2], 255));
-      // Colours cross as stored: never multiplied by the alpha beside them.
-      EXPECT_EQ(host_.PictureWord(withAlpha, x, y), DesktopWord(p[0], p[1], p[2], p[3]));
-      EXPECT_EQ(host_.PictureWord(mask, x, y), DesktopWord(p[3], p[3], p[3], 255));
-    }
-  }
-
-  // Reading the picture back gives the colour as stored and leaves the image's alpha alone.
+  // Colours cross as stored, never multiplied by the alpha beside them; reading the picture
+  // back gives the colour as stored and leaves the image's alpha alone.
   Ref back = NewImage(5, 3, kBGRA);
-  for (int64_t y = 0; y < 3; ++y) std::memset(Row(back, y), 0x5A, 20);
+  FillBytes(back, 0x5A);
   back.Call("DrawPictureRGB", withAlpha);
-  for (int64_t y = 0; y < 3; ++y) {
-    for (int64_t x = 0; x < 5; ++x) {
-      const uint8_t* p = Pixel(image, x, y);
-      const uint8_t* q = Pixel(back, x, y);
-      EXPECT_EQ(q[2], p[0]);
-      EXPECT_EQ(q[1], p[1]);
-      EXPECT_EQ(q[0], p[2]);
-      EXPECT_EQ(q[3], 0x5A);
-    }
-  }
+  ForEachPixel(5, 3, [&](int64_t x, int64_t y) {
+    const uint8_t *p = Pixel(image, x, y), *q = Pixel(back, x, y);
+    EXPECT_EQ(host_.PictureWord(colour, x, y), DesktopWord(p[0], p[1], p[2], 255));
+    EXPECT_EQ(host_.PictureWord(withAlpha, x, y), DesktopWord(p[0], p[1], p[2], p[3]));
+    EXPECT_EQ(host_.PictureWord(mask, x, y), DesktopWord(p[3], p[3], p[3], 255));
+    EXPECT_EQ(DesktopWord(q[2], q[1], q[0], q[3]), DesktopWord(p[0], p[1], p[2], 0x5A));
+  });
   EXPECT_GE(host_.PictureCacheClears(colour), 1);
 }
 
@@ -111,19 +101,17 @@ TEST_P(DesktopKinds, ImageOnADesktopPictureSharesItsBitmap) {
     for (bool useAlpha : {false, true}) {
       Ref image = host_.New("PictureXQT", picture, useAlpha);
       bool alpha = useAlpha && !padded;
-      EXPECT_EQ(image.Get<int64_t>("ImageFormat"), alpha ? kBGRA : kBGRX);
-      EXPECT_EQ(image.Get<int64_t>("ChannelCount"), alpha ? 4 : 3);
+      ExpectIntegers(image, {{"ImageFormat", alpha ? kBGRA : kBGRX},
+                             {"ChannelCount", alpha ? 4 : 3},
+                             {"RowSize", 24},
+                             {"RedOffset", 2}});
       EXPECT_EQ(image.Get<bool>("HasAlpha"), alpha);
       EXPECT_TRUE(image.Get<bool>("IsRGB"));
-      EXPECT_EQ(image.Get<int64_t>("RowSize"), 24);
       EXPECT_EQ(image.Get<Ref>("Target").get(), picture.get());
-      EXPECT_EQ(image.Get<int64_t>("RedOffset"), 2);
-      for (int64_t y = 0; y < 4; ++y) {
-        for (int64_t x = 0; x < 6; ++x) {
-          const uint8_t* p = Pixel(image, x, y);
-          EXPECT_EQ(DesktopWord(p[2], p[1], p[0], p[3]), host_.PictureWord(picture, x, y));
-        }
-      }
+      ForEachPixel(6, 4, [&](int64_t x, int64_t y) {
+        const uint8_t* p = Pixel(image, x, y);
+        EXPECT_EQ(DesktopWord(p[2], p[1], p[0], p[3]), host_.PictureWord(picture, x, y));
+      });
       Pixel(image, 5, 3)[2] = 0x12;
       EXPECT_EQ(Red(host_.PictureARGB(picture, 5, 3)), 0x12);
     }
@@ -188,7 +176,7 @@ TEST_F(PictureBridge, EveryFormatCopiesAsItsRGBARow) {
         const uint32_t word = uint32_t{p[3]} << 24 | p[0] << 16 | p[1] << 8 | p[2];
         EXPECT_EQ(alpha ? host_.PictureWord(picture, x, y) : host_.PictureARGB(picture, x, y),
                   word);
-        EXPECT_EQ(host_.PictureARGB(mask, x, y), 0xFF000000u | p[3] * 0x010101u);
+        EXPECT_EQ(host_.PictureARGB(mask, x, y), OpaqueGray(p[3]));
       }
     }
   }
@@ -210,15 +198,11 @@ TEST_F(PictureBridge, RectanglesAreFixedAsClipsAreAndEmptyOnesGiveNil) {
     ASSERT_EQ(bool(mask), masked);
     EXPECT_EQ(picture.Get<int64_t>("Width"), w);
     EXPECT_EQ(picture.Get<int64_t>("Height"), h);
-    for (int64_t y = 0; y < h; ++y) {
-      for (int64_t x = 0; x < w; ++x) {
-        const uint8_t* p = Pixel(image, x0 + x, y0 + y);
-        EXPECT_EQ(host_.PictureARGB(picture, x, y), 0xFF000000u | p[0] << 16 | p[1] << 8 | p[2]);
-        if (masked) {
-          EXPECT_EQ(host_.PictureARGB(mask, x, y), 0xFF000000u | p[3] * 0x010101u);
-        }
-      }
-    }
+    ForEachPixel(w, h, [&](int64_t x, int64_t y) {
+      const uint8_t* p = Pixel(image, x0 + x, y0 + y);
+      EXPECT_EQ(host_.PictureARGB(picture, x, y), OpaqueRGB(p));
+      EXPECT_EQ(masked ? host_.PictureARGB(mask, x, y) : OpaqueGray(p[3]), OpaqueGray(p[3]));
+    });
   };
   expectRegion(image.Call<Ref>("CopyPicture", 2, 1, 3, 2), 2, 1, 3, 2);
   expectRegion(image.Call<Ref>("CopyPicture", 5, 3, -3, -2), 2, 1, 3, 2);  // flipped
@@ -259,8 +243,8 @@ TEST_F(PictureBridge, DebugPictureShowsTheTopLeftWithMaskWhenEnabled) {
   Ref mask = host_.PictureMask(picture);
   ASSERT_TRUE(mask);
   const uint8_t* p = Pixel(image, 511, 2);
-  EXPECT_EQ(host_.PictureARGB(picture, 511, 2), 0xFF000000u | p[0] << 16 | p[1] << 8 | p[2]);
-  EXPECT_EQ(host_.PictureARGB(mask, 511, 2), 0xFF000000u | p[3] * 0x010101u);
+  EXPECT_EQ(host_.PictureARGB(picture, 511, 2), OpaqueRGB(p));
+  EXPECT_EQ(host_.PictureARGB(mask, 511, 2), OpaqueGray(p[3]));
 }
 
 // --- Reads from pictures ---------------------------------------------------------------------
@@ -268,22 +252,16 @@ TEST_F(PictureBridge, DebugPictureShowsTheTopLeftWithMaskWhenEnabled) {
 TEST_F(PictureBridge, DrawRectanglesFollowTheCopyRule) {
   Ref picture = host_.NewDesktopPicture(4, 4, true);
   FillPictureRandom(host_, picture, 19);
-  Ref image = NewImage(6, 6, kRGB);
-  for (int64_t y = 0; y < 6; ++y) std::memset(Row(image, y), 0, 18);
+  Ref image = NewImage(6, 6, kRGB), second = NewImage(6, 6, kRGB);
+  FillBytes(image, 0);
+  FillBytes(second, 0);
   image.Call("DrawPictureRGB", picture, 3, 2, 10, 10, 1, 1);
-  for (int64_t y = 0; y < 6; ++y) {
-    for (int64_t x = 0; x < 6; ++x) {
-      const uint8_t* p = Pixel(image, x, y);
-      bool inside = x >= 3 && y >= 2 && y < 5;  // three columns and rows from source (1, 1)
-      uint32_t argb = inside ? host_.PictureARGB(picture, x - 2, y - 1) : 0;
-      EXPECT_EQ(p[0], inside ? Red(argb) : 0) << x << "," << y;
-      EXPECT_EQ(p[1], inside ? Green(argb) : 0);
-      EXPECT_EQ(p[2], inside ? Blue(argb) : 0);
-    }
-  }
+  ForEachPixel(6, 6, [&](int64_t x, int64_t y) {
+    bool inside = x >= 3 && y >= 2 && y < 5;  // three columns and rows from source (1, 1)
+    uint32_t argb = inside ? host_.PictureARGB(picture, x - 2, y - 1) : 0xFF000000u;
+    EXPECT_EQ(OpaqueRGB(Pixel(image, x, y)), argb | 0xFF000000u) << x << "," << y;
+  });
   // The three-argument form draws self's size from the offset, cut to both.
-  Ref second = NewImage(6, 6, kRGB);
-  for (int64_t y = 0; y < 6; ++y) std::memset(Row(second, y), 0, 18);
   second.Call("DrawPictureRGB", picture, -1, 4);
   EXPECT_EQ(Pixel(second, 0, 4)[0], Red(host_.PictureARGB(picture, 1, 0)));
   EXPECT_EQ(Pixel(second, 2, 5)[2], Blue(host_.PictureARGB(picture, 3, 1)));
@@ -296,11 +274,9 @@ TEST_F(PictureBridge, MasksBecomeAlphaInBothSensesAndApplyPremultiplies) {
   Ref mask = host_.NewDesktopPicture(5, 2, false);
   FillPictureRandom(host_, picture, 23);
   std::mt19937 random(29);
-  for (int64_t y = 0; y < 2; ++y) {
-    for (int64_t x = 0; x < 5; ++x) {
-      host_.SetPictureARGB(mask, x, y, 0xFF000000u | (random() & 0xFF) * 0x010101u);
-    }
-  }
+  ForEachPixel(5, 2, [&](int64_t x, int64_t y) {
+    host_.SetPictureARGB(mask, x, y, OpaqueGray(static_cast<uint8_t>(random())));
+  });
   host_.SetPictureMask(picture, mask);
   for (bool invert : {false, true}) {
     Ref stored = NewImage(5, 2, kARGB);
@@ -309,23 +285,20 @@ TEST_F(PictureBridge, MasksBecomeAlphaInBothSensesAndApplyPremultiplies) {
     stored.Call("DrawMaskedPictureRGB", picture, invert);
     applied.Call("DrawMaskedPictureApplyMaskRGB", picture, 0, 0, 5, 2, 0, 0, invert);
     noAlpha.Call("DrawMaskedPictureApplyMaskRGB", picture, invert);
-    for (int64_t y = 0; y < 2; ++y) {
-      for (int64_t x = 0; x < 5; ++x) {
-        uint32_t argb = host_.PictureARGB(picture, x, y);
-        uint8_t gray = Blue(host_.PictureARGB(mask, x, y));
-        uint8_t alpha = invert ? gray : static_cast<uint8_t>(255 - gray);
-        const uint8_t* s = Pixel(stored, x, y);
-        EXPECT_EQ(s[0], alpha);
-        EXPECT_EQ(s[1], Red(argb));
-        EXPECT_EQ(s[3], Blue(argb));
-        const uint8_t* a = Pixel(applied, x, y);
-        EXPECT_EQ(a[0], Scaled(Red(argb), alpha));
-        EXPECT_EQ(a[1], Scaled(Green(argb), alpha));
-        EXPECT_EQ(a[2], Scaled(Blue(argb), alpha));
-        EXPECT_EQ(a[3], alpha);
-        EXPECT_EQ(Pixel(noAlpha, x, y)[2], Scaled(Blue(argb), alpha));
-      }
-    }
+    ForEachPixel(5, 2, [&](int64_t x, int64_t y) {
+      uint32_t argb = host_.PictureARGB(picture, x, y);
+      uint8_t gray = Blue(host_.PictureARGB(mask, x, y));
+      uint8_t alpha = invert ? gray : static_cast<uint8_t>(255 - gray);
+      const uint8_t *s = Pixel(stored, x, y), *a = Pixel(applied, x, y);
+      EXPECT_EQ(s[0], alpha);
+      EXPECT_EQ(s[1], Red(argb));
+      EXPECT_EQ(s[3], Blue(argb));
+      EXPECT_EQ(a[0], Scaled(Red(argb), alpha));
+      EXPECT_EQ(a[1], Scaled(Green(argb), alpha));
+      EXPECT_EQ(a[2], Scaled(Blue(argb), alpha));
+      EXPECT_EQ(a[3], alpha);
+      EXPECT_EQ(Pixel(noAlpha, x, y)[2], Scaled(Blue(argb), alpha));
+    });
   }
   // Without a mask the picture is opaque, whichever sense is asked for.
   host_.SetPictureMask(picture, Ref());
@@ -348,15 +321,13 @@ TEST_F(PictureBridge, OneColourIntoTheGrayChannel) {
   green.Call("DrawPictureGreenToGrayChannel", picture, 1, 0, 3, 3, 0, 1);
   blue.Call("DrawPictureBlueToGrayChannel", picture, 0, 0, 3, 3, 0, 0);
   rgb.Call("DrawPictureRedToGrayChannel", picture, 0, 0, 3, 3);
-  for (int64_t y = 0; y < 3; ++y) {
-    for (int64_t x = 0; x < 3; ++x) {
-      uint32_t argb = host_.PictureARGB(picture, x, y);
-      EXPECT_EQ(Pixel(red, x, y)[0], Red(argb));
-      uint16_t wide;
-      std::memcpy(&wide, Pixel(blue, x, y), 2);
-      EXPECT_EQ(wide, Blue(argb) * 257);
-    }
-  }
+  ForEachPixel(3, 3, [&](int64_t x, int64_t y) {
+    uint32_t argb = host_.PictureARGB(picture, x, y);
+    EXPECT_EQ(Pixel(red, x, y)[0], Red(argb));
+    uint16_t wide;
+    std::memcpy(&wide, Pixel(blue, x, y), 2);
+    EXPECT_EQ(wide, Blue(argb) * 257);
+  });
   EXPECT_EQ(Pixel(green, 1, 0)[0], Green(host_.PictureARGB(picture, 0, 1)));
   EXPECT_EQ(Pixel(green, 2, 1)[0], Green(host_.PictureARGB(picture, 1, 2)));
   EXPECT_EQ(std::vector<uint8_t>(Row(rgb, 0), Row(rgb, 0) + 9), before);  // no gray channel
@@ -460,15 +431,13 @@ TEST_F(ConsolePictures, CopiesWriteGdWords) {
   Ref withAlpha = image.Call<Ref>("CopyPictureWithAlpha");
   Ref mask = image.Call<Ref>("CopyMask");
   ASSERT_TRUE(colour && withAlpha && mask);
-  for (int64_t y = 0; y < 2; ++y) {
-    for (int64_t x = 0; x < 4; ++x) {
-      const uint8_t* p = Pixel(image, x, y);
-      uint32_t rgb = uint32_t{p[0]} << 16 | p[1] << 8 | p[2];
-      EXPECT_EQ(host_.PictureWord(colour, x, y), rgb);
-      EXPECT_EQ(host_.PictureWord(withAlpha, x, y), uint32_t(p[3] >> 1) << 24 | rgb);
-      EXPECT_EQ(host_.PictureWord(mask, x, y), p[3] * 0x010101u);
-    }
-  }
+  ForEachPixel(4, 2, [&](int64_t x, int64_t y) {
+    const uint8_t* p = Pixel(image, x, y);
+    uint32_t rgb = OpaqueRGB(p) & 0xFFFFFF;
+    EXPECT_EQ(host_.PictureWord(colour, x, y), rgb);
+    EXPECT_EQ(host_.PictureWord(withAlpha, x, y), uint32_t(p[3] >> 1) << 24 | rgb);
+    EXPECT_EQ(host_.PictureWord(mask, x, y), p[3] * 0x010101u);
+  });
   EXPECT_EQ(host_.PictureWord(withAlpha, 0, 0) >> 24, 127u);  // 255 halved, not inverted
   EXPECT_EQ(host_.PictureWord(withAlpha, 1, 0) >> 24, 0u);
 }
@@ -481,16 +450,11 @@ TEST_F(ConsolePictures, GdPicturesReadBackExactly) {
   host_.SetPictureMask(picture, mask);
   Ref image = NewImage(5, 4, kARGB);
   image.Call("DrawMaskedPictureRGB", picture, false);
-  for (int64_t y = 0; y < 4; ++y) {
-    for (int64_t x = 0; x < 5; ++x) {
-      uint32_t argb = host_.PictureARGB(picture, x, y);
-      const uint8_t* p = Pixel(image, x, y);
-      EXPECT_EQ(p[1], Red(argb));
-      EXPECT_EQ(p[2], Green(argb));
-      EXPECT_EQ(p[3], Blue(argb));
-      EXPECT_EQ(p[0], x == 4 && y == 3 ? 255 : 0);
-    }
-  }
+  ForEachPixel(5, 4, [&](int64_t x, int64_t y) {
+    const uint8_t* p = Pixel(image, x, y);
+    EXPECT_EQ(OpaqueRGB(p + 1), host_.PictureARGB(picture, x, y) | 0xFF000000u);
+    EXPECT_EQ(p[0], x == 4 && y == 3 ? 255 : 0);
+  });
 }
 
 TEST_F(ConsolePictures, ImageOnAGdPictureUsesItsRows) {
@@ -498,20 +462,18 @@ TEST_F(ConsolePictures, ImageOnAGdPictureUsesItsRows) {
   FillPictureRandom(host_, picture, 71);
   for (bool useAlpha : {false, true}) {
     Ref image = host_.New("PictureXQT", picture, useAlpha);
-    EXPECT_EQ(image.Get<int64_t>("ImageFormat"), useAlpha ? kARGB : kXRGB);
-    EXPECT_EQ(image.Get<int64_t>("ChannelCount"), useAlpha ? 4 : 3);
+    ExpectIntegers(image, {{"ImageFormat", useAlpha ? kARGB : kXRGB},
+                           {"ChannelCount", useAlpha ? 4 : 3},
+                           {"RedOffset", 2},
+                           {"BlueOffset", 0},
+                           {"AlphaOffset", 3},
+                           {"RowSize", 12}});
     EXPECT_EQ(image.Get<bool>("HasAlpha"), useAlpha);
-    EXPECT_EQ(image.Get<int64_t>("RedOffset"), 2);
-    EXPECT_EQ(image.Get<int64_t>("BlueOffset"), 0);
-    EXPECT_EQ(image.Get<int64_t>("AlphaOffset"), 3);
-    EXPECT_EQ(image.Get<int64_t>("RowSize"), 12);
-    for (int64_t y = 0; y < 2; ++y) {
-      for (int64_t x = 0; x < 3; ++x) {
-        uint32_t word;
-        std::memcpy(&word, Pixel(image, x, y), 4);
-        EXPECT_EQ(word, host_.PictureWord(picture, x, y));  // gd's own word, 7-bit alpha as is
-      }
-    }
+    ForEachPixel(3, 2, [&](int64_t x, int64_t y) {
+      uint32_t word;
+      std::memcpy(&word, Pixel(image, x, y), 4);
+      EXPECT_EQ(word, host_.PictureWord(picture, x, y));  // gd's own word, 7-bit alpha as is
+    });
     Pixel(image, 2, 1)[1] = 0x34;
     EXPECT_EQ(Green(host_.PictureARGB(picture, 2, 1)), 0x34);
     // The image's own copy and views read through the gd rows too.
