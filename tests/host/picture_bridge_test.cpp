@@ -54,50 +54,106 @@ class PictureBridge : public PluginTest {
   }
 };
 
-// --- Copies into pictures and reads back, for every layout of desktop picture -----------------
+// --- Copies into pictures and reads back, for every store of pictures -------------------------
 
-class DesktopKinds : public PictureBridge,
-                     public ::testing::WithParamInterface<xqt::host::DesktopPictures> {
+// Where pictures live: a desktop application's cairo or Direct2D bitmaps, or a console
+// application's gd images.
+struct Store {
+  const char* name;
+  HostOptions options;
+  bool gd;
+};
+const Store kCairo{"Cairo", {.desktopPictures = xqt::host::DesktopPictures::kCairo}, false};
+const Store kDirect2D{
+    "Direct2D", {.desktopPictures = xqt::host::DesktopPictures::kDirect2D}, false};
+const Store kGd{"Gd", {.appKind = AppKind::Console}, true};
+
+class PictureStores : public PictureBridge, public ::testing::WithParamInterface<Store> {
  protected:
-  DesktopKinds() : PictureBridge({.desktopPictures = GetParam()}) {}
+  PictureStores() : PictureBridge(GetParam().options) {}
   void SetUp() override {
-    if (GetParam() == xqt::host::DesktopPictures::kCairo &&
-        !xqt::host::Host::HasPictureLibraries()) {
-      GTEST_SKIP() << "this build has no cairo pictures";
+    if (GetParam().name != kDirect2D.name && !xqt::host::Host::HasPictureLibraries()) {
+      GTEST_SKIP() << "this build has no cairo or gd pictures";
     }
   }
+  // The word a copy holds for colour `rgb` and `alpha`: a desktop store has alpha on top, or 255
+  // without; gd keeps seven bits of it (halved, not inverted), or 0.
+  uint32_t Word(uint32_t rgb, uint32_t alpha, bool withAlpha) const {
+    const uint32_t top = GetParam().gd ? (withAlpha ? alpha >> 1 : 0) : (withAlpha ? alpha : 255);
+    return top << 24 | rgb;
+  }
+  Ref NewPicture(int64_t width, int64_t height) {
+    return GetParam().gd ? host_.NewConsolePicture(width, height)
+                         : host_.NewDesktopPicture(width, height, true);
+  }
 };
+class DesktopKinds : public PictureStores {};
 
-TEST_P(DesktopKinds, CopiesWriteTheNativeWordAndReadBackExactly) {
-  Ref image = NewImage(5, 3, kRGBA);
-  Randomise(image, 7);
-  Ref colour = image.Call<Ref>("CopyPicture");
-  Ref withAlpha = image.Call<Ref>("CopyPictureWithAlpha");
-  Ref mask = image.Call<Ref>("CopyMask");
-  ASSERT_TRUE(colour && withAlpha && mask);
-  EXPECT_FALSE(colour.Get<bool>("HasAlphaChannel"));
-  EXPECT_TRUE(withAlpha.Get<bool>("HasAlphaChannel"));
-  // Colours cross as stored, never multiplied by the alpha beside them; reading the picture
-  // back gives the colour as stored and leaves the image's alpha alone.
-  Ref back = NewImage(5, 3, kBGRA);
-  FillBytes(back, 0x5A);
-  back.Call("DrawPictureRGB", withAlpha);
-  ForEachPixel(5, 3, [&](int64_t x, int64_t y) {
-    const uint8_t *p = Pixel(image, x, y), *q = Pixel(back, x, y);
-    EXPECT_EQ(host_.PictureWord(colour, x, y), DesktopWord(p[0], p[1], p[2], 255));
-    EXPECT_EQ(host_.PictureWord(withAlpha, x, y), DesktopWord(p[0], p[1], p[2], p[3]));
-    EXPECT_EQ(host_.PictureWord(mask, x, y), DesktopWord(p[3], p[3], p[3], 255));
-    EXPECT_EQ(DesktopWord(q[2], q[1], q[0], q[3]), DesktopWord(p[0], p[1], p[2], 0x5A));
-  });
-  EXPECT_GE(host_.PictureCacheClears(colour), 1);
+// Every family's colours reach a picture as RowInFormat shows them in RGBA: gray repeated,
+// 16-bit gray by its high byte, CMYK by the ink rule below, alpha as stored (the colours never
+// multiplied by it) or none; the mask is that alpha as gray, so white without alpha.
+TEST_P(PictureStores, EveryFormatCopiesAsItsRGBARow) {
+  std::vector<Ref> images;
+  for (int64_t code : AllFormats()) images.push_back(NewImage(3, 2, code));
+  images.push_back(NewImage(3, 2, kRGB).Call<Ref>("GreenChannel"));  // gray in 3-byte pixels
+  images.push_back(NewImage(3, 2, kCMYKA).Call<Ref>("AlphaChannel"));
+  for (const Ref& image : images) {
+    if (!image.Get<bool>("IsGray") && !image.Get<bool>("IsRGB") && !image.Get<bool>("IsCMYK")) {
+      continue;
+    }
+    SCOPED_TRACE(image.Get<int64_t>("ImageFormat"));
+    Randomise(image, 3);
+    const bool alpha = image.Get<bool>("HasAlpha");
+    Ref colour = image.Call<Ref>("CopyPicture"), mask = image.Call<Ref>("CopyMask");
+    Ref withAlpha = image.Call<Ref>("CopyPictureWithAlpha");
+    ASSERT_TRUE(colour && mask && withAlpha);
+    EXPECT_FALSE(colour.Get<bool>("HasAlphaChannel"));
+    EXPECT_GE(host_.PictureCacheClears(colour), 1);
+    for (int64_t y = 0; y < 2; ++y) {
+      Ref row = image.Call<Ref>("RowInFormat", y, kRGBA);
+      const uint8_t* p = xqt::host::Host::BlockData(row);
+      for (int64_t x = 0; x < 3; ++x, p += 4) {
+        const uint32_t rgb = OpaqueRGB(p) & 0xFFFFFF;
+        EXPECT_EQ(host_.PictureWord(colour, x, y), Word(rgb, 255, false));
+        EXPECT_EQ(host_.PictureWord(mask, x, y), Word(p[3] * 0x010101u, 255, false));
+        if (alpha) {
+          EXPECT_EQ(host_.PictureWord(withAlpha, x, y), Word(rgb, p[3], true));
+        }
+      }
+    }
+  }
 }
+
+// A picture of every store reads back as stored: the colours leave the image's alpha alone, and
+// a masked draw takes the mask (black shows) as alpha.
+TEST_P(PictureStores, PicturesReadBackAsStored) {
+  Ref picture = NewPicture(5, 4), mask = NewPicture(5, 4);
+  FillPictureRandom(host_, picture, 67);
+  ForEachPixel(5, 4, [&](int64_t x, int64_t y) {
+    host_.SetPictureARGB(mask, x, y, x == 4 && y == 3 ? 0xFF000000 : 0xFFFFFFFF);
+  });
+  Ref colours = NewImage(5, 4, kBGRA), masked = NewImage(5, 4, kARGB);
+  FillBytes(colours, 0x5A);
+  colours.Call("DrawPictureRGB", picture);
+  host_.SetPictureMask(picture, mask);
+  masked.Call("DrawMaskedPictureRGB", picture, false);
+  ForEachPixel(5, 4, [&](int64_t x, int64_t y) {
+    const uint32_t rgb = host_.PictureARGB(picture, x, y) & 0xFFFFFF;
+    const uint8_t *q = Pixel(colours, x, y), *m = Pixel(masked, x, y);
+    EXPECT_EQ(DesktopWord(q[2], q[1], q[0], q[3]), 0x5A000000u | rgb);
+    EXPECT_EQ(DesktopWord(m[1], m[2], m[3], m[0]), (x == 4 && y == 3 ? 0xFF000000u : 0) | rgb);
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(Stores, PictureStores, ::testing::Values(kCairo, kDirect2D, kGd),
+                         [](const auto& info) { return info.param.name; });
 
 TEST_P(DesktopKinds, ImageOnADesktopPictureSharesItsBitmap) {
   for (bool pictureAlpha : {true, false}) {
     Ref picture = host_.NewDesktopPicture(6, 4, pictureAlpha);
     FillPictureRandom(host_, picture, 11);
     // Cairo's RGB24 has an unused top byte, which is never taken for alpha.
-    bool padded = !pictureAlpha && GetParam() == xqt::host::DesktopPictures::kCairo;
+    bool padded = !pictureAlpha && GetParam().name == kCairo.name;
     for (bool useAlpha : {false, true}) {
       Ref image = host_.New("PictureXQT", picture, useAlpha);
       bool alpha = useAlpha && !padded;
@@ -118,13 +174,8 @@ TEST_P(DesktopKinds, ImageOnADesktopPictureSharesItsBitmap) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Stores, DesktopKinds,
-                         ::testing::Values(xqt::host::DesktopPictures::kCairo,
-                                           xqt::host::DesktopPictures::kDirect2D),
-                         [](const auto& info) {
-                           return info.param == xqt::host::DesktopPictures::kCairo ? "Cairo"
-                                                                                   : "Direct2D";
-                         });
+INSTANTIATE_TEST_SUITE_P(Stores, DesktopKinds, ::testing::Values(kCairo, kDirect2D),
+                         [](const auto& info) { return info.param.name; });
 
 // --- Copies from every family ------------------------------------------------------------------
 
@@ -148,37 +199,6 @@ TEST_F(PictureBridge, CMYKBecomesRGBByTheInkRule) {
   Ref picture = cmyk.Call<Ref>("CopyPicture");
   for (int64_t i = 0; i < n; ++i) {
     EXPECT_EQ(host_.PictureARGB(picture, i, 0), 0xFF000000u | cases[i].rgb) << i;
-  }
-}
-
-// Every family's colours reach a picture as RowInFormat shows them in RGBA: gray repeated,
-// 16-bit gray by its high byte, CMYK by the ink rule above, alpha as stored or 255; the mask is
-// that alpha as gray, so white without alpha.
-TEST_F(PictureBridge, EveryFormatCopiesAsItsRGBARow) {
-  std::vector<Ref> images;
-  for (int64_t code : AllFormats()) images.push_back(NewImage(3, 2, code));
-  images.push_back(NewImage(3, 2, kRGB).Call<Ref>("GreenChannel"));  // gray in 3-byte pixels
-  images.push_back(NewImage(3, 2, kCMYKA).Call<Ref>("AlphaChannel"));
-  for (const Ref& image : images) {
-    if (!image.Get<bool>("IsGray") && !image.Get<bool>("IsRGB") && !image.Get<bool>("IsCMYK")) {
-      continue;
-    }
-    SCOPED_TRACE(image.Get<int64_t>("ImageFormat"));
-    Randomise(image, 3);
-    const bool alpha = image.Get<bool>("HasAlpha");
-    Ref picture = image.Call<Ref>(alpha ? "CopyPictureWithAlpha" : "CopyPicture");
-    Ref mask = image.Call<Ref>("CopyMask");
-    ASSERT_TRUE(picture && mask);
-    for (int64_t y = 0; y < 2; ++y) {
-      Ref row = image.Call<Ref>("RowInFormat", y, kRGBA);
-      const uint8_t* p = xqt::host::Host::BlockData(row);
-      for (int64_t x = 0; x < 3; ++x, p += 4) {
-        const uint32_t word = uint32_t{p[3]} << 24 | p[0] << 16 | p[1] << 8 | p[2];
-        EXPECT_EQ(alpha ? host_.PictureWord(picture, x, y) : host_.PictureARGB(picture, x, y),
-                  word);
-        EXPECT_EQ(host_.PictureARGB(mask, x, y), OpaqueGray(p[3]));
-      }
-    }
   }
 }
 
@@ -421,41 +441,6 @@ class ConsolePictures : public PictureBridge {
     if (!xqt::host::Host::HasPictureLibraries()) GTEST_SKIP() << "this build has no gd pictures";
   }
 };
-
-TEST_F(ConsolePictures, CopiesWriteGdWords) {
-  Ref image = NewImage(4, 2, kRGBA);
-  Randomise(image, 61);
-  Pixel(image, 0, 0)[3] = 255;
-  Pixel(image, 1, 0)[3] = 0;
-  Ref colour = image.Call<Ref>("CopyPicture");
-  Ref withAlpha = image.Call<Ref>("CopyPictureWithAlpha");
-  Ref mask = image.Call<Ref>("CopyMask");
-  ASSERT_TRUE(colour && withAlpha && mask);
-  ForEachPixel(4, 2, [&](int64_t x, int64_t y) {
-    const uint8_t* p = Pixel(image, x, y);
-    uint32_t rgb = OpaqueRGB(p) & 0xFFFFFF;
-    EXPECT_EQ(host_.PictureWord(colour, x, y), rgb);
-    EXPECT_EQ(host_.PictureWord(withAlpha, x, y), uint32_t(p[3] >> 1) << 24 | rgb);
-    EXPECT_EQ(host_.PictureWord(mask, x, y), p[3] * 0x010101u);
-  });
-  EXPECT_EQ(host_.PictureWord(withAlpha, 0, 0) >> 24, 127u);  // 255 halved, not inverted
-  EXPECT_EQ(host_.PictureWord(withAlpha, 1, 0) >> 24, 0u);
-}
-
-TEST_F(ConsolePictures, GdPicturesReadBackExactly) {
-  Ref picture = host_.NewConsolePicture(5, 4);
-  FillPictureRandom(host_, picture, 67);
-  Ref mask = host_.NewConsolePicture(5, 4);
-  host_.SetPictureARGB(mask, 4, 3, 0xFF000000);  // black: shown
-  host_.SetPictureMask(picture, mask);
-  Ref image = NewImage(5, 4, kARGB);
-  image.Call("DrawMaskedPictureRGB", picture, false);
-  ForEachPixel(5, 4, [&](int64_t x, int64_t y) {
-    const uint8_t* p = Pixel(image, x, y);
-    EXPECT_EQ(OpaqueRGB(p + 1), host_.PictureARGB(picture, x, y) | 0xFF000000u);
-    EXPECT_EQ(p[0], x == 4 && y == 3 ? 255 : 0);
-  });
-}
 
 TEST_F(ConsolePictures, ImageOnAGdPictureUsesItsRows) {
   Ref picture = host_.NewConsolePicture(3, 2);
