@@ -235,36 +235,41 @@ TEST_F(Filters, DitherLeavesTheDestForUnknownMatricesAndRefusesFewLevels) {
 
 // --- Unsharp ---
 
-class Unsharp : public Filters {
- protected:
-  // Self and other with the given values in every byte.
-  std::pair<Ref, Ref> Pair(int64_t format, uint8_t self, uint8_t other, int64_t size = 2) {
-    Ref a = NewImage(size, size, format), b = NewImage(size, size, format);
-    FillBytes(a, self);
-    FillBytes(b, other);
-    return {a, b};
-  }
-};
+class Unsharp : public Filters {};
 
+// Self and other of one value in every byte, and self's first pixel after the filter. Amount 1
+// gives k = 5: 100 + 100 x 5 clamps to 255, 200 - 100 x 5 to 0. Amount 0.25 gives k = 2:
+// 90 + 10 x 2 = 110, unless the difference is below the threshold, which is compared in 32 bits
+// (2^32 + 11 is 11, 2^32 is 0). In CMYK without alpha the byte at AlphaOffset 0 (cyan in CMYK,
+// black in KYMC) is mapped again as alpha: 110 against 90 gives 130; with alpha it moves once.
 TEST_F(Unsharp, CasesByHand) {
-  auto [s, o] = Pair(kRGBA, 200, 100);
-  EXPECT_TRUE(s.Call<bool>("UnsharpFilter", o, 1.0, int64_t{0}));
-  EXPECT_EQ(PixelBytes(s), std::vector<uint8_t>(16, 255));  // 100 + 100 * 5
-  auto [s2, o2] = Pair(kRGBA, 100, 200);
-  EXPECT_TRUE(s2.Call<bool>("UnsharpFilter", o2, 1.0, int64_t{0}));
-  EXPECT_EQ(PixelBytes(s2), std::vector<uint8_t>(16, 0));
-  // Amount 0.25: k = 2, so 90 + 10 * 2 = 110; below the threshold nothing moves.
-  auto [s3, o3] = Pair(kGA, 100, 90);
-  EXPECT_TRUE(s3.Call<bool>("UnsharpFilter", o3, 0.25, int64_t{10}));
-  EXPECT_EQ(PixelBytes(s3), std::vector<uint8_t>(8, 110));
-  EXPECT_TRUE(s3.Call<bool>("UnsharpFilter", o3, 0.25, int64_t{21}));
-  EXPECT_EQ(PixelBytes(s3), std::vector<uint8_t>(8, 110));
-  // The threshold is compared in 32 bits: 2^32 + 11 is 11, 2^32 is 0.
-  auto [s5, o5] = Pair(kG, 100, 90);
-  EXPECT_TRUE(s5.Call<bool>("UnsharpFilter", o5, 0.25, (int64_t{1} << 32) + 11));
-  EXPECT_EQ(Byte(s5, 0, 0, "Gray"), 100);
-  EXPECT_TRUE(s5.Call<bool>("UnsharpFilter", o5, 0.25, int64_t{1} << 32));
-  EXPECT_EQ(Byte(s5, 0, 0, "Gray"), 110);
+  struct Case {
+    int64_t format;
+    uint8_t self, other;
+    double amount;
+    int64_t threshold;
+    std::vector<uint8_t> pixel;
+  };
+  const Case cases[] = {
+      {kRGBA, 200, 100, 1.0, 0, {255, 255, 255, 255}},
+      {kRGBA, 100, 200, 1.0, 0, {0, 0, 0, 0}},
+      {kGA, 100, 90, 0.25, 10, {110, 110}},
+      {kGA, 110, 90, 0.25, 21, {110, 110}},
+      {kG, 100, 90, 0.25, (int64_t{1} << 32) + 11, {100}},
+      {kG, 100, 90, 0.25, int64_t{1} << 32, {110}},
+      {kCMYK, 100, 90, 0.25, 0, {130, 110, 110, 110}},
+      {kKYMC, 100, 90, 0.25, 0, {130, 110, 110, 110}},
+      {kCMYKA, 100, 90, 0.25, 0, {110, 110, 110, 110, 110}},
+  };
+  for (const Case& c : cases) {
+    Ref self = NewImage(3, 2, c.format), other = NewImage(3, 2, c.format);
+    FillBytes(self, c.self);
+    FillBytes(other, c.other);
+    EXPECT_TRUE(self.Call<bool>("UnsharpFilter", other, c.amount, c.threshold));
+    std::vector<uint8_t> want;
+    for (int i = 0; i < 6; ++i) want.insert(want.end(), c.pixel.begin(), c.pixel.end());
+    EXPECT_EQ(PixelBytes(self), want) << c.format << " " << c.threshold;
+  }
   // Amount 0 or a threshold past every difference leaves self alone.
   Ref self = NewImage(9, 5, kBGRA), other = NewImage(9, 5, kBGRA);
   Randomise(self, 8);
@@ -295,22 +300,6 @@ TEST_F(Unsharp, MismatchedImagesAreRefused) {
   before = PixelBytes(scaling);
   EXPECT_TRUE(scaling.Call<bool>("UnsharpFilter", NewImage(4, 4, kScaling5), 1.0, int64_t{0}));
   EXPECT_EQ(PixelBytes(scaling), before);
-}
-
-TEST_F(Unsharp, CMYKWithoutAlphaMapsTheFirstByteTwice) {
-  // The byte at AlphaOffset 0 (cyan in CMYK, black in KYMC) is mapped again as alpha: 100
-  // against 90 with k = 2 gives 110, then 110 against 90 gives 130; the other inks move once.
-  for (int64_t format : {kCMYK, kKYMC}) {
-    auto [self, other] = Pair(format, 100, 90, 1);
-    EXPECT_TRUE(self.Call<bool>("UnsharpFilter", other, 0.25, int64_t{0}));
-    std::vector<uint8_t> want(4, 110);
-    want[0] = 130;
-    EXPECT_EQ(PixelBytes(self), want) << format;
-  }
-  // With alpha, alpha is mapped once like the inks.
-  auto [cmyka, other] = Pair(kCMYKA, 100, 90, 1);
-  EXPECT_TRUE(cmyka.Call<bool>("UnsharpFilter", other, 0.25, int64_t{0}));
-  EXPECT_EQ(PixelBytes(cmyka), std::vector<uint8_t>(5, 110));
 }
 
 // --- Views ---
