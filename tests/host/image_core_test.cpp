@@ -34,11 +34,10 @@ class ImageCore : public PluginTest {
 };
 
 TEST_F(ImageCore, FormatPropertiesThroughTheHost) {
-  Ref rgb = NewImage(3, 2, kRGB);
-  EXPECT_EQ(rgb.Get<std::string>("ImageFormatString"), "RGB");
-  EXPECT_EQ(NewImage(3, 2, kScaling5).Get<std::string>("ImageFormatString"), "Scaling");
-  EXPECT_EQ(NewImage(3, 2, kGray16).Get<std::string>("ImageFormatString"), "G16");
-  EXPECT_EQ(NewImage(3, 2, kRofRGB).Get<std::string>("ImageFormatString"), "");
+  for (auto [format, name] :
+       {std::pair{kRGB, "RGB"}, {kScaling5, "Scaling"}, {kGray16, "G16"}, {kRofRGB, ""}}) {
+    EXPECT_EQ(NewImage(3, 2, format).Get<std::string>("ImageFormatString"), name);
+  }
   EXPECT_EQ(NewImage(3, 2, kG5).Call<std::vector<std::string>>("Channels"),
             (std::vector<std::string>{"Gray", "Gray2", "Gray3", "Gray4", "Gray5"}));
   EXPECT_TRUE(NewImage(3, 2, kRofRGB).Call<std::vector<std::string>>("Channels").empty());

@@ -133,21 +133,17 @@ TEST_F(Loaded, ControlVersionIsNegotiated) {
   struct Case {
     double version;
     int controlVersion;
-  } cases[] = {{2013.02, 11}, {2013.03, 12}, {2011.9, 9}, {2012.0, 10}, {2019.1, 13}};
+  } cases[] = {{2013.02, 11}, {2013.03, 12}, {2011.9, 9}, {2012.0, 10}, {2019.1, 13}, {0, 9}};
   for (const Case& c : cases) {
-    Load({.version = c.version});
+    host_ = std::make_unique<Host>(HostOptions{.version = c.version ? c.version : 2019.1});
+    // A host without a version gets the oldest format.
+    if (!c.version) host_->HideEntryPoint("REALGetRBVersion");
+    host_->Load(Host::DefaultPluginPath());
     EXPECT_EQ(host_->RegisteredPluginVersion(), c.controlVersion) << c.version;
     EXPECT_EQ(host_->FindClass("PictureXQT")->controlVersion,
               static_cast<uint32_t>(c.controlVersion));
     host_.reset();
   }
-}
-
-TEST_F(Loaded, HostWithoutVersionGetsTheOldestFormat) {
-  host_ = std::make_unique<Host>();
-  host_->HideEntryPoint("REALGetRBVersion");
-  host_->Load(Host::DefaultPluginPath());
-  EXPECT_EQ(host_->RegisteredPluginVersion(), 9);
 }
 
 TEST_F(Loaded, DebuggingIsAHiddenSharedSwitch) {
