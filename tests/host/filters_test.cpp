@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "support/format_codes.h"
+#include "support/host_expectations.h"
 #include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
@@ -129,15 +130,15 @@ TEST_F(Filters, GammaOverloadsWriteTheirChannelsInEveryFormat) {
         continue;
       }
       ASSERT_EQ(result.get(), dest.get());
-      const bool gray = dest.Get<bool>("IsGray"), rgb = dest.Get<bool>("IsRGB");
-      if (gray) SetChannel(dest, expected, Int(dest, "GrayOffset"), c.gray);
-      if (rgb) {
-        SetChannel(dest, expected, Int(dest, "RedOffset"), c.red);
-        SetChannel(dest, expected, Int(dest, "GreenOffset"), c.green);
-        SetChannel(dest, expected, Int(dest, "BlueOffset"), c.blue);
-      }
-      if ((gray || rgb) && dest.Get<bool>("HasAlpha") && c.alpha >= 0) {
-        SetChannel(dest, expected, Int(dest, "AlphaOffset"), c.alpha);
+      const bool family = dest.Get<bool>("IsGray") || dest.Get<bool>("IsRGB");
+      for (auto [name, value] : {std::pair{"Gray", c.gray},
+                                 {"Red", c.red},
+                                 {"Green", c.green},
+                                 {"Blue", c.blue},
+                                 {"Alpha", family ? c.alpha : -1}}) {
+        if (value >= 0 && dest.Get<bool>(std::string("Has") + name)) {
+          SetChannel(dest, expected, Int(dest, std::string(name) + "Offset"), value);
+        }
       }
       EXPECT_EQ(PixelBytes(dest), expected) << g.size() << " gammas";
     }
@@ -148,12 +149,10 @@ TEST_F(Filters, GammaOverloadsWriteTheirChannelsInEveryFormat) {
 
 TEST_F(Filters, GainOnEveryChannelIncludingAlpha) {
   Ref source = NewImage(16, 16, kGA);
-  for (int y = 0; y < 16; ++y) {
-    for (int x = 0; x < 16; ++x) {
-      Byte(source, x, y, "Gray") = static_cast<uint8_t>(y * 16 + x);
-      Byte(source, x, y, "Alpha") = static_cast<uint8_t>(255 - (y * 16 + x));
-    }
-  }
+  ForEachPixel(16, 16, [&](int64_t x, int64_t y) {
+    Byte(source, x, y, "Gray") = static_cast<uint8_t>(y * 16 + x);
+    Byte(source, x, y, "Alpha") = static_cast<uint8_t>(255 - (y * 16 + x));
+  });
   // Gain and bias 0.5 are the identity up to truncation.
   Ref result = source.Call<Ref>("GainFilter", nullptr, 0.5, 0.5);
   ASSERT_TRUE(result);
