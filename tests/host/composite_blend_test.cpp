@@ -54,16 +54,12 @@ Rows ReferenceCopy(const Ref& source, const Ref& result, int64_t x0, int64_t y0,
 }
 
 std::vector<Participant> GrayKinds() {
-  return {Format(kG),
-          Format(kGA),
-          Format(13),
-          Format(16),
-          Format(21),
-          Format(kGray16),
-          Format(44),
-          Clip(kGA),
-          View(kRGBA, "RedChannel"),
-          View(kBGRA, "AlphaChannel")};
+  std::vector<Participant> kinds = {Clip(kGA), View(kRGBA, "RedChannel"),
+                                    View(kBGRA, "AlphaChannel")};
+  for (int64_t code : {kG, kGA, kAG, int64_t{16}, int64_t{21}, kGray16, int64_t{44}}) {
+    kinds.push_back(Format(code));
+  }
+  return kinds;
 }
 std::vector<Participant> RGBKinds() {
   std::vector<Participant> kinds;
