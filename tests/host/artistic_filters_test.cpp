@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "support/format_codes.h"
+#include "support/host_expectations.h"
 #include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
@@ -41,25 +42,11 @@ class ArtisticFilters : public PluginTest {
     p.cmyk = image.Get<bool>("IsCMYK");
     std::vector<int64_t> offsets = ChannelOffsets(image);
     p.colours = static_cast<int>(offsets.size()) - (p.alpha ? 1 : 0);
-    const int64_t size = image.Get<int64_t>("PixelSize");
-    for (int64_t y = 0; y < p.h; ++y) {
-      const uint8_t* row = Row(image, y);
-      for (int64_t x = 0; x < p.w; ++x) {
-        std::vector<int> v;
-        for (int64_t o : offsets) v.push_back(row[x * size + o]);
-        p.at.push_back(v);
-      }
-    }
+    ForEachPixel(p.w, p.h, [&](int64_t x, int64_t y) {
+      p.at.emplace_back();
+      for (int64_t o : offsets) p.at.back().push_back(Pixel(image, x, y)[o]);
+    });
     return p;
-  }
-  void ExpectPixels(const Ref& result,
-                    const std::function<std::vector<int>(int64_t, int64_t)>& expected) {
-    Pixels got = Read(result);
-    for (int64_t y = 0; y < got.h; ++y) {
-      for (int64_t x = 0; x < got.w; ++x) {
-        ASSERT_EQ(got.P(x, y), expected(x, y)) << "pixel " << x << ", " << y;
-      }
-    }
   }
   // A gray level as the filters write it into the colour channels of `p`'s family.
   static std::vector<int> Level(const Pixels& p, int v, int alpha) {
@@ -76,7 +63,7 @@ class ArtisticFilters : public PluginTest {
 
 TEST_F(ArtisticFilters, SmallCasesByHand) {
   Ref image = NewImage(3, 3, kG);
-  for (int64_t y = 0; y < 3; ++y) std::fill(Row(image, y), Row(image, y) + 3, 0);
+  FillBytes(image, 0);
   Row(image, 1)[1] = 255;
   // Oil: eight of nine neighbours in the dark bucket, so the dot goes.
   EXPECT_EQ(Row(image.Call<Ref>("OilFilter", nullptr, int64_t{1}, int64_t{2}), 1)[1], 0);
@@ -96,9 +83,7 @@ TEST_F(ArtisticFilters, SmallCasesByHand) {
   EXPECT_EQ(Row(stamp, 1)[1], 255);
   EXPECT_EQ(Row(stamp, 0)[0], 0);
   // Diffuse by 0 is a copy.
-  Ref diffused = image.Call<Ref>("DiffuseFilter", nullptr, int64_t{0});
-  for (int64_t y = 0; y < 3; ++y)
-    EXPECT_TRUE(std::equal(Row(image, y), Row(image, y) + 3, Row(diffused, y)));
+  EXPECT_EQ(PixelBytes(image.Call<Ref>("DiffuseFilter", nullptr, int64_t{0})), PixelBytes(image));
 }
 
 // Every family filters like gray: an image whose colours all hold a gray image's levels (CMYK
@@ -140,23 +125,20 @@ TEST_F(ArtisticFilters, EveryFamilyFiltersLikeGray) {
     Ref image = NewImage(11, 7, format);
     const std::vector<int64_t> offsets = ChannelOffsets(image);
     const Pixels p = Read(image);
-    const int64_t size = image.Get<int64_t>("PixelSize");
-    for (int64_t y = 0; y < p.h; ++y) {
-      for (int64_t x = 0; x < p.w; ++x) {
-        // Alpha holds the level too, so that a pixel that moves can be told by its alpha.
-        const std::vector<int> level = Level(p, levels.P(x, y)[0], levels.P(x, y)[0]);
-        for (size_t c = 0; c < offsets.size(); ++c) {
-          Row(image, y)[x * size + offsets[c]] = static_cast<uint8_t>(level[c]);
-        }
-      }
-    }
+    // Alpha holds the level too, so that a pixel that moves can be told by its alpha.
+    ForEachPixel(p.w, p.h, [&](int64_t x, int64_t y) {
+      const std::vector<int> level = Level(p, levels.P(x, y)[0], levels.P(x, y)[0]);
+      for (size_t c = 0; c < offsets.size(); ++c)
+        Pixel(image, x, y)[offsets[c]] = uint8_t(level[c]);
+    });
     for (const Filter& filter : filters) {
       if (p.cmyk && filter.perChannel) continue;
       SCOPED_TRACE(filter.name);
-      const Pixels want = Read(filter.run(gray));
-      ExpectPixels(filter.run(image), [&](int64_t x, int64_t y) {
+      const Pixels want = Read(filter.run(gray)), got = Read(filter.run(image));
+      ForEachPixel(p.w, p.h, [&](int64_t x, int64_t y) {
         const int level = want.P(x, y)[0];
-        return Level(p, level, filter.movesPixels ? level : levels.P(x, y)[0]);
+        ASSERT_EQ(got.P(x, y), Level(p, level, filter.movesPixels ? level : levels.P(x, y)[0]))
+            << "pixel " << x << ", " << y;
       });
     }
   }
@@ -168,17 +150,13 @@ TEST_F(ArtisticFilters, InPlaceMatchesANewDestination) {
     Randomise(source, 4);
     Ref apart = source.Call<Ref>(name, nullptr);
     EXPECT_EQ(source.Call<Ref>(name, source).get(), source.get());
-    for (int64_t y = 0; y < 6; ++y) {
-      ASSERT_TRUE(std::equal(Row(apart, y), Row(apart, y) + 36, Row(source, y))) << name << y;
-    }
+    EXPECT_EQ(PixelBytes(apart), PixelBytes(source)) << name;
   }
   Ref source = NewImage(9, 6, kCMYK);
   Randomise(source, 5);
   Ref apart = source.Call<Ref>("OilFilter", nullptr, int64_t{2}, int64_t{8});
-  source.Call<Ref>("OilFilter", source, int64_t{2}, int64_t{8});
-  for (int64_t y = 0; y < 6; ++y) {
-    ASSERT_TRUE(std::equal(Row(apart, y), Row(apart, y) + 36, Row(source, y))) << y;
-  }
+  EXPECT_EQ(source.Call<Ref>("OilFilter", source, int64_t{2}, int64_t{8}).get(), source.get());
+  EXPECT_EQ(PixelBytes(apart), PixelBytes(source));
 }
 
 TEST_F(ArtisticFilters, Refusals) {

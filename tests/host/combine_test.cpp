@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "support/format_codes.h"
+#include "support/host_expectations.h"
 #include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
@@ -103,11 +103,10 @@ TEST_F(CombineTest, ColoursInEveryFamily) {
 }
 
 TEST_F(CombineTest, RectanglesAreFixedAgainstEveryImage) {
-  Ref self = NewImage(5, 3, kG);
-  for (int64_t y = 0; y < 3; ++y) SetPixels(self, y, Bytes(5, 10));
+  Ref self = NewImage(5, 3, kG), mask = NewImage(4, 2, kG);
+  FillBytes(self, 10);
   // The mask covers 4 x 2 only: the rectangle (-1, 1, 9, 9) becomes (0, 1, 4, 1).
-  Ref mask = NewImage(4, 2, kG);
-  for (int64_t y = 0; y < 2; ++y) SetPixels(mask, y, Bytes(4, 255));
+  FillBytes(mask, 255);
   EXPECT_TRUE(self.Call<bool>("Combine", mask, int64_t{-1}, int64_t{1}, int64_t{9}, int64_t{9},
                               int64_t{99}, int64_t{255}));
   EXPECT_EQ(RowBytes(self, 0, 5), Bytes(5, 10));
@@ -128,24 +127,16 @@ TEST_F(CombineTest, RectanglesAreFixedAgainstEveryImage) {
 }
 
 TEST_F(CombineTest, SelfAsSourceOrMask) {
-  Ref self = NewImage(3, 2, kRGBA);
-  std::mt19937 random(3);
-  for (int64_t y = 0; y < 2; ++y) {
-    for (int i = 0; i < 12; ++i) Row(self, y)[i] = random() & 0xFF;
-    Row(self, y)[3] = 255;  // an opaque pixel keeps self's alpha exactly
-  }
+  Ref self = NewImage(3, 1, kRGBA);
+  Randomise(self, 3);
+  Row(self, 0)[3] = 255;  // an opaque pixel keeps self's alpha exactly
   Bytes before = RowBytes(self, 0, 12);
-  Ref mask = NewImage(3, 2, kG);
-  for (int64_t y = 0; y < 2; ++y) SetPixels(mask, y, {255, 128, 1});
-  EXPECT_TRUE(self.Call<bool>("Combine", self, mask));
+  EXPECT_TRUE(self.Call<bool>("Combine", self, Mask({255, 128, 1})));
   // s = d gives d exactly for the colours.
   Bytes after = RowBytes(self, 0, 12);
-  for (int i = 0; i < 12; ++i) {
-    if (i % 4 != 3) {
-      EXPECT_EQ(after[i], before[i]) << i;
-    }
-  }
-  EXPECT_EQ(after[3], 255);
+  for (int i : {3, 7, 11}) after[i] = before[i] = 0;
+  EXPECT_EQ(after, before);
+  EXPECT_EQ(Row(self, 0)[3], 255);
   // A gray self as its own mask: 0 keeps, 255 takes the colour.
   Ref gray = NewImage(2, 1, kG);
   SetPixels(gray, 0, {0, 255});
@@ -167,43 +158,31 @@ TEST_F(CombineTest, EveryFamilyMeetsCopyPixelsAtTheMaskEnds) {
     for (bool pre : {false, true}) {
       SCOPED_TRACE(testing::Message() << c.self << " " << c.source << " " << c.mask << " " << pre);
       Ref self = NewImage(7, 5, c.self), source = NewImage(7, 5, c.source);
+      Ref mask = NewImage(7, 5, c.mask);
       Randomise(self, 1);
       Randomise(source, 2);
       for (const Ref* image : {&self, &source}) {
         if (!image->Get<bool>("HasAlpha")) continue;
-        const int64_t size = image->Get<int64_t>("PixelSize");
         const int64_t alpha = image->Get<int64_t>("AlphaOffset");
-        for (int64_t y = 0; y < 5; ++y) {
-          for (int64_t x = 0; x < 7; ++x) Row(*image, y)[x * size + alpha] = 255;
-        }
+        ForEachPixel(7, 5, [&](int64_t x, int64_t y) { Pixel(*image, x, y)[alpha] = 255; });
       }
-      const int64_t bytes = 7 * self.Get<int64_t>("PixelSize");
-      Ref mask = NewImage(7, 5, c.mask);
-      std::vector<Bytes> before, copied;
+      const Bytes before = PixelBytes(self);
       Ref copy = self.Call<Ref>("Clone");
       ASSERT_TRUE(copy.Call<bool>("CopyPixels", source));
-      for (int64_t y = 0; y < 5; ++y) {
-        before.push_back(RowBytes(self, y, static_cast<size_t>(bytes)));
-        copied.push_back(RowBytes(copy, y, static_cast<size_t>(bytes)));
-        std::memset(Row(mask, y), 0, static_cast<size_t>(7 * mask.Get<int64_t>("PixelSize")));
-      }
+      FillBytes(mask, 0);
       EXPECT_TRUE(self.Call<bool>("Combine", source, mask, pre));
-      for (int64_t y = 0; y < 5; ++y) EXPECT_EQ(RowBytes(self, y, bytes), before[y]) << y;
-      for (int64_t y = 0; y < 5; ++y) {
-        std::memset(Row(mask, y), 255, static_cast<size_t>(7 * mask.Get<int64_t>("PixelSize")));
-      }
+      EXPECT_EQ(PixelBytes(self), before);
+      FillBytes(mask, 255);
       EXPECT_TRUE(self.Call<bool>("Combine", source, mask, pre));
-      for (int64_t y = 0; y < 5; ++y) EXPECT_EQ(RowBytes(self, y, bytes), copied[y]) << y;
+      EXPECT_EQ(PixelBytes(self), PixelBytes(copy));
     }
   }
 }
 
 TEST_F(CombineTest, Refusals) {
-  Ref self = NewImage(2, 2, kRGB);
-  for (int64_t y = 0; y < 2; ++y) SetPixels(self, y, Bytes(6, 50));
-  Ref mask = NewImage(2, 2, kG);
-  for (int64_t y = 0; y < 2; ++y) SetPixels(mask, y, Bytes(2, 255));
-  Ref source = NewImage(2, 2, kRGB);
+  Ref self = NewImage(2, 2, kRGB), mask = NewImage(2, 2, kG), source = NewImage(2, 2, kRGB);
+  FillBytes(self, 50);
+  FillBytes(mask, 255);
   Ref cmykMask = NewImage(2, 2, kCMYK);
   Ref closed = NewImage(2, 2, kG);
   closed.Call("Close");
@@ -224,7 +203,7 @@ TEST_F(CombineTest, Refusals) {
       self.Call<bool>("Combine", source, mask, int64_t{0}, int64_t{0}, int64_t{0}, int64_t{2}));
   EXPECT_FALSE(self.Call<bool>("Combine", source, mask, int64_t{0}, int64_t{-3}, int64_t{2},
                                int64_t{2}, true));
-  for (int64_t y = 0; y < 2; ++y) EXPECT_EQ(RowBytes(self, y, 6), Bytes(6, 50));
+  EXPECT_EQ(PixelBytes(self), Bytes(12, 50));
   // A closed self is refused too.
   EXPECT_FALSE(closed.Call<bool>("Combine", mask, int64_t{1}, int64_t{255}));
 }

@@ -54,16 +54,12 @@ Rows ReferenceCopy(const Ref& source, const Ref& result, int64_t x0, int64_t y0,
 }
 
 std::vector<Participant> GrayKinds() {
-  return {Format(kG),
-          Format(kGA),
-          Format(13),
-          Format(16),
-          Format(21),
-          Format(kGray16),
-          Format(44),
-          Clip(kGA),
-          View(kRGBA, "RedChannel"),
-          View(kBGRA, "AlphaChannel")};
+  std::vector<Participant> kinds = {Clip(kGA), View(kRGBA, "RedChannel"),
+                                    View(kBGRA, "AlphaChannel")};
+  for (int64_t code : {kG, kGA, kAG, int64_t{16}, int64_t{21}, kGray16, int64_t{44}}) {
+    kinds.push_back(Format(code));
+  }
+  return kinds;
 }
 std::vector<Participant> RGBKinds() {
   std::vector<Participant> kinds;
@@ -76,17 +72,17 @@ std::vector<Participant> RGBKinds() {
 
 class Blend : public PluginTest {
  protected:
+  // The blend of the rectangle, or of the whole image without one.
+  template <class... Rectangle>
   bool Call(const Ref& source, const Ref* dest, const Ref* mask, const Ref& result, uint32_t colour,
-            int64_t x, int64_t y, int64_t width, int64_t height) {
+            Rectangle... rectangle) {
     return host_.CallShared<bool>("PictureXQT", "BlendPicturesWithMaskWithBackground", source,
                                   dest ? dest->get() : nullptr, mask ? mask->get() : nullptr,
-                                  result, Color{colour}, x, y, width, height);
+                                  result, Color{colour}, int64_t{rectangle}...);
   }
   bool CallWhole(const Ref& source, const Ref* dest, const Ref* mask, const Ref& result,
                  uint32_t colour) {
-    return host_.CallShared<bool>("PictureXQT", "BlendPicturesWithMaskWithBackground", source,
-                                  dest ? dest->get() : nullptr, mask ? mask->get() : nullptr,
-                                  result, Color{colour});
+    return Call(source, dest, mask, result, colour);
   }
   Ref Filled(int64_t width, int64_t height, int64_t format, uint8_t value) {
     Ref image = NewImage(width, height, format);
@@ -111,54 +107,49 @@ TEST_F(Blend, EveryFamilyCombinationAtTheMaskEnds) {
     return kinds[rng() % kinds.size()];
   };
   auto odd = [&] { return 1 + 2 * static_cast<int64_t>(rng() % 8); };
-  for (int round = 0; round < 2; ++round) {
-    for (int sourceRGB = 0; sourceRGB < 2; ++sourceRGB) {
-      for (int dest = 0; dest < 3; ++dest) {  // none, gray, RGB
-        for (int maskRGB = 0; maskRGB < 2; ++maskRGB) {
-          for (int resultRGB = 0; resultRGB < 2; ++resultRGB) {
-            const int64_t width = odd(), height = odd();
-            const Participant& resultKind = pick(resultRGB);
-            const uint32_t seed = rng();
-            auto fresh = [&] {
-              Ref image = resultKind.make(host_, width + 1, height + 2);
-              RandomizeWholeRows(image, seed);
-              return image;
-            };
-            Ref source = pick(sourceRGB).make(host_, width, height);
-            Ref destImage = dest ? pick(dest == 2).make(host_, width, height + 1) : Ref();
-            Ref mask = pick(maskRGB).make(host_, width, height + 1);
-            RandomizeWholeRows(source, rng());
-            if (destImage) RandomizeWholeRows(destImage, rng());
-            const uint32_t colour = rng() & 0xFFFFFF;
-            Ref background = NewImage(width, height, kRGB);
-            background.Call("FillRectRGB", Color{colour});
-            const Ref& other = destImage ? destImage : background;
-            SCOPED_TRACE(source.Get<std::string>("ImageFormatString") + " " +
-                         other.Get<std::string>("ImageFormatString") + " " + resultKind.name);
-            const int64_t x = static_cast<int64_t>(rng() % width);
-            const int64_t y = static_cast<int64_t>(rng() % height);
-            const int64_t w = 1 + static_cast<int64_t>(rng() % (width - x));
-            const int64_t h = 1 + static_cast<int64_t>(rng() % (height - y));
-            const Ref* destArg = destImage ? &destImage : nullptr;
+  // Twice over each choice of source (gray, RGB), destination (none, gray, RGB), mask and result.
+  for (int choice = 0; choice < 48; ++choice) {
+    const int sourceRGB = choice & 1, dest = (choice >> 1) % 3, maskRGB = (choice / 6) & 1;
+    const int resultRGB = (choice / 12) & 1;
+    const int64_t width = odd(), height = odd();
+    const Participant& resultKind = pick(resultRGB);
+    const uint32_t seed = rng();
+    auto fresh = [&] {
+      Ref image = resultKind.make(host_, width + 1, height + 2);
+      RandomizeWholeRows(image, seed);
+      return image;
+    };
+    Ref source = pick(sourceRGB).make(host_, width, height);
+    Ref destImage = dest ? pick(dest == 2).make(host_, width, height + 1) : Ref();
+    Ref mask = pick(maskRGB).make(host_, width, height + 1);
+    RandomizeWholeRows(source, rng());
+    if (destImage) RandomizeWholeRows(destImage, rng());
+    const uint32_t colour = rng() & 0xFFFFFF;
+    Ref background = NewImage(width, height, kRGB);
+    background.Call("FillRectRGB", Color{colour});
+    const Ref& other = destImage ? destImage : background;
+    SCOPED_TRACE(source.Get<std::string>("ImageFormatString") + " " +
+                 other.Get<std::string>("ImageFormatString") + " " + resultKind.name);
+    const int64_t x = static_cast<int64_t>(rng() % width);
+    const int64_t y = static_cast<int64_t>(rng() % height);
+    const int64_t w = 1 + static_cast<int64_t>(rng() % (width - x));
+    const int64_t h = 1 + static_cast<int64_t>(rng() % (height - y));
+    const Ref* destArg = destImage ? &destImage : nullptr;
 
-            Ref plain = fresh(), taken = fresh();
-            Rows expected = ReferenceCopy(source, plain, x, y, w, h);
-            Rows sourceBefore = Snapshot(source);
-            EXPECT_TRUE(Call(source, destArg, nullptr, plain, colour, x, y, w, h));
-            ASSERT_EQ(Snapshot(plain), expected);
-            ASSERT_EQ(Snapshot(source), sourceBefore);
-            EXPECT_TRUE(Call(other, nullptr, nullptr, taken, colour, x, y, w, h));
-            for (uint8_t level : {0, 255}) {
-              for (int64_t row = 0; row < height + 1; ++row) {
-                std::memset(Row(mask, row), level, static_cast<size_t>(LayoutOf(mask).rowSize));
-              }
-              Ref masked = fresh();
-              EXPECT_TRUE(Call(source, destArg, &mask, masked, colour, x, y, w, h));
-              ASSERT_EQ(Snapshot(masked), Snapshot(level ? taken : plain)) << int(level);
-            }
-          }
-        }
+    Ref plain = fresh(), taken = fresh();
+    Rows expected = ReferenceCopy(source, plain, x, y, w, h);
+    Rows sourceBefore = Snapshot(source);
+    EXPECT_TRUE(Call(source, destArg, nullptr, plain, colour, x, y, w, h));
+    ASSERT_EQ(Snapshot(plain), expected);
+    ASSERT_EQ(Snapshot(source), sourceBefore);
+    EXPECT_TRUE(Call(other, nullptr, nullptr, taken, colour, x, y, w, h));
+    for (uint8_t level : {0, 255}) {
+      for (int64_t row = 0; row < height + 1; ++row) {
+        std::memset(Row(mask, row), level, static_cast<size_t>(LayoutOf(mask).rowSize));
       }
+      Ref masked = fresh();
+      EXPECT_TRUE(Call(source, destArg, &mask, masked, colour, x, y, w, h));
+      ASSERT_EQ(Snapshot(masked), Snapshot(level ? taken : plain)) << int(level);
     }
   }
 }

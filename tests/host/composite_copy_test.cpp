@@ -161,18 +161,18 @@ TEST_F(CopyPixelsTest, ShortFormsCopyFromTheTopLeftCorner) {
   // The whole-image form: the overlapping top-left 3 x 2.
   Ref small = Gray(3, 2, {0, 0, 0, 0, 0, 0});
   EXPECT_TRUE(small.Call<bool>("CopyPixels", source));
-  EXPECT_EQ(GrayRow(small, 0), (std::vector<uint8_t>{1, 2, 3}));
-  EXPECT_EQ(GrayRow(small, 1), (std::vector<uint8_t>{5, 6, 7}));
+  EXPECT_EQ(PixelBytes(small), (Bytes{1, 2, 3, 5, 6, 7}));
   // A larger destination keeps what the source does not cover.
-  Ref large = Gray(5, 4, std::vector<uint8_t>(20, 0xEE));
+  const uint8_t E = 0xEE;
+  Ref large = Gray(5, 4, Bytes(20, E));
   EXPECT_TRUE(large.Call<bool>("CopyPixels", source));
-  EXPECT_EQ(GrayRow(large, 2), (std::vector<uint8_t>{9, 10, 11, 12, 0xEE}));
-  EXPECT_EQ(GrayRow(large, 3), (std::vector<uint8_t>(5, 0xEE)));
+  EXPECT_EQ(PixelBytes(large),
+            (Bytes{1, 2, 3, 4, E, 5, 6, 7, 8, E, 9, 10, 11, 12, E, E, E, E, E, E}));
   // The five-argument form reads from the source's origin.
-  Ref placed = Gray(5, 4, std::vector<uint8_t>(20, 0));
+  Ref placed = Gray(5, 4, Bytes(20, 0));
   EXPECT_TRUE(placed.Call<bool>("CopyPixels", source, 2, 1, 2, 2));
-  EXPECT_EQ(GrayRow(placed, 1), (std::vector<uint8_t>{0, 0, 1, 2, 0}));
-  EXPECT_EQ(GrayRow(placed, 2), (std::vector<uint8_t>{0, 0, 5, 6, 0}));
+  EXPECT_EQ(PixelBytes(placed),
+            (Bytes{0, 0, 0, 0, 0, 0, 0, 1, 2, 0, 0, 0, 5, 6, 0, 0, 0, 0, 0, 0}));
 }
 
 // The rectangle rule itself is the unit tests'; here its arguments reach it in their order.
@@ -212,28 +212,23 @@ TEST_F(CopyPixelsTest, RectangleRuleThroughTheHost) {
 
 TEST_F(CopyPixelsTest, GrayWeightsAndGrayIntoCMYK) {
   Ref rgb = NewImage(5, 1, kRGB);
-  const uint8_t colours[5][3] = {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {255, 255, 255}, {1, 1, 1}};
-  std::memcpy(Row(rgb, 0), colours, sizeof colours);
+  SetPixels(rgb, 0, {255, 0, 0, 0, 255, 0, 0, 0, 255, 255, 255, 255, 1, 1, 1});
   Ref gray = NewImage(5, 1, kG);
   EXPECT_TRUE(gray.Call<bool>("CopyPixels", rgb));
   EXPECT_EQ(GrayRow(gray, 0), (std::vector<uint8_t>{76, 150, 27, 255, 1}));
 
   // The same weights with alpha on both sides, alpha taken over.
   Ref argb = NewImage(2, 1, kARGB);
-  const uint8_t argbPixels[8] = {9, 255, 0, 0, 200, 0, 0, 255};
-  std::memcpy(Row(argb, 0), argbPixels, sizeof argbPixels);
+  SetPixels(argb, 0, {9, 255, 0, 0, 200, 0, 0, 255});
   Ref ag = NewImage(2, 1, kAG);
   EXPECT_TRUE(ag.Call<bool>("CopyPixels", argb));
-  const uint8_t* agRow = Row(ag, 0);
-  EXPECT_EQ(std::vector<uint8_t>(agRow, agRow + 4), (std::vector<uint8_t>{9, 76, 200, 27}));
+  EXPECT_EQ(RowBytes(ag, 0, 4), (Bytes{9, 76, 200, 27}));
 
   // Gray into CMYK: no colour, gray as black, not inverted.
   Ref cmyk = NewImage(2, 1, kCMYK);
   Ref grays = Gray(2, 1, {255, 0x40});
   EXPECT_TRUE(cmyk.Call<bool>("CopyPixels", grays));
-  const uint8_t* cmykRow = Row(cmyk, 0);
-  EXPECT_EQ(std::vector<uint8_t>(cmykRow, cmykRow + 8),
-            (std::vector<uint8_t>{0, 0, 0, 255, 0, 0, 0, 0x40}));
+  EXPECT_EQ(RowBytes(cmyk, 0, 8), (Bytes{0, 0, 0, 255, 0, 0, 0, 0x40}));
 }
 
 TEST_F(CopyPixelsTest, SixteenBitGray) {
@@ -296,8 +291,6 @@ TEST_F(CopyPixelsTest, CopyWithinOneImageReadsTheSourceFirst) {
   EXPECT_EQ(Snapshot(parent), expected);
 }
 
-// File-mapped images of 9000 rows: with 4096-byte rows the band holds 4096 rows, so these copies
-// cross bands on both sides.
 // A refused pair still asks each file-mapped image for the first row of the rectangle.
 TEST_F(CopyPixelsTest, RefusedPairStillMapsTheFirstRows) {
   Ref source = host_.New("PictureXQT", int64_t{1}, int64_t{20000}, kCMYK, int64_t{0}, nullptr);

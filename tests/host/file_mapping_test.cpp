@@ -17,6 +17,7 @@
 
 #include "support/environment.h"
 #include "support/format_codes.h"
+#include "support/host_expectations.h"
 #include "support/plugin_fixture.h"
 #include "support/scratch_folder.h"
 
@@ -60,40 +61,36 @@ TEST_F(FileMapping, RowSizeAndBandSize) {
   Ref image = NewMapped(100, 20, kRGB, 1);
   ASSERT_TRUE(image.Get<bool>("Valid"));
   EXPECT_TRUE(image.Get<bool>("IsMapping"));
-  EXPECT_EQ(image.Get<int64_t>("RowSize"), kPage);
-  EXPECT_EQ(image.Get<int64_t>("TotalSize"), 20 * kPage);
   // The 16 MiB floor, reduced to the whole of a small image.
-  EXPECT_EQ(image.Get<int64_t>("MappingBlockSize"), 20 * kPage);
-  EXPECT_EQ(image.Get<int64_t>("MappingRows"), 20);
-  EXPECT_EQ(image.Get<int64_t>("MappingFirstRow"), 0);
-  EXPECT_EQ(image.Get<int64_t>("MappingLastRow"), 19);
+  ExpectIntegers(image, {{"RowSize", kPage},
+                         {"TotalSize", 20 * kPage},
+                         {"MappingBlockSize", 20 * kPage},
+                         {"MappingRows", 20},
+                         {"MappingFirstRow", 0},
+                         {"MappingLastRow", 19}});
 
   // A wider row takes whole pages: 1100 RGBA pixels need two.
   Ref wide = NewMapped(1100, 4, kRGBA, 1);
   ASSERT_TRUE(wide.Get<bool>("Valid"));
-  EXPECT_EQ(wide.Get<int64_t>("RowSize"), 2 * kPage);
   // At least five rows, even over a four-row image.
-  EXPECT_EQ(wide.Get<int64_t>("MappingRows"), 5);
-  EXPECT_EQ(wide.Get<int64_t>("MappingBlockSize"), 10 * kPage);
+  ExpectIntegers(wide,
+                 {{"RowSize", 2 * kPage}, {"MappingRows", 5}, {"MappingBlockSize", 10 * kPage}});
 }
 
 TEST_F(FileMapping, BlockSizeProperty) {
   Ref image = NewMapped(100, 10000, kRGB, int64_t{1} << 40);
   ASSERT_TRUE(image.Get<bool>("Valid"));
-  EXPECT_EQ(image.Get<int64_t>("MappingBlockSize"), 10000 * kPage);  // the whole file
-  EXPECT_EQ(image.Get<int64_t>("MappingRows"), 10000);
-
+  // The whole file; then the floor, and whole multiples of it. The setter maps the first band
+  // again.
+  ExpectIntegers(image, {{"MappingBlockSize", 10000 * kPage}, {"MappingRows", 10000}});
   image.Set("MappingBlockSize", int64_t{1});
-  EXPECT_EQ(image.Get<int64_t>("MappingBlockSize"), kMiB16);
-  EXPECT_EQ(image.Get<int64_t>("MappingRows"), 4096);
-  // The setter maps the first band again.
-  EXPECT_EQ(image.Get<int64_t>("MappingFirstRow"), 0);
-  EXPECT_EQ(image.Get<int64_t>("MappingLastRow"), 4095);
+  ExpectIntegers(image, {{"MappingBlockSize", kMiB16},
+                         {"MappingRows", 4096},
+                         {"MappingFirstRow", 0},
+                         {"MappingLastRow", 4095}});
   ASSERT_TRUE(image.Get<Ref>("Memory"));
-
   image.Set("MappingBlockSize", 2 * kMiB16 + 100);
-  EXPECT_EQ(image.Get<int64_t>("MappingBlockSize"), 2 * kMiB16);
-  EXPECT_EQ(image.Get<int64_t>("MappingLastRow"), 8191);
+  ExpectIntegers(image, {{"MappingBlockSize", 2 * kMiB16}, {"MappingLastRow", 8191}});
 }
 
 // The band walk itself is the unit tests'; here the member reaches it and reports.

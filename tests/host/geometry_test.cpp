@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "support/format_codes.h"
@@ -16,61 +18,29 @@ namespace {
 
 using xqt::host::Ref;
 
-// Every format with 8-bit samples.
-std::vector<int64_t> EightBitFormats() {
-  std::vector<int64_t> codes;
-  for (int64_t code = 1; code <= 48; ++code) {
-    if (code != 14 && code != kGray16) codes.push_back(code);
-  }
-  return codes;
+enum class Op { k90, k270, k180, kHMirror, kVMirror };
+
+// Where pixel (x, y) of a w x h image goes; a quarter turn of 90 is counter-clockwise.
+std::pair<int64_t, int64_t> Map(Op op, int64_t w, int64_t h, int64_t x, int64_t y) {
+  const int64_t fx = w - 1 - x, fy = h - 1 - y;
+  return op == Op::k90        ? std::pair{y, fx}
+         : op == Op::k270     ? std::pair{fy, x}
+         : op == Op::k180     ? std::pair{fx, fy}
+         : op == Op::kHMirror ? std::pair{fx, y}
+                              : std::pair{x, fy};
 }
 
-enum class Op { k90, k270, k180 };
-
-// Where source pixel (x, y) of a width x height image goes.
-void Map(Op op, int64_t width, int64_t height, int64_t x, int64_t y, int64_t* dx, int64_t* dy) {
-  switch (op) {
-    case Op::k90:  // counter-clockwise
-      *dx = y;
-      *dy = width - 1 - x;
-      break;
-    case Op::k270:  // clockwise
-      *dx = height - 1 - y;
-      *dy = x;
-      break;
-    case Op::k180:
-      *dx = width - 1 - x;
-      *dy = height - 1 - y;
-      break;
-  }
-}
-
-// The destination as it must be after the turn: its old bytes, with the family's channels of
-// every source pixel written at the mapped position.
+// The destination as it must be after the operation (it may be the source itself): its old
+// bytes, with the family's channels of every source pixel written at the mapped position.
 ImageSnapshot Expected(const Ref& source, const Ref& dest, Op op) {
-  ImageSnapshot from(source);
-  ImageSnapshot to(dest);
-  for (int64_t y = 0; y < from.layout.height; ++y) {
-    for (int64_t x = 0; x < from.layout.width; ++x) {
-      int64_t dx = 0, dy = 0;
-      Map(op, from.layout.width, from.layout.height, x, y, &dx, &dy);
-      for (size_t c = 0; c < from.layout.channels.size(); ++c) {
-        to.Pixel(dx, dy)[to.layout.channels[c]] = from.Pixel(x, y)[from.layout.channels[c]];
-      }
-    }
-  }
-  return to;
-}
-
-// The in-place forms: the image against a copy of itself.
-ImageSnapshot ExpectedInPlace(const Ref& image, bool horizontal, bool vertical) {
-  ImageSnapshot from(image);
-  ImageSnapshot to = from;
+  ImageSnapshot from(source), to(dest);
   const Layout& l = from.layout;
   for (int64_t y = 0; y < l.height; ++y) {
     for (int64_t x = 0; x < l.width; ++x) {
-      int64_t dx = horizontal ? l.width - 1 - x : x, dy = vertical ? l.height - 1 - y : y;
-      for (int64_t offset : l.channels) to.Pixel(dx, dy)[offset] = from.Pixel(x, y)[offset];
+      auto [dx, dy] = Map(op, l.width, l.height, x, y);
+      for (size_t c = 0; c < l.channels.size(); ++c) {
+        to.Pixel(dx, dy)[to.layout.channels[c]] = from.Pixel(x, y)[l.channels[c]];
+      }
     }
   }
   return to;
@@ -88,26 +58,28 @@ constexpr TurnCase kTurns[] = {{"Rotate90", Op::k90},
 
 class Geometry : public PluginTest {
  protected:
-  // Turns `source` into a given destination and into a new one, both checked against the mapping.
-  void CheckTurn(const Ref& source, const TurnCase& turn, int64_t destFormat, uint32_t seed) {
+  // Turns `source` into a given destination (`extra` columns and rows larger, whose top left it
+  // takes) and into a new one, both checked against the mapping.
+  void CheckTurn(const Ref& source, const TurnCase& turn, int64_t destFormat, uint32_t seed,
+                 int64_t extra = 0) {
     SCOPED_TRACE(turn.name);
     int64_t width = source.Get<int64_t>("Width"), height = source.Get<int64_t>("Height");
-    bool quarter = turn.op != Op::k180;
-    Ref dest = NewImage(quarter ? height : width, quarter ? width : height, destFormat);
+    if (turn.op != Op::k180) std::swap(width, height);
+    Ref dest = NewImage(width + extra, height + extra, destFormat);
     RandomizeWholeRows(dest, seed);
     ImageSnapshot expected = Expected(source, dest, turn.op);
-    Ref result = source.Call<Ref>(turn.name, dest);
-    ASSERT_TRUE(result);
-    EXPECT_EQ(result.get(), dest.get());
+    EXPECT_EQ(source.Call<Ref>(turn.name, dest).get(), dest.get());
     ExpectSameBytes(expected, dest, "given destination");
 
     Ref made = source.Call<Ref>(turn.name, nullptr);
     ASSERT_TRUE(made);
     EXPECT_EQ(made.Get<int64_t>("ImageFormat"), source.Get<int64_t>("ImageFormat"));
-    EXPECT_EQ(made.Get<int64_t>("Width"), dest.Get<int64_t>("Width"));
-    EXPECT_EQ(made.Get<int64_t>("Height"), dest.Get<int64_t>("Height"));
+    EXPECT_EQ(made.Get<int64_t>("Width"), width);
+    EXPECT_EQ(made.Get<int64_t>("Height"), height);
     // The new image's channel bytes are the destination's; its other bytes are not looked at.
-    if (destFormat == source.Get<int64_t>("ImageFormat")) ExpectSameChannels(made, dest);
+    if (destFormat == source.Get<int64_t>("ImageFormat") && extra == 0) {
+      ExpectSameChannels(made, dest);
+    }
   }
 };
 
@@ -128,68 +100,43 @@ TEST_F(Geometry, ThreeByTwoByHand) {
   EXPECT_EQ(Row(right, 2)[3], 2);
 }
 
-TEST_F(Geometry, EveryFormatAndTurnAgainstTheMapping) {
-  const int64_t sizes[][2] = {{13, 7}, {1, 1}, {1, 6}, {5, 1}, {2, 3}, {37, 23}};
+// Every format with 8-bit samples at odd and degenerate sizes: each turn into a destination of
+// the same format, and the in-place mirrors and half turn.
+TEST_F(Geometry, EveryFormatAgainstTheMapping) {
+  const int64_t sizes[][2] = {{13, 7}, {1, 1}, {1, 6}, {5, 1}, {2, 3}, {37, 23}, {4, 4}, {130, 3}};
+  const std::pair<const char*, Op> inPlace[] = {
+      {"HMirror", Op::kHMirror}, {"VMirror", Op::kVMirror}, {"Rotate180", Op::k180}};
   uint32_t seed = 1;
-  for (int64_t code : EightBitFormats()) {
-    for (const auto& size : sizes) {
-      SCOPED_TRACE("format " + std::to_string(code) + ", " + std::to_string(size[0]) + " x " +
-                   std::to_string(size[1]));
-      Ref source = NewImage(size[0], size[1], code);
-      RandomizeWholeRows(source, ++seed);
-      for (const TurnCase& turn : kTurns) CheckTurn(source, turn, code, ++seed);
-    }
-  }
-}
-
-TEST_F(Geometry, InPlaceMirrorsAndHalfTurn) {
-  const int64_t sizes[][2] = {{13, 7}, {1, 1}, {1, 6}, {6, 1}, {4, 4}, {130, 3}};
-  uint32_t seed = 100;
-  for (int64_t code : EightBitFormats()) {
+  for (int64_t code : AllFormats()) {
+    if (code == kGray16) continue;
     for (const auto& size : sizes) {
       SCOPED_TRACE("format " + std::to_string(code) + ", " + std::to_string(size[0]) + " x " +
                    std::to_string(size[1]));
       Ref image = NewImage(size[0], size[1], code);
       RandomizeWholeRows(image, ++seed);
-      ImageSnapshot expected = ExpectedInPlace(image, true, false);
-      image.Call("HMirror");
-      ExpectSameBytes(expected, image, "HMirror");
-      expected = ExpectedInPlace(image, false, true);
-      image.Call("VMirror");
-      ExpectSameBytes(expected, image, "VMirror");
-      expected = ExpectedInPlace(image, true, true);
-      image.Call("Rotate180");
-      ExpectSameBytes(expected, image, "Rotate180");
+      for (const TurnCase& turn : kTurns) CheckTurn(image, turn, code, ++seed);
+      for (auto [name, op] : inPlace) {
+        ImageSnapshot expected = Expected(image, image, op);
+        image.Call(name);
+        ExpectSameBytes(expected, image, name);
+      }
     }
   }
 }
 
-TEST_F(Geometry, DestinationsOfOtherByteOrders) {
-  Ref source = NewImage(9, 4, kBGR);
-  RandomizeWholeRows(source, 6);
-  // An RGBA destination has the source's channels; its alpha stays as it was.
-  for (const TurnCase& turn : kTurns) CheckTurn(source, turn, kRGBA, 9);
-  Ref cmyk = NewImage(9, 4, kCMYK);
-  RandomizeWholeRows(cmyk, 7);
-  for (const TurnCase& turn : kTurns) CheckTurn(cmyk, turn, kCMYKX, 9);
-  for (const TurnCase& turn : kTurns) CheckTurn(cmyk, turn, kKYMCA, 9);
-  Ref gray = NewImage(9, 4, kG);
-  RandomizeWholeRows(gray, 8);
-  for (const TurnCase& turn : kTurns) CheckTurn(gray, turn, kGA, 9);
-}
-
-TEST_F(Geometry, LargerDestinationsTakeTheTopLeft) {
-  Ref source = NewImage(6, 4, kRGBA);
-  RandomizeWholeRows(source, 1);
-  Ref dest = NewImage(10, 10, kRGBA);
-  RandomizeWholeRows(dest, 2);
-  ImageSnapshot expected(dest);
-  ImageSnapshot from(source);
-  for (int64_t y = 0; y < 4; ++y) {
-    for (int64_t x = 0; x < 6; ++x) std::memcpy(expected.Pixel(y, 5 - x), from.Pixel(x, y), 4);
+// An RGBA destination has the source's channels; its alpha stays as it was. A larger one takes
+// the turned image at its top left.
+TEST_F(Geometry, DestinationsOfOtherByteOrdersAndSizes) {
+  for (auto [from, to, extra] : {std::tuple{kBGR, kRGBA, 0},
+                                 {kCMYK, kCMYKX, 0},
+                                 {kCMYK, kKYMCA, 0},
+                                 {kG, kGA, 0},
+                                 {kRGBA, kRGBA, 4},
+                                 {kRGB, kRGBA, 1}}) {
+    Ref source = NewImage(9, 4, from);
+    RandomizeWholeRows(source, static_cast<uint32_t>(to));
+    for (const TurnCase& turn : kTurns) CheckTurn(source, turn, to, 9, extra);
   }
-  EXPECT_EQ(source.Call<Ref>("Rotate90", dest).get(), dest.get());
-  ExpectSameBytes(expected, dest, "larger destination");
 }
 
 TEST_F(Geometry, RefusedSourcesAndDestinations) {
@@ -197,45 +144,37 @@ TEST_F(Geometry, RefusedSourcesAndDestinations) {
   RandomizeWholeRows(sixteen, 1);
   ImageSnapshot before(sixteen);
   for (const TurnCase& turn : kTurns) EXPECT_FALSE(sixteen.Call<Ref>(turn.name, nullptr));
-  sixteen.Call("HMirror");
-  sixteen.Call("VMirror");
-  sixteen.Call("Rotate180");
+  for (const char* name : {"HMirror", "VMirror", "Rotate180"}) sixteen.Call(name);
   ExpectSameBytes(before, sixteen, "16-bit gray");
 
+  // Destinations one column or row short, without alpha, of another family, or not valid.
   Ref source = NewImage(6, 4, kRGBA);
   RandomizeWholeRows(source, 2);
-  struct Refusal {
-    const char* why;
-    Ref dest;
-  };
-  std::vector<Refusal> refusals = {
-      {"one column short", NewImage(3, 6, kRGBA)},
-      {"one row short", NewImage(4, 5, kRGBA)},
-      {"no alpha", NewImage(4, 6, kRGB)},
-      {"gray", NewImage(4, 6, kGA)},
-      {"CMYK", NewImage(4, 6, kCMYKA)},
-      {"not valid", NewImage(4, 6, 14)},
-  };
-  for (Refusal& refusal : refusals) {
-    SCOPED_TRACE(refusal.why);
-    bool valid = refusal.dest.Get<bool>("Valid");
-    std::vector<uint8_t> destBefore =
-        valid ? ImageSnapshot(refusal.dest).data : std::vector<uint8_t>{};
+  for (auto [w, h, format] : {std::tuple{3, 6, kRGBA},
+                              {4, 5, kRGBA},
+                              {4, 6, kRGB},
+                              {4, 6, kGA},
+                              {4, 6, kCMYKA},
+                              {4, 6, int64_t{14}}}) {
+    SCOPED_TRACE(format);
+    Ref dest = NewImage(w, h, format);
+    const bool valid = dest.Get<bool>("Valid");
+    std::vector<uint8_t> destBefore = valid ? ImageSnapshot(dest).data : std::vector<uint8_t>{};
     for (const char* name : {"Rotate90", "Rotate270", "Rotate90slow", "Rotate270slow"}) {
-      EXPECT_FALSE(source.Call<Ref>(name, refusal.dest));
+      EXPECT_FALSE(source.Call<Ref>(name, dest));
     }
     if (valid) {
-      EXPECT_EQ(ImageSnapshot(refusal.dest).data, destBefore);
+      EXPECT_EQ(ImageSnapshot(dest).data, destBefore);
     }
   }
   EXPECT_FALSE(source.Call<Ref>("Rotate180", NewImage(5, 4, kRGBA)));
-  // The source itself is not a destination.
+  // The source itself is not a destination, nor is any view of it: its mirrored view, a clip of
+  // it, or a view as the source.
   Ref square = NewImage(5, 5, kRGBA);
   RandomizeWholeRows(square, 3);
   ImageSnapshot squareBefore(square);
   EXPECT_FALSE(square.Call<Ref>("Rotate90", square));
   EXPECT_FALSE(square.Call<Ref>("Rotate180", square));
-  // Nor is any view of it: its mirrored view, a clip of it, or a view as the source.
   Ref mirrored = square.Call<Ref>("MirroredView");
   EXPECT_FALSE(square.Call<Ref>("Rotate90", mirrored));
   EXPECT_FALSE(square.Call<Ref>("Rotate180", mirrored));
@@ -257,9 +196,7 @@ TEST_F(Geometry, RefusedSourcesAndDestinations) {
   closed.Call("Close");
   EXPECT_FALSE(source.Call<Ref>("Rotate90", closed));
   EXPECT_FALSE(closed.Call<Ref>("Rotate90", nullptr));
-  closed.Call("HMirror");
-  closed.Call("VMirror");
-  closed.Call("Rotate180");
+  for (const char* name : {"HMirror", "VMirror", "Rotate180"}) closed.Call(name);
 }
 
 }  // namespace

@@ -19,11 +19,16 @@ using xqt::host::Ref;
 // Makes an image of the kind under test: file-mapped, or in memory.
 using Make = std::function<Ref(int64_t width, int64_t height, int64_t format)>;
 
+// The image operated on, another of the same format and size, and the maker of both.
+struct On {
+  Ref i, o;
+  Make make;
+};
+
 struct Operation {
   const char* name;
   int64_t format, width, height;
-  // Runs on `image`, with `other` of the same format and size at hand; returns what to compare.
-  std::function<Ref(const Ref& image, const Ref& other, const Make& make)> run;
+  std::function<Ref(const On&)> run;  // returns what to compare
 };
 
 class MappedImages : public PluginTest {
@@ -45,7 +50,7 @@ class MappedImages : public PluginTest {
       EXPECT_LT(self.Get<int64_t>("MappingRows"), operation.height);
     }
     Ref other = make(operation.width, operation.height, operation.format);
-    Ref out = operation.run(self, other, make);
+    Ref out = operation.run({self, other, make});
     ASSERT_TRUE(out);
     *image = PixelBytes(self);
     *result = PixelBytes(out);
@@ -58,73 +63,65 @@ TEST_F(MappedImages, EveryOperationGivesTheBytesOfMemory) {
   const Ref kernel = host_.NewIntegerArray({1, 2, 1, 2, 4, 2, 1, 2, 1});
   const Operation operations[] = {
       {"Rotate90 into a mapped image", kCMYK, 1100, 4200,  // 1024 rows a band there
-       [](const Ref& i, const Ref&, const Make& make) {
-         return i.Call<Ref>("Rotate90", make(4200, 1100, kCMYK));
-       }},
+       [](const On& on) { return on.i.Call<Ref>("Rotate90", on.make(4200, 1100, kCMYK)); }},
       {"Rotate270 and Rotate180 into new images", kRGBA, 37, 4200,
-       [](const Ref& i, const Ref&, const Make&) {
-         return i.Call<Ref>("Rotate270", nullptr).Call<Ref>("Rotate180", nullptr);
+       [](const On& on) {
+         return on.i.Call<Ref>("Rotate270", nullptr).Call<Ref>("Rotate180", nullptr);
        }},
       {"Rotate90 of a clip", kG, 37, 4200,
-       [](const Ref& i, const Ref&, const Make&) {
-         return i.Call<Ref>("ClipImage", 3, 50, 30, 4100).Call<Ref>("Rotate90", nullptr);
+       [](const On& on) {
+         return on.i.Call<Ref>("ClipImage", 3, 50, 30, 4100).Call<Ref>("Rotate90", nullptr);
        }},
       {"mirrors and the half turn in place", kRGBA, 37, 4201,
-       [](const Ref& i, const Ref&, const Make&) {
-         i.Call("VMirror");
-         i.Call("Rotate180");
-         i.Call("HMirror");
-         return i;
+       [](const On& on) {
+         on.i.Call("VMirror");
+         on.i.Call("Rotate180");
+         on.i.Call("HMirror");
+         return on.i;
        }},
       {"fills", kRGBA, 37, 4200,
-       [](const Ref& i, const Ref&, const Make&) {
-         i.Call("FillRect", 3, 4000, 20, 150, 7);
-         i.Call("Invert", 0, 10, 37, 4100);
-         return i;
+       [](const On& on) {
+         on.i.Call("FillRect", 3, 4000, 20, 150, 7);
+         on.i.Call("Invert", 0, 10, 37, 4100);
+         return on.i;
        }},
       {"BoxBlurFilter", kRGBA, 37, 4200,
-       [](const Ref& i, const Ref&, const Make&) {
-         return i.Call<Ref>("BoxBlurFilter", nullptr, int64_t{3}, int64_t{300});
+       [](const On& on) {
+         return on.i.Call<Ref>("BoxBlurFilter", nullptr, int64_t{3}, int64_t{300});
        }},
       {"ApplyMatrix", kRGBA, 37, 4200,
-       [&](const Ref& i, const Ref&, const Make&) {
-         return i.Call<Ref>("ApplyMatrix", nullptr, kernel);
-       }},
+       [&](const On& on) { return on.i.Call<Ref>("ApplyMatrix", nullptr, kernel); }},
       {"Rotate by 30 degrees", kRGBA, 37, 4200,
-       [](const Ref& i, const Ref&, const Make&) {
-         return i.Call<Ref>("Rotate", 30.0, 1, 2, 3, 4, 5, 6, 7, 8, 9);
-       }},
+       [](const On& on) { return on.i.Call<Ref>("Rotate", 30.0, 1, 2, 3, 4, 5, 6, 7, 8, 9); }},
       {"DitherFilter into a mapped dest", kRGB, 301, 4200,
-       [](const Ref& i, const Ref& o, const Make&) {
-         return i.Call<Ref>("DitherFilter", o, int64_t{10}, int64_t{3});
-       }},
+       [](const On& on) { return on.i.Call<Ref>("DitherFilter", on.o, int64_t{10}, int64_t{3}); }},
       {"CopyPixels across bands", kRGBA, 3, 9000,
-       [](const Ref& i, const Ref& o, const Make&) {
-         EXPECT_TRUE(o.Call<bool>("CopyPixels", i, 0, 1000, 3, 8000, 0, 0));
-         return o;
+       [](const On& on) {
+         EXPECT_TRUE(on.o.Call<bool>("CopyPixels", on.i, 0, 1000, 3, 8000, 0, 0));
+         return on.o;
        }},
       {"CopyPixels within one image", kXRGB, 2, 9000,
-       [](const Ref& i, const Ref&, const Make&) {
-         EXPECT_TRUE(i.Call<bool>("CopyPixels", i, 0, 8800, 2, 100, 0, 0));
-         return i;
+       [](const On& on) {
+         EXPECT_TRUE(on.i.Call<bool>("CopyPixels", on.i, 0, 8800, 2, 100, 0, 0));
+         return on.i;
        }},
       {"Combine through a mask", kRGBA, 301, 4200,
-       [](const Ref& i, const Ref& o, const Make& make) {
-         EXPECT_TRUE(i.Call<bool>("Combine", o, make(301, 4200, kG), int64_t{3}, int64_t{2},
-                                  int64_t{290}, int64_t{4100}, true));
-         return i;
+       [](const On& on) {
+         EXPECT_TRUE(on.i.Call<bool>("Combine", on.o, on.make(301, 4200, kG), int64_t{3},
+                                     int64_t{2}, int64_t{290}, int64_t{4100}, true));
+         return on.i;
        }},
       {"blend with a mask into a mapped result", kRGB, 2, 9000,
-       [&](const Ref& i, const Ref& o, const Make& make) {
-         Ref result = make(2, 9000, kGA);
-         EXPECT_TRUE(host_.CallShared<bool>("PictureXQT", "BlendPicturesWithMaskWithBackground", i,
-                                            nullptr, o, result, Color{0x102030}));
+       [&](const On& on) {
+         Ref result = on.make(2, 9000, kGA);
+         EXPECT_TRUE(host_.CallShared<bool>("PictureXQT", "BlendPicturesWithMaskWithBackground",
+                                            on.i, nullptr, on.o, result, Color{0x102030}));
          return result;
        }},
       {"ScaleMT", kRGB, 40, 4200,
-       [](const Ref& i, const Ref&, const Make& make) {
-         Ref dest = make(17, 61, kGA);
-         EXPECT_TRUE(dest.Call<bool>("ScaleMT", int64_t{2}, i, nullptr, int64_t{5}, int64_t{17},
+       [](const On& on) {
+         Ref dest = on.make(17, 61, kGA);
+         EXPECT_TRUE(dest.Call<bool>("ScaleMT", int64_t{2}, on.i, nullptr, int64_t{5}, int64_t{17},
                                      int64_t{61}));
          return dest;
        }},

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "support/format_codes.h"
+#include "support/host_expectations.h"
 #include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
@@ -22,17 +23,18 @@ using xqt::host::Ref;
 
 void FillPictureRandom(xqt::host::Host& host, const Ref& picture, uint32_t seed) {
   std::mt19937 random(seed);
-  for (int64_t y = 0; y < picture.Get<int64_t>("Height"); ++y) {
-    for (int64_t x = 0; x < picture.Get<int64_t>("Width"); ++x) {
-      host.SetPictureARGB(picture, x, y, static_cast<uint32_t>(random()));
-    }
-  }
+  ForEachPixel(picture.Get<int64_t>("Width"), picture.Get<int64_t>("Height"),
+               [&](int64_t x, int64_t y) { host.SetPictureARGB(picture, x, y, random()); });
 }
 
 // The native word of a cairo or Direct2D pixel: alpha (or the unused byte) on top.
 uint32_t DesktopWord(uint32_t r, uint32_t g, uint32_t b, uint32_t a) {
   return a << 24 | r << 16 | g << 8 | b;
 }
+
+// An opaque picture pixel of the pixel's first three bytes, or of its fourth as gray.
+uint32_t OpaqueRGB(const uint8_t* p) { return 0xFF000000u | p[0] << 16 | p[1] << 8 | p[2]; }
+uint32_t OpaqueGray(uint8_t v) { return 0xFF000000u | v * 0x010101u; }
 
 uint8_t Red(uint32_t argb) { return static_cast<uint8_t>(argb >> 16); }
 uint8_t Green(uint32_t argb) { return static_cast<uint8_t>(argb >> 8); }
@@ -52,91 +54,141 @@ class PictureBridge : public PluginTest {
   }
 };
 
-// --- Copies into pictures and reads back, for every layout of desktop picture -----------------
+// --- Copies into pictures and reads back, for every store of pictures -------------------------
 
-class DesktopKinds : public PictureBridge,
-                     public ::testing::WithParamInterface<xqt::host::DesktopPictures> {
+// Where pictures live: a desktop application's cairo or Direct2D bitmaps, or a console
+// or web application's gd images.
+struct Store {
+  const char* name;
+  HostOptions options;
+  bool gd;
+};
+const Store kCairo{"Cairo", {.desktopPictures = xqt::host::DesktopPictures::kCairo}, false};
+const Store kDirect2D{
+    "Direct2D", {.desktopPictures = xqt::host::DesktopPictures::kDirect2D}, false};
+const Store kGd{"Gd", {.appKind = AppKind::Console}, true};
+const Store kWeb{"Web", {.appKind = AppKind::Web}, true};
+
+class PictureStores : public PictureBridge, public ::testing::WithParamInterface<Store> {
  protected:
-  DesktopKinds() : PictureBridge({.desktopPictures = GetParam()}) {}
+  PictureStores() : PictureBridge(GetParam().options) {}
   void SetUp() override {
-    if (GetParam() == xqt::host::DesktopPictures::kCairo &&
-        !xqt::host::Host::HasPictureLibraries()) {
-      GTEST_SKIP() << "this build has no cairo pictures";
+    if (GetParam().name != kDirect2D.name && !xqt::host::Host::HasPictureLibraries()) {
+      GTEST_SKIP() << "this build has no cairo or gd pictures";
     }
+  }
+  // The word a copy holds for colour `rgb` and `alpha`: a desktop store has alpha on top, or 255
+  // without; gd keeps seven bits of it (halved, not inverted), or 0.
+  uint32_t Word(uint32_t rgb, uint32_t alpha, bool withAlpha) const {
+    const uint32_t top = GetParam().gd ? (withAlpha ? alpha >> 1 : 0) : (withAlpha ? alpha : 255);
+    return top << 24 | rgb;
+  }
+  Ref NewPicture(int64_t width, int64_t height) {
+    return GetParam().gd ? host_.NewConsolePicture(width, height)
+                         : host_.NewDesktopPicture(width, height, true);
   }
 };
 
-TEST_P(DesktopKinds, CopiesWriteTheNativeWordAndReadBackExactly) {
-  Ref image = NewImage(5, 3, kRGBA);
-  Randomise(image, 7);
-  Ref colour = image.Call<Ref>("CopyPicture");
-  Ref withAlpha = image.Call<Ref>("CopyPictureWithAlpha");
-  Ref mask = image.Call<Ref>("CopyMask");
-  ASSERT_TRUE(colour && withAlpha && mask);
-  EXPECT_FALSE(colour.Get<bool>("HasAlphaChannel"));
-  EXPECT_TRUE(withAlpha.Get<bool>("HasAlphaChannel"));
-  for (int64_t y = 0; y < 3; ++y) {
-    for (int64_t x = 0; x < 5; ++x) {
-      const uint8_t* p = Pixel(image, x, y);
-      EXPECT_EQ(host_.PictureWord(colour, x, y), DesktopWord(p[0], p[1], p[2], 255));
-      // Colours cross as stored: never multiplied by the alpha beside them.
-      EXPECT_EQ(host_.PictureWord(withAlpha, x, y), DesktopWord(p[0], p[1], p[2], p[3]));
-      EXPECT_EQ(host_.PictureWord(mask, x, y), DesktopWord(p[3], p[3], p[3], 255));
+// Every family's colours reach a picture as RowInFormat shows them in RGBA: gray repeated,
+// 16-bit gray by its high byte, CMYK by the ink rule below, alpha as stored (the colours never
+// multiplied by it) or none; the mask is that alpha as gray, so white without alpha.
+TEST_P(PictureStores, EveryFormatCopiesAsItsRGBARow) {
+  std::vector<Ref> images;
+  for (int64_t code : AllFormats()) images.push_back(NewImage(3, 2, code));
+  images.push_back(NewImage(3, 2, kRGB).Call<Ref>("GreenChannel"));  // gray in 3-byte pixels
+  images.push_back(NewImage(3, 2, kCMYKA).Call<Ref>("AlphaChannel"));
+  for (const Ref& image : images) {
+    if (!image.Get<bool>("IsGray") && !image.Get<bool>("IsRGB") && !image.Get<bool>("IsCMYK")) {
+      continue;
+    }
+    SCOPED_TRACE(image.Get<int64_t>("ImageFormat"));
+    Randomise(image, 3);
+    const bool alpha = image.Get<bool>("HasAlpha");
+    Ref colour = image.Call<Ref>("CopyPicture"), mask = image.Call<Ref>("CopyMask");
+    Ref withAlpha = image.Call<Ref>("CopyPictureWithAlpha");
+    Ref withMask = image.Call<Ref>("CopyPictureWithMask");
+    ASSERT_TRUE(colour && mask && withAlpha && withMask && host_.PictureMask(withMask));
+    EXPECT_FALSE(colour.Get<bool>("HasAlphaChannel"));
+    EXPECT_GE(host_.PictureCacheClears(colour), 1);
+    for (int64_t y = 0; y < 2; ++y) {
+      Ref row = image.Call<Ref>("RowInFormat", y, kRGBA);
+      const uint8_t* p = xqt::host::Host::BlockData(row);
+      for (int64_t x = 0; x < 3; ++x, p += 4) {
+        const uint32_t rgb = OpaqueRGB(p) & 0xFFFFFF;
+        EXPECT_EQ(host_.PictureWord(colour, x, y), Word(rgb, 255, false));
+        EXPECT_EQ(host_.PictureWord(mask, x, y), Word(p[3] * 0x010101u, 255, false));
+        EXPECT_EQ(host_.PictureWord(withMask, x, y), Word(rgb, 255, false));
+        EXPECT_EQ(host_.PictureWord(host_.PictureMask(withMask), x, y),
+                  host_.PictureWord(mask, x, y));
+        if (alpha) {
+          EXPECT_EQ(host_.PictureWord(withAlpha, x, y), Word(rgb, p[3], true));
+        }
+      }
     }
   }
-
-  // Reading the picture back gives the colour as stored and leaves the image's alpha alone.
-  Ref back = NewImage(5, 3, kBGRA);
-  for (int64_t y = 0; y < 3; ++y) std::memset(Row(back, y), 0x5A, 20);
-  back.Call("DrawPictureRGB", withAlpha);
-  for (int64_t y = 0; y < 3; ++y) {
-    for (int64_t x = 0; x < 5; ++x) {
-      const uint8_t* p = Pixel(image, x, y);
-      const uint8_t* q = Pixel(back, x, y);
-      EXPECT_EQ(q[2], p[0]);
-      EXPECT_EQ(q[1], p[1]);
-      EXPECT_EQ(q[0], p[2]);
-      EXPECT_EQ(q[3], 0x5A);
-    }
-  }
-  EXPECT_GE(host_.PictureCacheClears(colour), 1);
 }
 
-TEST_P(DesktopKinds, ImageOnADesktopPictureSharesItsBitmap) {
+// A picture of every store reads back as stored: the colours leave the image's alpha alone, and
+// a masked draw takes the mask (black shows) as alpha.
+TEST_P(PictureStores, PicturesReadBackAsStored) {
+  Ref picture = NewPicture(5, 4), mask = NewPicture(5, 4);
+  FillPictureRandom(host_, picture, 67);
+  ForEachPixel(5, 4, [&](int64_t x, int64_t y) {
+    host_.SetPictureARGB(mask, x, y, x == 4 && y == 3 ? 0xFF000000 : 0xFFFFFFFF);
+  });
+  Ref colours = NewImage(5, 4, kBGRA), masked = NewImage(5, 4, kARGB);
+  FillBytes(colours, 0x5A);
+  colours.Call("DrawPictureRGB", picture);
+  host_.SetPictureMask(picture, mask);
+  masked.Call("DrawMaskedPictureRGB", picture, false);
+  ForEachPixel(5, 4, [&](int64_t x, int64_t y) {
+    const uint32_t rgb = host_.PictureARGB(picture, x, y) & 0xFFFFFF;
+    const uint8_t *q = Pixel(colours, x, y), *m = Pixel(masked, x, y);
+    EXPECT_EQ(DesktopWord(q[2], q[1], q[0], q[3]), 0x5A000000u | rgb);
+    EXPECT_EQ(DesktopWord(m[1], m[2], m[3], m[0]), (x == 4 && y == 3 ? 0xFF000000u : 0) | rgb);
+  });
+}
+
+// An image made on a picture works on the picture's own bitmap: blue, green, red and alpha (or
+// the unused byte) in the store's native word; its copies and views read through those rows.
+TEST_P(PictureStores, ImageOnAPictureSharesItsBitmap) {
+  const bool gd = GetParam().gd;
   for (bool pictureAlpha : {true, false}) {
-    Ref picture = host_.NewDesktopPicture(6, 4, pictureAlpha);
+    if (gd && !pictureAlpha) continue;  // gd's true-colour pictures all have alpha
+    Ref picture = gd ? host_.NewConsolePicture(6, 4) : host_.NewDesktopPicture(6, 4, pictureAlpha);
     FillPictureRandom(host_, picture, 11);
     // Cairo's RGB24 has an unused top byte, which is never taken for alpha.
-    bool padded = !pictureAlpha && GetParam() == xqt::host::DesktopPictures::kCairo;
+    bool padded = !pictureAlpha && GetParam().name == kCairo.name;
     for (bool useAlpha : {false, true}) {
       Ref image = host_.New("PictureXQT", picture, useAlpha);
       bool alpha = useAlpha && !padded;
-      EXPECT_EQ(image.Get<int64_t>("ImageFormat"), alpha ? kBGRA : kBGRX);
-      EXPECT_EQ(image.Get<int64_t>("ChannelCount"), alpha ? 4 : 3);
+      ExpectIntegers(image,
+                     {{"ImageFormat", gd ? (alpha ? kARGB : kXRGB) : (alpha ? kBGRA : kBGRX)},
+                      {"ChannelCount", alpha ? 4 : 3},
+                      {"RowSize", 24},
+                      {"RedOffset", 2},
+                      {"BlueOffset", 0}});
       EXPECT_EQ(image.Get<bool>("HasAlpha"), alpha);
       EXPECT_TRUE(image.Get<bool>("IsRGB"));
-      EXPECT_EQ(image.Get<int64_t>("RowSize"), 24);
       EXPECT_EQ(image.Get<Ref>("Target").get(), picture.get());
-      EXPECT_EQ(image.Get<int64_t>("RedOffset"), 2);
-      for (int64_t y = 0; y < 4; ++y) {
-        for (int64_t x = 0; x < 6; ++x) {
-          const uint8_t* p = Pixel(image, x, y);
-          EXPECT_EQ(DesktopWord(p[2], p[1], p[0], p[3]), host_.PictureWord(picture, x, y));
-        }
-      }
+      ForEachPixel(6, 4, [&](int64_t x, int64_t y) {
+        const uint8_t* p = Pixel(image, x, y);  // gd's own word: its 7-bit alpha as is
+        EXPECT_EQ(DesktopWord(p[2], p[1], p[0], p[3]), host_.PictureWord(picture, x, y));
+      });
       Pixel(image, 5, 3)[2] = 0x12;
+      Pixel(image, 5, 3)[1] = 0x34;
       EXPECT_EQ(Red(host_.PictureARGB(picture, 5, 3)), 0x12);
+      EXPECT_EQ(Green(host_.PictureARGB(picture, 5, 3)), 0x34);
+      Ref copy = image.Call<Ref>("CopyPicture");
+      EXPECT_EQ(host_.PictureARGB(copy, 5, 3) & 0xFFFFFF,
+                host_.PictureARGB(picture, 5, 3) & 0xFFFFFF);
+      EXPECT_EQ(Pixel(image.Call<Ref>("MirroredView"), 5, 0)[1], 0x34);
     }
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Stores, DesktopKinds,
-                         ::testing::Values(xqt::host::DesktopPictures::kCairo,
-                                           xqt::host::DesktopPictures::kDirect2D),
-                         [](const auto& info) {
-                           return info.param == xqt::host::DesktopPictures::kCairo ? "Cairo"
-                                                                                   : "Direct2D";
-                         });
+INSTANTIATE_TEST_SUITE_P(Stores, PictureStores, ::testing::Values(kCairo, kDirect2D, kGd, kWeb),
+                         [](const auto& info) { return info.param.name; });
 
 // --- Copies from every family ------------------------------------------------------------------
 
@@ -163,37 +215,6 @@ TEST_F(PictureBridge, CMYKBecomesRGBByTheInkRule) {
   }
 }
 
-// Every family's colours reach a picture as RowInFormat shows them in RGBA: gray repeated,
-// 16-bit gray by its high byte, CMYK by the ink rule above, alpha as stored or 255; the mask is
-// that alpha as gray, so white without alpha.
-TEST_F(PictureBridge, EveryFormatCopiesAsItsRGBARow) {
-  std::vector<Ref> images;
-  for (int64_t code : AllFormats()) images.push_back(NewImage(3, 2, code));
-  images.push_back(NewImage(3, 2, kRGB).Call<Ref>("GreenChannel"));  // gray in 3-byte pixels
-  images.push_back(NewImage(3, 2, kCMYKA).Call<Ref>("AlphaChannel"));
-  for (const Ref& image : images) {
-    if (!image.Get<bool>("IsGray") && !image.Get<bool>("IsRGB") && !image.Get<bool>("IsCMYK")) {
-      continue;
-    }
-    SCOPED_TRACE(image.Get<int64_t>("ImageFormat"));
-    Randomise(image, 3);
-    const bool alpha = image.Get<bool>("HasAlpha");
-    Ref picture = image.Call<Ref>(alpha ? "CopyPictureWithAlpha" : "CopyPicture");
-    Ref mask = image.Call<Ref>("CopyMask");
-    ASSERT_TRUE(picture && mask);
-    for (int64_t y = 0; y < 2; ++y) {
-      Ref row = image.Call<Ref>("RowInFormat", y, kRGBA);
-      const uint8_t* p = xqt::host::Host::BlockData(row);
-      for (int64_t x = 0; x < 3; ++x, p += 4) {
-        const uint32_t word = uint32_t{p[3]} << 24 | p[0] << 16 | p[1] << 8 | p[2];
-        EXPECT_EQ(alpha ? host_.PictureWord(picture, x, y) : host_.PictureARGB(picture, x, y),
-                  word);
-        EXPECT_EQ(host_.PictureARGB(mask, x, y), 0xFF000000u | p[3] * 0x010101u);
-      }
-    }
-  }
-}
-
 TEST_F(PictureBridge, RectanglesAreFixedAsClipsAreAndEmptyOnesGiveNil) {
   Ref image = NewImage(6, 4, kRGBA);
   Randomise(image, 5);
@@ -210,15 +231,11 @@ TEST_F(PictureBridge, RectanglesAreFixedAsClipsAreAndEmptyOnesGiveNil) {
     ASSERT_EQ(bool(mask), masked);
     EXPECT_EQ(picture.Get<int64_t>("Width"), w);
     EXPECT_EQ(picture.Get<int64_t>("Height"), h);
-    for (int64_t y = 0; y < h; ++y) {
-      for (int64_t x = 0; x < w; ++x) {
-        const uint8_t* p = Pixel(image, x0 + x, y0 + y);
-        EXPECT_EQ(host_.PictureARGB(picture, x, y), 0xFF000000u | p[0] << 16 | p[1] << 8 | p[2]);
-        if (masked) {
-          EXPECT_EQ(host_.PictureARGB(mask, x, y), 0xFF000000u | p[3] * 0x010101u);
-        }
-      }
-    }
+    ForEachPixel(w, h, [&](int64_t x, int64_t y) {
+      const uint8_t* p = Pixel(image, x0 + x, y0 + y);
+      EXPECT_EQ(host_.PictureARGB(picture, x, y), OpaqueRGB(p));
+      EXPECT_EQ(masked ? host_.PictureARGB(mask, x, y) : OpaqueGray(p[3]), OpaqueGray(p[3]));
+    });
   };
   expectRegion(image.Call<Ref>("CopyPicture", 2, 1, 3, 2), 2, 1, 3, 2);
   expectRegion(image.Call<Ref>("CopyPicture", 5, 3, -3, -2), 2, 1, 3, 2);  // flipped
@@ -259,8 +276,8 @@ TEST_F(PictureBridge, DebugPictureShowsTheTopLeftWithMaskWhenEnabled) {
   Ref mask = host_.PictureMask(picture);
   ASSERT_TRUE(mask);
   const uint8_t* p = Pixel(image, 511, 2);
-  EXPECT_EQ(host_.PictureARGB(picture, 511, 2), 0xFF000000u | p[0] << 16 | p[1] << 8 | p[2]);
-  EXPECT_EQ(host_.PictureARGB(mask, 511, 2), 0xFF000000u | p[3] * 0x010101u);
+  EXPECT_EQ(host_.PictureARGB(picture, 511, 2), OpaqueRGB(p));
+  EXPECT_EQ(host_.PictureARGB(mask, 511, 2), OpaqueGray(p[3]));
 }
 
 // --- Reads from pictures ---------------------------------------------------------------------
@@ -268,22 +285,16 @@ TEST_F(PictureBridge, DebugPictureShowsTheTopLeftWithMaskWhenEnabled) {
 TEST_F(PictureBridge, DrawRectanglesFollowTheCopyRule) {
   Ref picture = host_.NewDesktopPicture(4, 4, true);
   FillPictureRandom(host_, picture, 19);
-  Ref image = NewImage(6, 6, kRGB);
-  for (int64_t y = 0; y < 6; ++y) std::memset(Row(image, y), 0, 18);
+  Ref image = NewImage(6, 6, kRGB), second = NewImage(6, 6, kRGB);
+  FillBytes(image, 0);
+  FillBytes(second, 0);
   image.Call("DrawPictureRGB", picture, 3, 2, 10, 10, 1, 1);
-  for (int64_t y = 0; y < 6; ++y) {
-    for (int64_t x = 0; x < 6; ++x) {
-      const uint8_t* p = Pixel(image, x, y);
-      bool inside = x >= 3 && y >= 2 && y < 5;  // three columns and rows from source (1, 1)
-      uint32_t argb = inside ? host_.PictureARGB(picture, x - 2, y - 1) : 0;
-      EXPECT_EQ(p[0], inside ? Red(argb) : 0) << x << "," << y;
-      EXPECT_EQ(p[1], inside ? Green(argb) : 0);
-      EXPECT_EQ(p[2], inside ? Blue(argb) : 0);
-    }
-  }
+  ForEachPixel(6, 6, [&](int64_t x, int64_t y) {
+    bool inside = x >= 3 && y >= 2 && y < 5;  // three columns and rows from source (1, 1)
+    uint32_t argb = inside ? host_.PictureARGB(picture, x - 2, y - 1) : 0xFF000000u;
+    EXPECT_EQ(OpaqueRGB(Pixel(image, x, y)), argb | 0xFF000000u) << x << "," << y;
+  });
   // The three-argument form draws self's size from the offset, cut to both.
-  Ref second = NewImage(6, 6, kRGB);
-  for (int64_t y = 0; y < 6; ++y) std::memset(Row(second, y), 0, 18);
   second.Call("DrawPictureRGB", picture, -1, 4);
   EXPECT_EQ(Pixel(second, 0, 4)[0], Red(host_.PictureARGB(picture, 1, 0)));
   EXPECT_EQ(Pixel(second, 2, 5)[2], Blue(host_.PictureARGB(picture, 3, 1)));
@@ -296,11 +307,9 @@ TEST_F(PictureBridge, MasksBecomeAlphaInBothSensesAndApplyPremultiplies) {
   Ref mask = host_.NewDesktopPicture(5, 2, false);
   FillPictureRandom(host_, picture, 23);
   std::mt19937 random(29);
-  for (int64_t y = 0; y < 2; ++y) {
-    for (int64_t x = 0; x < 5; ++x) {
-      host_.SetPictureARGB(mask, x, y, 0xFF000000u | (random() & 0xFF) * 0x010101u);
-    }
-  }
+  ForEachPixel(5, 2, [&](int64_t x, int64_t y) {
+    host_.SetPictureARGB(mask, x, y, OpaqueGray(static_cast<uint8_t>(random())));
+  });
   host_.SetPictureMask(picture, mask);
   for (bool invert : {false, true}) {
     Ref stored = NewImage(5, 2, kARGB);
@@ -309,23 +318,20 @@ TEST_F(PictureBridge, MasksBecomeAlphaInBothSensesAndApplyPremultiplies) {
     stored.Call("DrawMaskedPictureRGB", picture, invert);
     applied.Call("DrawMaskedPictureApplyMaskRGB", picture, 0, 0, 5, 2, 0, 0, invert);
     noAlpha.Call("DrawMaskedPictureApplyMaskRGB", picture, invert);
-    for (int64_t y = 0; y < 2; ++y) {
-      for (int64_t x = 0; x < 5; ++x) {
-        uint32_t argb = host_.PictureARGB(picture, x, y);
-        uint8_t gray = Blue(host_.PictureARGB(mask, x, y));
-        uint8_t alpha = invert ? gray : static_cast<uint8_t>(255 - gray);
-        const uint8_t* s = Pixel(stored, x, y);
-        EXPECT_EQ(s[0], alpha);
-        EXPECT_EQ(s[1], Red(argb));
-        EXPECT_EQ(s[3], Blue(argb));
-        const uint8_t* a = Pixel(applied, x, y);
-        EXPECT_EQ(a[0], Scaled(Red(argb), alpha));
-        EXPECT_EQ(a[1], Scaled(Green(argb), alpha));
-        EXPECT_EQ(a[2], Scaled(Blue(argb), alpha));
-        EXPECT_EQ(a[3], alpha);
-        EXPECT_EQ(Pixel(noAlpha, x, y)[2], Scaled(Blue(argb), alpha));
-      }
-    }
+    ForEachPixel(5, 2, [&](int64_t x, int64_t y) {
+      uint32_t argb = host_.PictureARGB(picture, x, y);
+      uint8_t gray = Blue(host_.PictureARGB(mask, x, y));
+      uint8_t alpha = invert ? gray : static_cast<uint8_t>(255 - gray);
+      const uint8_t *s = Pixel(stored, x, y), *a = Pixel(applied, x, y);
+      EXPECT_EQ(s[0], alpha);
+      EXPECT_EQ(s[1], Red(argb));
+      EXPECT_EQ(s[3], Blue(argb));
+      EXPECT_EQ(a[0], Scaled(Red(argb), alpha));
+      EXPECT_EQ(a[1], Scaled(Green(argb), alpha));
+      EXPECT_EQ(a[2], Scaled(Blue(argb), alpha));
+      EXPECT_EQ(a[3], alpha);
+      EXPECT_EQ(Pixel(noAlpha, x, y)[2], Scaled(Blue(argb), alpha));
+    });
   }
   // Without a mask the picture is opaque, whichever sense is asked for.
   host_.SetPictureMask(picture, Ref());
@@ -348,15 +354,13 @@ TEST_F(PictureBridge, OneColourIntoTheGrayChannel) {
   green.Call("DrawPictureGreenToGrayChannel", picture, 1, 0, 3, 3, 0, 1);
   blue.Call("DrawPictureBlueToGrayChannel", picture, 0, 0, 3, 3, 0, 0);
   rgb.Call("DrawPictureRedToGrayChannel", picture, 0, 0, 3, 3);
-  for (int64_t y = 0; y < 3; ++y) {
-    for (int64_t x = 0; x < 3; ++x) {
-      uint32_t argb = host_.PictureARGB(picture, x, y);
-      EXPECT_EQ(Pixel(red, x, y)[0], Red(argb));
-      uint16_t wide;
-      std::memcpy(&wide, Pixel(blue, x, y), 2);
-      EXPECT_EQ(wide, Blue(argb) * 257);
-    }
-  }
+  ForEachPixel(3, 3, [&](int64_t x, int64_t y) {
+    uint32_t argb = host_.PictureARGB(picture, x, y);
+    EXPECT_EQ(Pixel(red, x, y)[0], Red(argb));
+    uint16_t wide;
+    std::memcpy(&wide, Pixel(blue, x, y), 2);
+    EXPECT_EQ(wide, Blue(argb) * 257);
+  });
   EXPECT_EQ(Pixel(green, 1, 0)[0], Green(host_.PictureARGB(picture, 0, 1)));
   EXPECT_EQ(Pixel(green, 2, 1)[0], Green(host_.PictureARGB(picture, 1, 2)));
   EXPECT_EQ(std::vector<uint8_t>(Row(rgb, 0), Row(rgb, 0) + 9), before);  // no gray channel
@@ -451,77 +455,6 @@ class ConsolePictures : public PictureBridge {
   }
 };
 
-TEST_F(ConsolePictures, CopiesWriteGdWords) {
-  Ref image = NewImage(4, 2, kRGBA);
-  Randomise(image, 61);
-  Pixel(image, 0, 0)[3] = 255;
-  Pixel(image, 1, 0)[3] = 0;
-  Ref colour = image.Call<Ref>("CopyPicture");
-  Ref withAlpha = image.Call<Ref>("CopyPictureWithAlpha");
-  Ref mask = image.Call<Ref>("CopyMask");
-  ASSERT_TRUE(colour && withAlpha && mask);
-  for (int64_t y = 0; y < 2; ++y) {
-    for (int64_t x = 0; x < 4; ++x) {
-      const uint8_t* p = Pixel(image, x, y);
-      uint32_t rgb = uint32_t{p[0]} << 16 | p[1] << 8 | p[2];
-      EXPECT_EQ(host_.PictureWord(colour, x, y), rgb);
-      EXPECT_EQ(host_.PictureWord(withAlpha, x, y), uint32_t(p[3] >> 1) << 24 | rgb);
-      EXPECT_EQ(host_.PictureWord(mask, x, y), p[3] * 0x010101u);
-    }
-  }
-  EXPECT_EQ(host_.PictureWord(withAlpha, 0, 0) >> 24, 127u);  // 255 halved, not inverted
-  EXPECT_EQ(host_.PictureWord(withAlpha, 1, 0) >> 24, 0u);
-}
-
-TEST_F(ConsolePictures, GdPicturesReadBackExactly) {
-  Ref picture = host_.NewConsolePicture(5, 4);
-  FillPictureRandom(host_, picture, 67);
-  Ref mask = host_.NewConsolePicture(5, 4);
-  host_.SetPictureARGB(mask, 4, 3, 0xFF000000);  // black: shown
-  host_.SetPictureMask(picture, mask);
-  Ref image = NewImage(5, 4, kARGB);
-  image.Call("DrawMaskedPictureRGB", picture, false);
-  for (int64_t y = 0; y < 4; ++y) {
-    for (int64_t x = 0; x < 5; ++x) {
-      uint32_t argb = host_.PictureARGB(picture, x, y);
-      const uint8_t* p = Pixel(image, x, y);
-      EXPECT_EQ(p[1], Red(argb));
-      EXPECT_EQ(p[2], Green(argb));
-      EXPECT_EQ(p[3], Blue(argb));
-      EXPECT_EQ(p[0], x == 4 && y == 3 ? 255 : 0);
-    }
-  }
-}
-
-TEST_F(ConsolePictures, ImageOnAGdPictureUsesItsRows) {
-  Ref picture = host_.NewConsolePicture(3, 2);
-  FillPictureRandom(host_, picture, 71);
-  for (bool useAlpha : {false, true}) {
-    Ref image = host_.New("PictureXQT", picture, useAlpha);
-    EXPECT_EQ(image.Get<int64_t>("ImageFormat"), useAlpha ? kARGB : kXRGB);
-    EXPECT_EQ(image.Get<int64_t>("ChannelCount"), useAlpha ? 4 : 3);
-    EXPECT_EQ(image.Get<bool>("HasAlpha"), useAlpha);
-    EXPECT_EQ(image.Get<int64_t>("RedOffset"), 2);
-    EXPECT_EQ(image.Get<int64_t>("BlueOffset"), 0);
-    EXPECT_EQ(image.Get<int64_t>("AlphaOffset"), 3);
-    EXPECT_EQ(image.Get<int64_t>("RowSize"), 12);
-    for (int64_t y = 0; y < 2; ++y) {
-      for (int64_t x = 0; x < 3; ++x) {
-        uint32_t word;
-        std::memcpy(&word, Pixel(image, x, y), 4);
-        EXPECT_EQ(word, host_.PictureWord(picture, x, y));  // gd's own word, 7-bit alpha as is
-      }
-    }
-    Pixel(image, 2, 1)[1] = 0x34;
-    EXPECT_EQ(Green(host_.PictureARGB(picture, 2, 1)), 0x34);
-    // The image's own copy and views read through the gd rows too.
-    Ref copy = image.Call<Ref>("CopyPicture");
-    EXPECT_EQ(host_.PictureWord(copy, 2, 1), host_.PictureWord(picture, 2, 1) & 0xFFFFFF);
-    Ref mirrored = image.Call<Ref>("MirroredView");
-    EXPECT_EQ(Pixel(mirrored, 2, 0)[1], 0x34);
-  }
-}
-
 TEST_F(ConsolePictures, PaletteAndVectorPicturesAreRefused) {
   Ref palette = host_.NewConsolePicture(3, 3, false);
   EXPECT_HOST_EXCEPTION("UnsupportedOperationException", "Failed to access picture. Not a bitmap?",
@@ -535,23 +468,6 @@ TEST_F(ConsolePictures, PaletteAndVectorPicturesAreRefused) {
   image.Call("DrawPictureRGB", vector);  // no copy route in console applications
   EXPECT_EQ(std::vector<uint8_t>(Row(image, 2), Row(image, 2) + 9), before);
   EXPECT_EQ(host_.PictureDrawnAsSource(vector, true), 0);
-}
-
-class WebPictures : public ConsolePictures {
- protected:
-  WebPictures() : ConsolePictures(AppKind::Web) {}
-};
-
-// Web applications take gd pictures too, here for a gray image and its white mask.
-TEST_F(WebPictures, WebApplicationsUseGdPicturesToo) {
-  Ref image = NewImage(2, 2, kG);
-  Randomise(image, 79);
-  Ref picture = image.Call<Ref>("CopyPictureWithMask");
-  ASSERT_TRUE(picture);
-  EXPECT_EQ(host_.PictureWord(picture, 1, 1), Pixel(image, 1, 1)[0] * 0x010101u);
-  Ref mask = host_.PictureMask(picture);
-  ASSERT_TRUE(mask);
-  EXPECT_EQ(host_.PictureWord(mask, 1, 1), 0xFFFFFFu);
 }
 
 }  // namespace

@@ -4,8 +4,10 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "host/emulated_host.h"
+#include "support/host_expectations.h"
 #include "support/plugin_fixture.h"
 
 namespace {
@@ -68,19 +70,17 @@ TEST_F(Loaded, ConstantsBecomeDeclarations) {
     EXPECT_EQ(pictures.constants[i].reserved1, nullptr);
   }
   EXPECT_EQ(positions.size(), 88u);  // no name twice
-  EXPECT_EQ(positions.at("ImageFormatUnknown = 0"), 0);
-  EXPECT_EQ(positions.at("ImageFormatXBGR = 10"), 10);
-  EXPECT_EQ(positions.at("ImageFormatGray16 = 41"), 12);
-  EXPECT_EQ(positions.at("ImageFormatScaling8 = 40"), 22);
-  EXPECT_EQ(positions.at("ImageFormatBuffer = 22"), 23);
-  EXPECT_EQ(positions.at("ImageFormatRofRGB = 15"), 31);
-  EXPECT_EQ(positions.at("ImageFormatAofARGB = 18"), 44);
-  EXPECT_EQ(positions.at("ImageFormatAofABGR = 18"), 52);
-  EXPECT_EQ(positions.at("ImageFormatXKYMC = 32"), 62);
-  EXPECT_EQ(positions.at("ScaleCubic = 7"), 69);
-  EXPECT_EQ(positions.at("DitherCluster8Matrix = 10"), 79);
-  EXPECT_EQ(positions.at("ImageFormatG1 = 11"), 80);
-  EXPECT_EQ(positions.at("ImageFormatG8 = 48"), 87);
+  const std::pair<const char*, int> expected[] = {
+      {"ImageFormatUnknown = 0", 0},     {"ImageFormatXBGR = 10", 10},
+      {"ImageFormatGray16 = 41", 12},    {"ImageFormatScaling8 = 40", 22},
+      {"ImageFormatBuffer = 22", 23},    {"ImageFormatRofRGB = 15", 31},
+      {"ImageFormatAofARGB = 18", 44},   {"ImageFormatAofABGR = 18", 52},
+      {"ImageFormatXKYMC = 32", 62},     {"ScaleCubic = 7", 69},
+      {"DitherCluster8Matrix = 10", 79}, {"ImageFormatG1 = 11", 80},
+      {"ImageFormatG8 = 48", 87}};
+  for (auto [declaration, position] : expected) {
+    EXPECT_EQ(positions.at(declaration), position) << declaration;
+  }
 }
 
 uint32_t FlagsOf(const REALproperty* properties, size_t count, const std::string& name) {
@@ -133,21 +133,17 @@ TEST_F(Loaded, ControlVersionIsNegotiated) {
   struct Case {
     double version;
     int controlVersion;
-  } cases[] = {{2013.02, 11}, {2013.03, 12}, {2011.9, 9}, {2012.0, 10}, {2019.1, 13}};
+  } cases[] = {{2013.02, 11}, {2013.03, 12}, {2011.9, 9}, {2012.0, 10}, {2019.1, 13}, {0, 9}};
   for (const Case& c : cases) {
-    Load({.version = c.version});
+    host_ = std::make_unique<Host>(HostOptions{.version = c.version ? c.version : 2019.1});
+    // A host without a version gets the oldest format.
+    if (!c.version) host_->HideEntryPoint("REALGetRBVersion");
+    host_->Load(Host::DefaultPluginPath());
     EXPECT_EQ(host_->RegisteredPluginVersion(), c.controlVersion) << c.version;
     EXPECT_EQ(host_->FindClass("PictureXQT")->controlVersion,
               static_cast<uint32_t>(c.controlVersion));
     host_.reset();
   }
-}
-
-TEST_F(Loaded, HostWithoutVersionGetsTheOldestFormat) {
-  host_ = std::make_unique<Host>();
-  host_->HideEntryPoint("REALGetRBVersion");
-  host_->Load(Host::DefaultPluginPath());
-  EXPECT_EQ(host_->RegisteredPluginVersion(), 9);
 }
 
 TEST_F(Loaded, DebuggingIsAHiddenSharedSwitch) {
@@ -168,10 +164,7 @@ TEST_F(Loaded, OffsetSettersCheckThePixelSize) {
   Load();
   Ref image = host_->New("PictureXQT");
   // A bare instance has no pixels: every offset is out of range.
-  EXPECT_HOST_EXCEPTION(
-      "OutOfBoundsException",
-      "The parameter value to method RedOffset is too big. Range is 0 to -1, but value is 0.",
-      image.Set("RedOffset", int64_t{0}));
+  EXPECT_OUT_OF_RANGE("value", "RedOffset", 0, -1, 0, image.Set("RedOffset", int64_t{0}));
   EXPECT_FALSE(image.Get<bool>("Valid"));
   EXPECT_FALSE(image.Get<Ref>("Memory"));
 }

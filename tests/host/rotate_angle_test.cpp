@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "support/format_codes.h"
+#include "support/host_expectations.h"
 #include "support/image_bytes.h"
 #include "support/image_layout.h"
 #include "support/plugin_fixture.h"
@@ -42,29 +43,16 @@ TEST_F(RotateAngle, QuarterTurnsMatchTheTurnMembers) {
 
 TEST_F(RotateAngle, BoundingBoxAndUncoveredCorners) {
   Ref source = NewImage(40, 20, kRGBA);
-  for (int64_t y = 0; y < 20; ++y) {
-    uint8_t* row = Row(source, y);
-    for (int64_t x = 0; x < 40; ++x) {
-      row[x * 4 + 0] = 200, row[x * 4 + 1] = 100, row[x * 4 + 2] = 50, row[x * 4 + 3] = 255;
-    }
-  }
+  source.Call("FillRectRGB", 200, 100, 50, 255);
   Ref turned = Turn(source, 30);
   // 40 cos 30 + 20 sin 30 = 44.64 -> 45; 40 sin 30 + 20 cos 30 = 37.32 -> 38.
   ASSERT_EQ(turned.Get<int64_t>("Width"), 45);
   ASSERT_EQ(turned.Get<int64_t>("Height"), 38);
   EXPECT_EQ(turned.Get<int64_t>("ImageFormat"), kRGBA);
-  // Corners lie outside: red, green, blue, alpha arguments (10, 20, 30, 40).
-  const uint8_t* corner = Row(turned, 0);
-  EXPECT_EQ(corner[0], 10);
-  EXPECT_EQ(corner[1], 20);
-  EXPECT_EQ(corner[2], 30);
-  EXPECT_EQ(corner[3], 40);
-  // The centre samples a uniform area: the colour itself.
-  const uint8_t* centre = Row(turned, 19) + 22 * 4;
-  EXPECT_EQ(centre[0], 200);
-  EXPECT_EQ(centre[1], 100);
-  EXPECT_EQ(centre[2], 50);
-  EXPECT_EQ(centre[3], 255);
+  // Corners lie outside: red, green, blue, alpha arguments (10, 20, 30, 40). The centre samples a
+  // uniform area: the colour itself.
+  EXPECT_EQ(RowBytes(turned, 0, 4), (Bytes{10, 20, 30, 40}));
+  EXPECT_EQ(Bytes(Pixel(turned, 22, 19), Pixel(turned, 22, 19) + 4), (Bytes{200, 100, 50, 255}));
 
   Ref gray = NewImage(9, 9, kGA);
   Ref grayTurned = Turn(gray, 45);
@@ -82,19 +70,14 @@ TEST_F(RotateAngle, BilinearSampleByHand) {
   // A 2 x 1 gray image, 0 and 255, turned by 180 degrees is exact; by 1 degree the samples lie
   // close to the pixels. A 1 x 2 image turned half a turn swaps its pixels.
   Ref pair = NewImage(2, 1, kG);
-  Row(pair, 0)[0] = 0;
-  Row(pair, 0)[1] = 255;
-  Ref half = Turn(pair, 180);
-  EXPECT_EQ(Row(half, 0)[0], 255);
-  EXPECT_EQ(Row(half, 0)[1], 0);
+  SetPixels(pair, 0, {0, 255});
+  EXPECT_EQ(RowBytes(Turn(pair, 180), 0, 2), (Bytes{255, 0}));
   // 4 x 4 ramp 0, 64, 128, 192 across; turned by 10 degrees, the box is
   // ceil(4 cos 10 + 4 sin 10) = ceil(4.63) = 5 each way. The centre pixel (2, 2) of the result
   // has centre offset (0, 0) from the box centre, so it samples source point (1.5, 1.5):
   // midway between 64 and 128 in x, uniform in y: 96.
   Ref ramp = NewImage(4, 4, kG);
-  for (int64_t y = 0; y < 4; ++y) {
-    for (int64_t x = 0; x < 4; ++x) Row(ramp, y)[x] = static_cast<uint8_t>(64 * x);
-  }
+  ForEachPixel(4, 4, [&](int64_t x, int64_t y) { Row(ramp, y)[x] = static_cast<uint8_t>(64 * x); });
   Ref turned = Turn(ramp, 10);
   ASSERT_EQ(turned.Get<int64_t>("Width"), 5);
   EXPECT_EQ(Row(turned, 2)[2], 96);

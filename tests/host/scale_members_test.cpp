@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "support/format_codes.h"
+#include "support/host_expectations.h"
 #include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
@@ -16,11 +17,10 @@ class ScaleMembers : public PluginTest {
  protected:
   void Fill(const Ref& image, uint8_t (*value)(int64_t x, int64_t y, int64_t byte)) {
     int64_t ps = image.Get<int64_t>("PixelSize");
-    for (int64_t y = 0; y < image.Get<int64_t>("Height"); ++y) {
-      for (int64_t x = 0; x < image.Get<int64_t>("Width"); ++x) {
-        for (int64_t b = 0; b < ps; ++b) Pixel(image, x, y)[b] = value(x, y, b);
-      }
-    }
+    ForEachPixel(image.Get<int64_t>("Width"), image.Get<int64_t>("Height"),
+                 [&](int64_t x, int64_t y) {
+                   for (int64_t b = 0; b < ps; ++b) Pixel(image, x, y)[b] = value(x, y, b);
+                 });
   }
 };
 
@@ -28,14 +28,11 @@ TEST_F(ScaleMembers, BoxToTheSameSizeCopies) {
   Ref source = NewImage(7, 5, kRGBA), dest = NewImage(7, 5, kRGBA);
   Fill(source, [](int64_t x, int64_t y, int64_t b) { return uint8_t(x * 31 + y * 7 + b * 50); });
   EXPECT_TRUE(dest.Call<bool>("Scale", source, nullptr, int64_t{2}, int64_t{7}, int64_t{5}));
-  for (int64_t y = 0; y < 5; ++y)
-    EXPECT_EQ(std::memcmp(Pixel(source, 0, y), Pixel(dest, 0, y), 28), 0);
+  EXPECT_EQ(PixelBytes(dest), PixelBytes(source));
   Ref threaded = NewImage(7, 5, kRGBA);
   EXPECT_TRUE(threaded.Call<bool>("ScaleMT", int64_t{3}, source, nullptr, int64_t{2}, int64_t{7},
                                   int64_t{5}));
-  for (int64_t y = 0; y < 5; ++y) {
-    EXPECT_EQ(std::memcmp(Pixel(source, 0, y), Pixel(threaded, 0, y), 28), 0);
-  }
+  EXPECT_EQ(PixelBytes(threaded), PixelBytes(source));
 }
 
 TEST_F(ScaleMembers, ASinglePixelEnlargesToItself) {
@@ -43,10 +40,9 @@ TEST_F(ScaleMembers, ASinglePixelEnlargesToItself) {
   std::memcpy(Pixel(source, 0, 0), "\x0a\x80\xf0\x33", 4);
   for (int64_t mode = 1; mode <= 7; ++mode) {
     ASSERT_TRUE(dest.Call<bool>("Scale", source, nullptr, mode, int64_t{9}, int64_t{6}));
-    for (int64_t y = 0; y < 6; ++y) {
-      for (int64_t x = 0; x < 9; ++x)
-        ASSERT_EQ(std::memcmp(Pixel(dest, x, y), "\x0a\x80\xf0\x33", 4), 0);
-    }
+    Bytes want;
+    for (int i = 0; i < 54; ++i) want.insert(want.end(), {0x0a, 0x80, 0xf0, 0x33});
+    ASSERT_EQ(PixelBytes(dest), want) << mode;
   }
 }
 
@@ -81,16 +77,10 @@ TEST_F(ScaleMembers, ScaleFastFitsTheWholeSourceIntoTheDestination) {
   Fill(source, [](int64_t x, int64_t y, int64_t b) { return uint8_t(x * 16 + y + b * 64); });
   // Asked for 16 x 12, the destination holds 4 x 3: every other pixel of every other row.
   ASSERT_TRUE(dest.Call<bool>("ScaleFast", source, int64_t{16}, int64_t{12}));
-  for (int64_t y = 0; y < 3; ++y) {
-    for (int64_t x = 0; x < 4; ++x) {
-      const uint8_t* s = Pixel(source, 2 * x, 2 * y);
-      const uint8_t* d = Pixel(dest, x, y);
-      EXPECT_EQ(d[0], s[2]);  // red
-      EXPECT_EQ(d[1], s[1]);
-      EXPECT_EQ(d[2], s[0]);
-      EXPECT_EQ(d[3], s[3]);  // alpha copied
-    }
-  }
+  ForEachPixel(4, 3, [&](int64_t x, int64_t y) {
+    const uint8_t *s = Pixel(source, 2 * x, 2 * y), *d = Pixel(dest, x, y);
+    EXPECT_EQ(Bytes(d, d + 4), (Bytes{s[2], s[1], s[0], s[3]}));  // alpha copied
+  });
   // One column wide: every pixel of a row takes column 0.
   Ref column = NewImage(5, 2, kRGBA);
   ASSERT_TRUE(column.Call<bool>("ScaleFast", source, int64_t{1}, int64_t{2}));
