@@ -1,8 +1,7 @@
-// The fuzzer's interpreter. Each input is a byte stream read as: one opcode byte, then the bytes
-// the operation needs. Operations make images (in memory, over a caller's block, file-mapped,
-// from host pictures), call any registered member with arguments drawn from a small vocabulary,
-// set properties, drop images, and arm the host's fault injection for the next call. Members come
-// from the declarations the plug-in registered, so members added later are fuzzed too.
+// The fuzzer's interpreter: each step is an opcode byte and the bytes its operation reads, to make
+// or drop images, set properties, arm the host's fault injection or call any registered member
+// (found through its declaration, so later members are fuzzed too) with arguments from a small
+// vocabulary. The meaning of every byte stays fixed: the committed inputs replay the same calls.
 #include "fuzz/fuzz_driver.h"
 
 #include <cmath>
@@ -54,11 +53,8 @@ class Reader {
   size_t pos_ = 0;
 };
 
-constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
-constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
-constexpr int64_t kMin32 = std::numeric_limits<int32_t>::min();
-constexpr int64_t kMax32 = std::numeric_limits<int32_t>::max();
-constexpr int64_t kBit = 1;
+constexpr int64_t kMin = std::numeric_limits<int64_t>::min(), kMax = -(kMin + 1), kBit = 1;
+constexpr int64_t kMin32 = std::numeric_limits<int32_t>::min(), kMax32 = -(kMin32 + 1);
 
 // Extremes for any integer: sign and width boundaries, and sizes whose products overflow.
 constexpr int64_t kExtremes[] = {
@@ -70,11 +66,10 @@ constexpr int64_t kSideExtremes[] = {kMin, kMax, kBit << 40, kBit << 62, -1, -70
 constexpr int64_t kMiddles[] = {100, 255, 256, 257, 1000, 4096, 65535, 65536};
 constexpr int64_t kSideMiddles[] = {63, 64, 65, 100, 129};
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
-constexpr double kHuge = static_cast<double>(kMax);
-const double kDoubles[] = {0.0,   1.0,    0.5,  -1.0, 2.2,   255.0, 1e-310,
-                           1e308, -1e308, kNaN, kInf, -kInf, kHuge, -0.0};
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN(),
+                 kInf = std::numeric_limits<double>::infinity();
+const double kDoubles[] = {0.0,   1.0,    0.5,  -1.0, 2.2,   255.0,        1e-310,
+                           1e308, -1e308, kNaN, kInf, -kInf, double(kMax), -0.0};
 
 bool Is(const std::string& type, const char* name) { return Lower(type) == Lower(name); }
 
@@ -88,15 +83,15 @@ bool IsSide(const std::string& name) {
 struct World {
   World() {
     host.Load(Host::DefaultPluginPath());
-    picture = host.FindClass("PictureXQT");
-    factory = host.FindClass("PictureFactoryXQT");
+    const host::ClassInfo* picture = host.FindClass("PictureXQT");
+    const host::ClassInfo* factory = host.FindClass("PictureFactoryXQT");
     if (picture == nullptr) throw std::runtime_error("PictureXQT is not registered");
     for (const auto& m : picture->methods) {
       if (!Is(m.declaration.name, "Constructor")) methods.push_back(&m);
     }
     for (const auto& m : picture->sharedMethods) shared.push_back(&m);
-    if (factory != nullptr) {
-      for (const auto& m : factory->sharedMethods) shared.push_back(&m);
+    for (size_t i = 0; factory && i < factory->sharedMethods.size(); ++i) {
+      shared.push_back(&factory->sharedMethods[i]);
     }
     // A folder of this process's own for the backing files that inputs name.
     std::error_code failed;
@@ -107,25 +102,18 @@ struct World {
     }
   }
   Host host;
-  const host::ClassInfo* picture = nullptr;
-  const host::ClassInfo* factory = nullptr;
-  std::vector<const host::ClassInfo::Member*> methods;
-  std::vector<const host::ClassInfo::Member*> shared;
+  std::vector<const host::ClassInfo::Member*> methods, shared;
   std::string folder;
 };
 
-// Removes the world's scratch folder when the process ends; the world itself is never destroyed.
-struct FolderRemoval {
-  std::string path;
-  ~FolderRemoval() {
-    std::error_code ignored;
-    if (!path.empty()) std::filesystem::remove_all(path, ignored);
-  }
-};
-
+// The world lives as long as the process, so that the plug-in stays loaded; its folder is removed
+// when the process ends.
 World& TheWorld() {
-  static World* world = new World();  // lives as long as the process: the plug-in stays loaded
-  static FolderRemoval removal{world->folder};
+  static World* world = new World();
+  [[maybe_unused]] static const int removal = std::atexit([] {
+    std::error_code ignored;
+    if (!world->folder.empty()) std::filesystem::remove_all(world->folder, ignored);
+  });
   return *world;
 }
 
@@ -161,13 +149,6 @@ class Sequence {
 
   std::vector<std::string> paths;
 
-  void Clear() {
-    pool_.clear();
-    blocks_.clear();
-    pictures_.clear();
-    arrays_.clear();
-  }
-
  private:
   void Keep(Ref ref) {
     if (!ref) return;
@@ -177,24 +158,13 @@ class Sequence {
   }
 
   int64_t Side() {
-    uint8_t b = r_.Byte();
-    if (b < 200) return b % (kMaxSide + 1);
-    if (b < 230) return r_.Pick(kSideMiddles);
-    return r_.Pick(kSideExtremes);
+    const uint8_t b = r_.Byte();
+    return b < 200 ? b % (kMaxSide + 1) : b < 230 ? r_.Pick(kSideMiddles) : r_.Pick(kSideExtremes);
   }
 
   int64_t Format() {
-    uint8_t b = r_.Byte();
-    if (b < 240) return b % 50;
-    return r_.Pick(kExtremes);
-  }
-
-  void RecordPath(const Ref& image) {
-    try {
-      std::string path = image.Get<std::string>("FilePath");
-      if (!path.empty()) paths.push_back(path);
-    } catch (const std::exception&) {
-    }
+    const uint8_t b = r_.Byte();
+    return b < 240 ? b % 50 : r_.Pick(kExtremes);
   }
 
   void MakeImage() {
@@ -205,9 +175,8 @@ class Sequence {
     } else if (kind == 1) {
       // Over a caller's block: the block is sized from an in-memory twin, since the caller answers
       // for the row size and the block's size.
-      int64_t width = Side() % (kMaxSide + 1);
-      int64_t height = Side() % (kMaxSide + 1);
-      int64_t format = Format();
+      const int64_t width = Side() % (kMaxSide + 1), height = Side() % (kMaxSide + 1);
+      const int64_t format = Format();
       Ref twin = h.New("PictureXQT", width < 0 ? 0 : width, height < 0 ? 0 : height, format);
       int64_t rowSize = twin.Get<int64_t>("RowSize");
       if (rowSize <= 0 || height <= 0) return;
@@ -216,9 +185,8 @@ class Sequence {
       Keep(h.New("PictureXQT", block, width, height, format, rowSize + padding));
     } else if (kind == 2) {
       // File-mapped: small sides only, so that no sequence writes gigabytes to disk.
-      int64_t width = r_.Byte() % (kMaxSide + 1);
-      int64_t height = r_.Byte() % (kMaxSide + 1);
-      int64_t format = Format();
+      const int64_t width = r_.Byte() % (kMaxSide + 1), height = r_.Byte() % (kMaxSide + 1);
+      const int64_t format = Format();
       int64_t blockSize = (r_.Byte() & 1) ? r_.Pick(kExtremes) : int64_t{r_.Byte()} * 4096;
       Ref folder;
       if ((r_.Byte() & 1) && !w_.folder.empty()) {
@@ -226,12 +194,13 @@ class Sequence {
       }
       Ref image = folder ? h.New("PictureXQT", width, height, format, blockSize, folder)
                          : h.New("PictureXQT", width, height, format, blockSize, nullptr);
-      RecordPath(image);
+      try {
+        paths.push_back(image.Get<std::string>("FilePath"));
+      } catch (const std::exception&) {
+      }
       Keep(std::move(image));
     } else if (kind == 3) {
-      int64_t width = r_.Byte() % 33;
-      int64_t height = r_.Byte() % 33;
-      uint8_t p = r_.Byte() % 3;
+      const int64_t width = r_.Byte() % 33, height = r_.Byte() % 33, p = r_.Byte() % 3;
       // A desktop picture reads two bytes: the first once chose a bitmap layout and is skipped,
       // so that committed inputs keep their meaning; the second gives the alpha channel.
       Ref picture = p == 0 ? h.NewConsolePicture(width, height, true)
@@ -246,8 +215,7 @@ class Sequence {
   }
 
   void Drop() {
-    if (pool_.empty()) return;
-    pool_.erase(pool_.begin() + (r_.Byte() % pool_.size()));
+    if (!pool_.empty()) pool_.erase(pool_.begin() + (r_.Byte() % pool_.size()));
   }
 
   void SetProperty() {
@@ -268,60 +236,50 @@ class Sequence {
   }
 
   REALobject AnyImage() {
-    uint8_t b = r_.Byte();
-    if (pool_.empty() || b % 8 == 0) return nullptr;
-    return pool_[b % pool_.size()].get();
+    const uint8_t b = r_.Byte();
+    return pool_.empty() || b % 8 == 0 ? nullptr : pool_[b % pool_.size()].get();
   }
 
   Value Argument(const host::Declaration::Param& param) {
     Value v;
     const std::string& type = param.type;
     if (Is(type, "integer") || Is(type, "int64") || Is(type, "int32") || Is(type, "color")) {
-      uint8_t b = r_.Byte();
-      bool side = IsSide(param.name);
-      if (Is(type, "color")) {
-        v.integer = r_.Word();
-      } else if (b < 150) {
-        v.integer = side ? b % (kMaxSide + 1) : int64_t{b % 80} - 8;
-      } else if (b < 210) {
-        v.integer = side ? r_.Pick(kSideMiddles) : r_.Pick(kMiddles);
-      } else {
-        v.integer = side ? r_.Pick(kSideExtremes) : r_.Pick(kExtremes);
-      }
+      const uint8_t b = r_.Byte();  // read for a colour too, then unused
+      const bool side = IsSide(param.name);
+      v.integer = Is(type, "color") ? int64_t{r_.Word()}
+                  : b < 150         ? (side ? b % (kMaxSide + 1) : int64_t{b % 80} - 8)
+                  : b < 210         ? (side ? r_.Pick(kSideMiddles) : r_.Pick(kMiddles))
+                                    : (side ? r_.Pick(kSideExtremes) : r_.Pick(kExtremes));
     } else if (Is(type, "boolean")) {
       v.integer = r_.Byte() & 1;
     } else if (Is(type, "double")) {
-      uint8_t b = r_.Byte();
+      const uint8_t b = r_.Byte();
       v.type = Value::Type::Double;
       v.real =
           b < 128 ? static_cast<double>(static_cast<int8_t>(r_.Byte())) / 16.0 : r_.Pick(kDoubles);
     } else if (Is(type, "string")) {
       v.type = Value::Type::String;
-      uint8_t b = r_.Byte() % 4;
+      const uint8_t b = r_.Byte() % 4;
       v.text = b == 0 ? "" : b == 1 ? "Red" : b == 2 ? std::string(5000, 'x') : "\xff\xfe";
     } else if (Is(type, "ptr")) {
       v.type = Value::Type::Ptr;  // nil: no caller can vouch for an address the fuzzer invents
     } else if (Is(type, "String()")) {
       v.type = Value::Type::Object;
-      uint8_t b = r_.Byte() % 3;
-      if (b > 0) {
-        std::vector<std::string> values(b == 1 ? 0 : 1000, "Red");
-        arrays_.push_back(w_.host.NewStringArray(values));
+      if (const uint8_t b = r_.Byte() % 3; b > 0) {
+        arrays_.push_back(
+            w_.host.NewStringArray(std::vector<std::string>(b == 1 ? 0 : 1000, "Red")));
         v.object = arrays_.back().get();
       }
     } else if (Is(type, "MemoryBlock")) {
       v.type = Value::Type::Object;
-      uint8_t b = r_.Byte() % 4;
-      if (b > 0) {
+      if (const uint8_t b = r_.Byte() % 4; b > 0) {
         blocks_.push_back(w_.host.NewMemoryBlock(b == 1 ? 0 : b == 2 ? 16 : 64 * 1024));
         v.object = blocks_.back().get();
       }
     } else if (Is(type, "Picture")) {
       v.type = Value::Type::Object;
-      uint8_t b = r_.Byte() % 4;
-      if (b > 0) {
-        int64_t width = r_.Byte() % 33;
-        int64_t height = r_.Byte() % 33;
+      if (const uint8_t b = r_.Byte() % 4; b > 0) {
+        const int64_t width = r_.Byte() % 33, height = r_.Byte() % 33;
         // Palette pictures come in through MakeImage; adding them here would change what every
         // committed input means.
         pictures_.push_back(b == 1 ? w_.host.NewConsolePicture(width, height, true)
@@ -334,27 +292,23 @@ class Sequence {
     }
     return v;
   }
-  // XQT_FUZZ_TRACE=1 prints each call before it is made, to turn a crash into a regression test.
-  static void Trace(const host::ClassInfo::Member& member, REALobject self,
-                    const std::vector<Value>& args) {
-    std::fprintf(stderr, "call %s on %p:", member.entry->declaration, static_cast<void*>(self));
-    for (const Value& v : args) {
-      if (v.type == Value::Type::Double) std::fprintf(stderr, " %g", v.real);
-      if (v.type == Value::Type::Object)
-        std::fprintf(stderr, " obj %p", static_cast<void*>(v.object));
-      if (v.type == Value::Type::String) std::fprintf(stderr, " str(%zu)", v.text.size());
-      if (v.type != Value::Type::Double && v.type != Value::Type::Object &&
-          v.type != Value::Type::String) {
-        std::fprintf(stderr, " %lld", static_cast<long long>(v.integer));
-      }
-    }
-    std::fprintf(stderr, "\n");
-  }
-
   void Call(const host::ClassInfo::Member& member, REALobject self, bool shared) {
     std::vector<Value> args;
     for (const auto& param : member.declaration.params) args.push_back(Argument(param));
-    if (std::getenv("XQT_FUZZ_TRACE") != nullptr) Trace(member, self, args);
+    // XQT_FUZZ_TRACE=1 prints each call before it is made, to turn a crash into a regression test.
+    if (std::getenv("XQT_FUZZ_TRACE") != nullptr) {
+      std::fprintf(stderr, "call %s on %p:", member.entry->declaration, static_cast<void*>(self));
+      for (const Value& v : args) {
+        using T = Value::Type;
+        if (v.type == T::Double) std::fprintf(stderr, " %g", v.real);
+        if (v.type == T::Object) std::fprintf(stderr, " obj %p", static_cast<void*>(v.object));
+        if (v.type == T::String) std::fprintf(stderr, " str(%zu)", v.text.size());
+        if (v.type != T::Double && v.type != T::Object && v.type != T::String) {
+          std::fprintf(stderr, " %lld", static_cast<long long>(v.integer));
+        }
+      }
+      std::fprintf(stderr, "\n");
+    }
     Host::DynamicResult result = w_.host.CallDeclared(self, member, args, shared);
     if (result.value.type == Value::Type::Object && result.value.object != nullptr) {
       Keep(Ref::Adopt(result.value.object));
@@ -378,10 +332,7 @@ class Sequence {
 
   World& w_;
   Reader& r_;
-  std::vector<Ref> pool_;
-  std::vector<Ref> blocks_;
-  std::vector<Ref> pictures_;
-  std::vector<Ref> arrays_;
+  std::vector<Ref> arrays_, pictures_, blocks_, pool_;  // released in the reverse order
 };
 
 }  // namespace
@@ -393,27 +344,23 @@ size_t ReachableMembers() {
 
 std::string RunSequence(const uint8_t* data, size_t size) {
   World& w = TheWorld();
-  int64_t descriptors = OpenDescriptors();
+  const int64_t descriptors = OpenDescriptors();
   std::vector<std::string> paths;
   {
     Reader reader(data, size);
     Sequence sequence(w, reader);
     sequence.Run();
-    sequence.Clear();
-    paths = sequence.paths;
+    paths = std::move(sequence.paths);
   }
   std::string left = reliability::LeftInHost(w.host);
-  int64_t now = OpenDescriptors();
-  if (now != descriptors) {
+  if (const int64_t now = OpenDescriptors(); now != descriptors) {
     left += "descriptors: " + std::to_string(descriptors) + " before, " + std::to_string(now) +
             " after\n";
   }
   for (const std::string& path : paths) {
     std::error_code ec;
-    if (std::filesystem::exists(path, ec)) {
+    if (!path.empty() && std::filesystem::remove(path, ec))
       left += "backing file left: " + path + "\n";
-      std::filesystem::remove(path, ec);
-    }
   }
   return left;
 }

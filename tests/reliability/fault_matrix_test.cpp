@@ -1,9 +1,9 @@
-// Fault injection across every registered member: with the host failing instance creation,
-// MemoryBlock construction or picture creation, each member on each kind of image gives its
-// refusal (an exception, nil or false) and leaves no host object, interface misuse or descriptor
-// behind. Members come from the registered declarations, so members added later are covered.
+// Fault injection across every registered member, found through its declaration: with the host
+// failing instances, MemoryBlocks or pictures, each member on each kind of image refuses (an
+// exception, nil or false) and leaves no host object, interface misuse or descriptor behind.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -22,7 +22,8 @@ using xqt::host::Ref;
 using Value = Host::DynamicValue;
 using xqt::reliability::Lower;
 
-enum class Fault { None, Instances, Blocks, Pictures };
+// The host fails nothing (-1), or instances (0), MemoryBlocks (1) or pictures (2).
+enum Fault { kNone = -1, kInstances, kBlocks, kPictures };
 
 // The exceptions the members are allowed to raise.
 const std::set<std::string> kAllowedExceptions = {
@@ -30,10 +31,9 @@ const std::set<std::string> kAllowedExceptions = {
     "UnsupportedOperationException", "OutOfBoundsException",      "InvalidArgumentException",
     "TypeMismatchException",         "UnsupportedFormatException"};
 
-constexpr int64_t kWidth = 12;
-constexpr int64_t kHeight = 9;
+constexpr int64_t kWidth = 12, kHeight = 9;
 
-class FaultMatrix : public PluginTest {
+class FaultMatrix : public PluginTest, public testing::WithParamInterface<Fault> {
  protected:
   // Arguments a careful application would pass: images of the instance's size, small rectangles.
   Value Plausible(const xqt::host::Declaration::Param& param, const Ref& partner,
@@ -58,19 +58,13 @@ class FaultMatrix : public PluginTest {
     v.integer = type == "color" ? 0x336699 : 0;
     v.real = 1.5;
     v.text = "Red";
+    v.object = partner.get();
     if (type == "memoryblock") keep.push_back(host_.NewMemoryBlock(kWidth * 8 * 4));
     if (type == "picture") keep.push_back(host_.NewDesktopPicture(kWidth, kHeight, true));
     if (type == "string()") keep.push_back(host_.NewStringArray({"Red", "Green"}));
-    if (v.type == Value::Type::Object) {
-      v.object = type == "memoryblock" || type == "picture" || type == "string()"
-                     ? keep.back().get()
-                     : partner.get();
-    }
+    if (type == "memoryblock" || type == "picture" || type == "string()")
+      v.object = keep.back().get();
     return v;
-  }
-
-  void Arm(Fault fault, int n) {
-    xqt::reliability::ArmFaults(host_, static_cast<int>(fault) - 1, n);
   }
 
   // Images of every storage kind the members meet.
@@ -95,7 +89,7 @@ class FaultMatrix : public PluginTest {
   bool Run(const ClassInfo::Member& member, bool shared, const std::string& subjectName,
            const std::function<Ref()>& make, Fault fault, int n) {
     SCOPED_TRACE(member.entry->declaration + std::string(" on ") + subjectName + " failing " +
-                 std::to_string(n) + " of kind " + std::to_string(static_cast<int>(fault)));
+                 std::to_string(n) + " of kind " + std::to_string(fault));
     const int64_t descriptors = xqt::reliability::OpenDescriptors();
     Host::DynamicResult result;
     {
@@ -106,9 +100,9 @@ class FaultMatrix : public PluginTest {
       for (const auto& param : member.declaration.params) {
         args.push_back(Plausible(param, partner, keep));
       }
-      Arm(fault, n);
+      xqt::reliability::ArmFaults(host_, fault, n);
       result = host_.CallDeclared(shared ? nullptr : self.get(), member, args, shared);
-      Arm(Fault::None, 0);
+      xqt::reliability::ArmFaults(host_, kNone, 0);
       if (result.value.type == Value::Type::Object && result.value.object != nullptr) {
         Ref::Adopt(result.value.object);
       }
@@ -129,8 +123,7 @@ class FaultMatrix : public PluginTest {
     EXPECT_NE(cls, nullptr);
     if (cls == nullptr) return 0;
     const auto subjects = Subjects();
-    const std::vector<int> counts =
-        fault == Fault::None ? std::vector<int>{0} : std::vector{1, 2, 1000};
+    const std::vector<int> counts = fault == kNone ? std::vector<int>{0} : std::vector{1, 2, 1000};
     int64_t calls = 0;
     for (const auto& member : cls->methods) {
       if (Lower(member.declaration.name) == "constructor") continue;
@@ -146,31 +139,27 @@ class FaultMatrix : public PluginTest {
   }
 };
 
-TEST_F(FaultMatrix, EveryMemberWithoutFaultsLeavesNothingBehind) {
-  EXPECT_GT(RunAll(Fault::None), 500);
+// Every member on every subject; with faults, each of the three counts of failing creations.
+TEST_P(FaultMatrix, EveryMemberRefusesCleanlyAndLeavesNothingBehind) {
+  EXPECT_GT(RunAll(GetParam()), GetParam() == kNone ? 500 : 1500);
 }
-
-TEST_F(FaultMatrix, EveryMemberSurvivesFailingInstanceCreation) {
-  EXPECT_GT(RunAll(Fault::Instances), 1500);
+std::string FaultName(const testing::TestParamInfo<Fault>& info) {
+  return std::array{"None", "Instances", "Blocks", "Pictures"}[info.param + 1];
 }
+INSTANTIATE_TEST_SUITE_P(Faults, FaultMatrix,
+                         testing::Values(kNone, kInstances, kBlocks, kPictures), FaultName);
 
-TEST_F(FaultMatrix, EveryMemberSurvivesFailingMemoryBlocks) {
-  EXPECT_GT(RunAll(Fault::Blocks), 1500);
-}
+using FaultRefusals = PluginTest;
 
-TEST_F(FaultMatrix, EveryMemberSurvivesFailingPictures) {
-  EXPECT_GT(RunAll(Fault::Pictures), 1500);
-}
-
-TEST_F(FaultMatrix, ConstructorsRefuseUnderFaults) {
-  Arm(Fault::Instances, 1);
+TEST_F(FaultRefusals, ConstructorsRefuseUnderFaults) {
+  xqt::reliability::ArmFaults(host_, kInstances, 1);
   EXPECT_ANY_THROW(NewImage(kWidth, kHeight, 2));
   // A result image the factory cannot make: nil, and the source is untouched.
   Ref image = NewImage(kWidth, kHeight, 2);
   host_.FailNextInstances(1000);
   host_.FailNextMemoryBlocks(1000);
   EXPECT_FALSE(image.Call<Ref>("Clone"));
-  Arm(Fault::None, 0);
+  xqt::reliability::ArmFaults(host_, kNone, 0);
   EXPECT_TRUE(image.Get<bool>("Valid"));
 }
 

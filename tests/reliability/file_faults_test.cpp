@@ -1,7 +1,6 @@
-// File-mapped storage when the system refuses: file creation (no descriptor left), sizing (a
-// file-size limit) and mapping (an address-space limit), each in a child process that loads the
-// plug-in before the limit. The image stays invalid, every member refuses it, and no descriptor,
-// host object or backing file is left.
+// File-mapped storage when the system refuses to create (no descriptor left), size (a file-size
+// limit) or map (an address-space limit) the backing file, in a child that loads the plug-in
+// before the limit: the image stays invalid, and no descriptor, object or file is left.
 #include <gtest/gtest.h>
 
 #include <cstdint>

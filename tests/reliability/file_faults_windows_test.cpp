@@ -1,9 +1,6 @@
-// File-mapped storage when Windows refuses: a backing file that cannot be created (a missing
-// folder, or a file another program holds without sharing) or sized (past the largest file the
-// volume allows). The image stays invalid, every member refuses it, and no open file, host object
-// or backing file is left. A view that cannot be mapped takes the same path as on POSIX systems,
-// where an address-space limit produces it; Windows has no such limit short of filling the
-// address space.
+// File-mapped storage when Windows refuses to create the backing file (a missing folder, a file
+// held unshared) or to size it: the image stays invalid and nothing is left. A view that cannot be
+// mapped takes the POSIX path, where an address-space limit produces it.
 #include <gtest/gtest.h>
 #include <windows.h>
 

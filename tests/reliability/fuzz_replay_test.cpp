@@ -47,7 +47,7 @@ TEST(FuzzReplay, EveryRegisteredMemberIsReachable) {
 }
 
 // Inputs the fuzzer found crashing, replayed by name from the regressions folder.
-void ReplayRegression(const char* name) {
+void Replay(const char* name) {
   std::vector<uint8_t> bytes =
       ReadFile(std::filesystem::path(XQT_FUZZ_CORPUS) / ".." / "regressions" / name);
   ASSERT_FALSE(bytes.empty()) << name;
@@ -56,26 +56,20 @@ void ReplayRegression(const char* name) {
 
 // ClipImage(x, y, w, h) with x = 2^63 - 1 on a 4-byte image, and FillRectApply with x = 2^62: the
 // rectangle rule left x as given and it was multiplied by PixelSize, a signed overflow.
-TEST(FuzzRegressions, RectangleWithTheLargestXDoesNotOverflow) {
-  ReplayRegression("clip-image-overflow");
-}
+TEST(FuzzRegressions, RectangleWithTheLargestXDoesNotOverflow) { Replay("clip-image-overflow"); }
 
 // Close on an image freed its storage while a view made from it still pointed into it, and
 // FillRectApply on the view then wrote freed memory.
 TEST(FuzzRegressions, CloseOnTheParentOfALiveViewKeepsTheViewSafe) {
-  ReplayRegression("close-parent-of-view");
+  Replay("close-parent-of-view");
 }
 
 // A second file-mapped image named the backing file of a live one and truncated it (removing it
 // on failure); SolarizeFilter on the first image then touched pages past the file's end: SIGBUS.
-TEST(FuzzRegressions, SecondImageOnABackingFileLeavesItWhole) {
-  ReplayRegression("mapped-bus-error");
-}
+TEST(FuzzRegressions, SecondImageOnABackingFileLeavesItWhole) { Replay("mapped-bus-error"); }
 
 // ClipImage(8, -2^63, 0, 0) cut the lowest origin to 0 and left a height of -2^63; RawRowPtr on
 // that clip computed height - 1, a signed overflow. Cut rectangles now end empty.
-TEST(FuzzRegressions, ClipBelowTheLowestRowIsEmpty) {
-  ReplayRegression("clip-below-the-lowest-row");
-}
+TEST(FuzzRegressions, ClipBelowTheLowestRowIsEmpty) { Replay("clip-below-the-lowest-row"); }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
 namespace {
@@ -26,8 +27,7 @@ TEST_F(HostRegressions, DrawingAPalettePictureShowsItsColours) {
   }
   image.Call("DrawMaskedPictureApplyMaskRGB", palette, false);
   for (int64_t x : {0, 1, 2, 3, 15}) {
-    const auto* pixel =
-        static_cast<const uint8_t*>(image.Call<void*>("RawRowPtr", int64_t{7})) + x * 4;
+    const uint8_t* pixel = Pixel(image, x, 7);
     const bool red = x % 3 == 0;
     EXPECT_EQ(pixel[0], red ? 255 : 0) << x;
     EXPECT_EQ(pixel[2], red ? 0 : 255) << x;

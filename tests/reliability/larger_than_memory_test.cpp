@@ -10,6 +10,7 @@
 
 #include "host/emulated_host.h"
 #include "reliability/reliability_support.h"
+#include "support/image_bytes.h"
 #include "support/scratch_folder.h"
 
 namespace {
@@ -29,17 +30,13 @@ std::string ScaledQuadrantsDiffer(Host& host, const Ref& image, int flip) {
   Ref scaled = host.New("PictureXQT", kOut, kOut, kRGBA);
   if (!scaled.Call<bool>("Scale", image, nullptr, int64_t{3}, kOut, kOut)) return "not scaled";
   auto edge = [](int64_t v) { return v >= kOut / 2 - 6 && v < kOut / 2 + 6; };
-  for (int64_t y = 0; y < kOut; ++y) {
-    auto* row = static_cast<const uint8_t*>(scaled.Call<void*>("RawRowPtr", y));
-    for (int64_t x = 0; x < kOut && !edge(y); ++x) {
-      const uint32_t colour = kColours[(2 * (y >= kOut / 2) + (x >= kOut / 2)) ^ flip];
-      const uint8_t want[4] = {uint8_t(colour >> 16), uint8_t(colour >> 8), uint8_t(colour), 255};
-      for (int c = 0; c < 4 && !edge(x); ++c) {
-        if (std::abs(row[x * 4 + c] - want[c]) > 1) {
-          return "pixel " + std::to_string(x) + "," + std::to_string(y) + " channel " +
-                 std::to_string(c) + " is " + std::to_string(row[x * 4 + c]);
-        }
-      }
+  for (int64_t i = 0; i < kOut * kOut * 4; ++i) {
+    const int64_t x = i / 4 % kOut, y = i / 4 / kOut, c = i % 4;
+    const uint32_t colour = kColours[(2 * (y >= kOut / 2) + (x >= kOut / 2)) ^ flip] << 8 | 255;
+    const uint8_t got = Pixel(scaled, x, y)[c];
+    if (!edge(x) && !edge(y) && std::abs(got - int(colour >> (24 - 8 * c) & 255)) > 1) {
+      return "pixel " + std::to_string(x) + "," + std::to_string(y) + " channel " +
+             std::to_string(c) + " is " + std::to_string(got);
     }
   }
   return "";

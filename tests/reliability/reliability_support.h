@@ -23,21 +23,12 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <string>
 
 #include "host/emulated_host.h"
 
 namespace xqt::reliability {
-
-inline int64_t CountEntries(const char* directory) {
-  int64_t n = 0;
-  std::error_code ec;
-  for (auto it = std::filesystem::directory_iterator(directory, ec);
-       !ec && it != std::filesystem::directory_iterator(); it.increment(ec)) {
-    ++n;
-  }
-  return n;
-}
 
 #if defined(_WIN32)
 // Open disk files stand for descriptors: the process's other handles (events, threads, keys) come
@@ -76,16 +67,22 @@ inline int64_t ResidentBytes() {
   return static_cast<int64_t>(counters.WorkingSetSize);
 }
 #else
+inline int64_t CountEntries(const char* directory) {
+  std::error_code ec;
+  auto it = std::filesystem::directory_iterator(directory, ec);
+  return ec ? 0 : std::distance(it, std::filesystem::directory_iterator());
+}
 inline int64_t OpenDescriptors() { return CountEntries("/proc/self/fd"); }
 inline int64_t Threads() { return CountEntries("/proc/self/task"); }
 
-// Resident and virtual size in bytes, from /proc/self/statm.
-inline int64_t ResidentBytes() {
+// The n-th figure of /proc/self/statm (0 the whole size, 1 the resident part) in bytes.
+inline int64_t Statm(int n) {
   std::ifstream in("/proc/self/statm");
-  int64_t size = 0, resident = 0;
-  in >> size >> resident;
-  return resident * sysconf(_SC_PAGESIZE);
+  int64_t pages[2] = {};
+  in >> pages[0] >> pages[1];
+  return pages[n] * sysconf(_SC_PAGESIZE);
 }
+inline int64_t ResidentBytes() { return Statm(1); }
 #endif
 
 // Set by the cross build's emulator (cmake/aarch64-linux-gnu.cmake), a user-mode emulator that runs
@@ -189,12 +186,7 @@ inline void Limit(int resource, int64_t value) {
 }
 
 // Limits the address space to what the process uses now plus `extra` bytes.
-inline void LimitAddressSpace(int64_t extra) {
-  std::ifstream in("/proc/self/statm");
-  int64_t pages = 0;
-  in >> pages;
-  Limit(RLIMIT_AS, pages * sysconf(_SC_PAGESIZE) + extra);
-}
+inline void LimitAddressSpace(int64_t extra) { Limit(RLIMIT_AS, Statm(0) + extra); }
 #endif
 
 }  // namespace xqt::reliability

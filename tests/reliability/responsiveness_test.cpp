@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "reliability/reliability_support.h"
+#include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
 namespace {
@@ -32,9 +33,7 @@ class Responsiveness : public PluginTest {
     dest.Call("FillRect", int64_t{0}, int64_t{0});
     dest.Set("YieldTicks", ticks);
     std::vector<const volatile uint8_t*> alpha;
-    for (int64_t y = 0; y < kHeight; ++y) {
-      alpha.push_back(static_cast<const uint8_t*>(dest.Call<void*>("RawRowPtr", y)) + 3);
-    }
+    for (int64_t y = 0; y < kHeight; ++y) alpha.push_back(Row(dest, y) + 3);
     std::set<int64_t> seen;
     const std::thread::id host = std::this_thread::get_id();
     host_.OnYield([&] {

@@ -24,10 +24,6 @@ FilePtr Open(const std::string& path, const char* mode) {
 
 void PngFail(png_structp png, png_const_charp) { png_longjmp(png, 1); }
 
-size_t RowBytes(const PngFile& p) {
-  return (static_cast<size_t>(p.width) * Channels(p.colorType) * p.bitDepth + 7) / 8;
-}
-
 bool PngWriteAll(png_structp png, png_infop info, FILE* file, const PngFile* p) {
   if (setjmp(png_jmpbuf(png))) return false;
   png_init_io(png, file);
@@ -41,7 +37,7 @@ bool PngWriteAll(png_structp png, png_infop info, FILE* file, const PngFile* p) 
     }
   }
   png_write_info(png, info);
-  const size_t rowBytes = RowBytes(*p);
+  const size_t rowBytes = p->pixels.size() / p->height;
   for (uint32_t y = 0; y < p->height; ++y) {
     png_write_row(png, const_cast<png_bytep>(p->pixels.data() + y * rowBytes));
   }
@@ -70,8 +66,13 @@ struct JpegErrors {
   jmp_buf jump;
 };
 
-void JpegFail(j_common_ptr info) {
-  std::longjmp(reinterpret_cast<JpegErrors*>(info->err)->jump, 1);
+// libjpeg's errors jump back to the caller instead of ending the process.
+template <class Struct>
+void CatchErrors(Struct& info, JpegErrors& errors) {
+  info.err = jpeg_std_error(&errors.manager);
+  errors.manager.error_exit = [](j_common_ptr i) {
+    std::longjmp(reinterpret_cast<JpegErrors*>(i->err)->jump, 1);
+  };
 }
 
 bool JpegWriteAll(jpeg_compress_struct* c, FILE* file, const JpegFile* j, int quality) {
@@ -119,16 +120,10 @@ bool JpegReadAll(jpeg_decompress_struct* d, FILE* file, JpegFile* j) {
 }  // namespace
 
 int Channels(int colorType) {
-  switch (colorType) {
-    case PNG_COLOR_TYPE_GRAY_ALPHA:
-      return 2;
-    case PNG_COLOR_TYPE_RGB:
-      return 3;
-    case PNG_COLOR_TYPE_RGB_ALPHA:
-      return 4;
-    default:
-      return 1;
-  }
+  return colorType == PNG_COLOR_TYPE_GRAY_ALPHA  ? 2
+         : colorType == PNG_COLOR_TYPE_RGB       ? 3
+         : colorType == PNG_COLOR_TYPE_RGB_ALPHA ? 4
+                                                 : 1;
 }
 
 void WritePng(const std::string& path, const PngFile& png) {
@@ -155,8 +150,7 @@ void WriteJpeg(const std::string& path, const JpegFile& jpeg, int quality) {
   FilePtr file = Open(path, "wb");
   jpeg_compress_struct c{};
   JpegErrors errors;
-  c.err = jpeg_std_error(&errors.manager);
-  errors.manager.error_exit = JpegFail;
+  CatchErrors(c, errors);
   const bool ok = JpegWriteAll(&c, file.get(), &jpeg, quality);
   jpeg_destroy_compress(&c);
   if (!ok) throw std::runtime_error("cannot write " + path);
@@ -166,8 +160,7 @@ JpegFile ReadJpeg(const std::string& path) {
   FilePtr file = Open(path, "rb");
   jpeg_decompress_struct d{};
   JpegErrors errors;
-  d.err = jpeg_std_error(&errors.manager);
-  errors.manager.error_exit = JpegFail;
+  CatchErrors(d, errors);
   JpegFile jpeg;
   const bool ok = JpegReadAll(&d, file.get(), &jpeg);
   jpeg_destroy_decompress(&d);
