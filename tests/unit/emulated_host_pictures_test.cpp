@@ -138,22 +138,6 @@ TEST_F(HostPictures, OnlyPlainBitmapsLock) {
   Resolve<unlockPictureDescriptionProc>("unlockPictureDescription")(bitmap.get());
 }
 
-TEST_F(HostPictures, GraphicsDrawScaledAndClipped) {
-  Ref source = host_.NewDesktopPicture(2, 2, false);
-  host_.SetPictureARGB(source, 0, 0, 0xFF0000FF);
-  host_.SetPictureARGB(source, 1, 1, 0xFFFF0000);
-  Ref dest = host_.NewConsolePicture(5, 5);
-  Ref graphics = dest.Get<Ref>("Graphics");
-  graphics.Call("DrawPicture", source, 1.0, 1.0, 4.0, 4.0, 0.0, 0.0, -10000.0, -10000.0);
-  EXPECT_EQ(host_.PictureARGB(dest, 1, 1), 0xFF0000FFu);
-  EXPECT_EQ(host_.PictureARGB(dest, 2, 2), 0xFF0000FFu);
-  EXPECT_EQ(host_.PictureARGB(dest, 4, 4), 0xFFFF0000u);
-  EXPECT_EQ(host_.PictureARGB(dest, 0, 0), 0xFFFFFFFFu);
-  graphics.Call("DrawPicture", source, int64_t{-1}, int64_t{-1}, int64_t{2}, int64_t{2}, int64_t{1},
-                int64_t{1}, int64_t{1}, int64_t{1});
-  EXPECT_EQ(host_.PictureARGB(dest, 0, 0), 0xFFFF0000u);
-}
-
 TEST_F(HostPictures, PluginMadePicturesAndTheirFailures) {
   auto newPicture = Resolve<newPictureProc>("newPicture");
   REALobject made = newPicture(3, 4, 32);

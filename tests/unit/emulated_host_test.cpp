@@ -6,18 +6,15 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "support/environment.h"
 #include "support/host_entry_names.h"
 
 namespace {
 
 using xqt::host::Color;
-using xqt::host::Declaration;
 using xqt::host::Host;
 using xqt::host::HostException;
 using xqt::host::Ref;
@@ -181,27 +178,6 @@ class EmulatedHost : public ::testing::Test {
   bool expectMisuse_ = false;
 };
 
-TEST(EmulatedHostDeclaration, ParsesTheFormsThePluginWritesAndRejectsMalformedText) {
-  Declaration d = Declaration::Parse(
-      "  Combine(Mask as PictureXQT, X As Integer, dest as PictureXQT=nil, s as String = \"a, "
-      "b\" ) as boolean ");
-  EXPECT_EQ(d.name, "Combine");
-  ASSERT_EQ(d.params.size(), 4u);
-  EXPECT_EQ(d.params[1].name, "X");
-  EXPECT_EQ(d.params[1].type, "Integer");
-  EXPECT_EQ(d.params[2].defaultValue, "nil");
-  EXPECT_EQ(d.params[3].defaultValue, "\"a, b\"");
-  EXPECT_EQ(d.returnType, "boolean");
-  d = Declaration::Parse("Channels as String()");
-  EXPECT_TRUE(d.params.empty());
-  EXPECT_EQ(d.returnType, "String()");
-  EXPECT_TRUE(Declaration::Parse("Close").returnType.empty());
-  for (const char* bad : {"", "(x as Integer)", "Open(x as Integer", "Open(x Integer)",
-                          "Open(x as)", "Open() Integer", "Open as", "Op-en"}) {
-    EXPECT_THROW(Declaration::Parse(bad), std::invalid_argument) << bad;
-  }
-}
-
 TEST_F(EmulatedHost, RegistrationPlacesTheDataOnAnAlignedOffsetAndOnlyOneHostLives) {
   EXPECT_EQ(host_.RegisteredPluginVersion(), 3);
   const xqt::host::ClassInfo* info = host_.FindClass("widget");
@@ -326,27 +302,6 @@ TEST_F(EmulatedHost, MemoryBlocksTheirFailuresAndForeignMemory) {
   EXPECT_THROW(over.Set("Size", 4), HostException);
 }
 
-// Conversions the plug-in's reading of strings does not make (its side: HostServices tests).
-TEST_F(EmulatedHost, StringEncodingsRoundTrip) {
-  auto convert = Entry<REALConvertStringProc>("REALConvertString");
-  auto encodingOf = Entry<REALGetStringEncodingProc>("REALGetStringEncoding");
-  auto unlock = Entry<REALUnlockStringProc>("REALUnlockString");
-  // é is U+00E9: 8E in Mac Roman, C3 A9 in UTF-8.
-  REALstring utf8 = host_.NewString("café");
-  REALstring mac = convert(utf8, kREALEncodingMacRoman);
-  REALstring utf32 = convert(mac, kREALEncodingUTF32);
-  REALstring back = convert(utf32, kREALEncodingUTF8);
-  EXPECT_EQ(host_.Utf8(mac), "café");
-  EXPECT_EQ(encodingOf(utf32), kREALEncodingUTF32);
-  EXPECT_EQ(host_.Utf8(back), "café");
-  EXPECT_EQ(convert(utf8, kREALEncodingASCII), nullptr);  // é has no ASCII form
-  // Plain byte strings carry encoding 0 and read as Mac Roman.
-  REALstring plain = Entry<REALBuildStringProc>("REALBuildString")("\x8E", 1);
-  EXPECT_EQ(encodingOf(plain), kREALEncodingMacRoman);
-  EXPECT_EQ(host_.Utf8(plain), "é");
-  for (REALstring s : {utf8, mac, utf32, back, plain}) unlock(s);
-}
-
 int64_t OnChanged(REALobject self, int64_t value) { return Data(self).count + value * 10; }
 
 TEST_F(EmulatedHost, EventsOfTestDefinedSubclasses) {
@@ -379,30 +334,6 @@ TEST_F(EmulatedHost, ResolverAnswersKnownNamesOnlyAndWorkersMustNotCallTheHost) 
   host_.HideEntryPoint("REALYieldToRB");
   EXPECT_EQ(gResolve("REALYieldToRB"), nullptr);
   expectMisuse_ = true;
-}
-
-TEST(EmulatedHostLoading, RefusesWhatIsNotAPluginAndFindsTheDefaultPath) {
-  Host host;
-  EXPECT_THROW(host.Load("/nonexistent/libImages.so"), std::runtime_error);
-  std::string text = ::testing::TempDir() + "/not_a_library.so";
-  std::ofstream(text) << "plain text";
-  EXPECT_THROW(host.Load(text), std::runtime_error);
-  std::remove(text.c_str());
-
-  const char* saved = std::getenv("XQT_PLUGIN");
-  std::string original = saved ? saved : "";
-  SetEnvironment("XQT_PLUGIN", "/some/where/libImages.so");
-  EXPECT_EQ(Host::DefaultPluginPath(), "/some/where/libImages.so");
-  ClearEnvironment("XQT_PLUGIN");
-  std::string path = Host::DefaultPluginPath();  // beside the running program
-#if defined(_WIN32)
-  const std::string name = "\\Images.dll";
-#else
-  const std::string name = "/libImages.so";
-#endif
-  ASSERT_GE(path.size(), name.size());
-  EXPECT_EQ(path.substr(path.size() - name.size()), name);
-  if (saved != nullptr) SetEnvironment("XQT_PLUGIN", original);
 }
 
 }  // namespace
