@@ -1,12 +1,15 @@
-// The emulated host's pictures: pixel layouts, gd images, masks, kinds, drawing and locks.
+// The emulated host's pictures (pixel layouts, gd images, kinds and locks), and the gd image
+// prefix of the host-interface header against the real gd library.
 #if __has_include(<cairo.h>) && __has_include(<gd.h>)
 #include <cairo.h>
 #include <gd.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstring>
 
 #include "host/emulated_host.h"
+#include "plugin/host_interface.h"
 
 namespace {
 
@@ -122,22 +125,6 @@ TEST_F(ConsoleHostPictures, PicturesAreGdImages) {
   unlock(made.get());
 }
 
-// The plug-in locks plain bitmaps natively; a HiDPI picture (its side: PictureReader tests) does
-// not lock.
-TEST_F(HostPictures, OnlyPlainBitmapsLock) {
-  Ref bitmap = host_.NewDesktopPicture(8, 8, true);
-  Ref hidpi = host_.NewPictureOfType(kPictureTypeImage, bitmap);
-  REALpictureDescription description{};
-  EXPECT_EQ(Resolve<REALLockPictureDescriptionProc>("REALLockPictureDescription")(
-                hidpi.get(), &description, pictureCairoContext),
-            0);
-  Resolve<lockPictureDescriptionProc>("lockPictureDescription")(bitmap.get(), &description);
-  ASSERT_NE(description.pictureData, nullptr);
-  EXPECT_EQ(description.pictureType, pictureCairoContext);
-  EXPECT_EQ(description.depth, 32);
-  Resolve<unlockPictureDescriptionProc>("unlockPictureDescription")(bitmap.get());
-}
-
 TEST_F(HostPictures, PluginMadePicturesAndTheirFailures) {
   auto newPicture = Resolve<newPictureProc>("newPicture");
   REALobject made = newPicture(3, 4, 32);
@@ -164,6 +151,37 @@ TEST_F(HostPictures, PluginMadePicturesAndTheirFailures) {
   Ref alpha = host_.New("Picture", 6, 7);
   EXPECT_TRUE(alpha.Get<bool>("HasAlphaChannel"));
   EXPECT_EQ(alpha.Get<int64_t>("Width"), 6);
+}
+
+// A field's name, its offset in our prefix and in gd's own image.
+struct Field {
+  const char* name;
+  size_t ours, gds;
+};
+#define G(field) \
+  Field { #field, offsetof(gdImagePrefix, field), offsetof(gdImage, field) }
+
+TEST(GdLayout, EveryFieldSitsWhereGdPutsIt) {
+  for (const Field& f : {G(pixels), G(sx), G(sy), G(colorsTotal), G(red), G(transparent), G(brush),
+                         G(tileColorMap), G(style), G(thick), G(alpha), G(trueColor), G(tpixels),
+                         G(alphaBlendingFlag), G(saveAlphaFlag)}) {
+    EXPECT_EQ(f.ours, f.gds) << f.name;
+  }
+  EXPECT_LE(sizeof(gdImagePrefix), sizeof(gdImage));
+}
+
+TEST(GdLayout, RealImageReadsThroughThePrefix) {
+  gdImagePtr image = gdImageCreateTrueColor(3, 2);
+  ASSERT_NE(image, nullptr);
+  gdImageAlphaBlending(image, 0);  // store the pixel as given
+  gdImageSetPixel(image, 2, 1, gdTrueColorAlpha(10, 20, 30, 5));
+  auto* prefix = reinterpret_cast<gdImagePrefix*>(image);
+  EXPECT_EQ(prefix->sx, 3);
+  EXPECT_EQ(prefix->sy, 2);
+  EXPECT_NE(prefix->trueColor, 0);
+  EXPECT_EQ(prefix->pixels, nullptr);
+  EXPECT_EQ(prefix->tpixels[1][2], (5 << 24) | (10 << 16) | (20 << 8) | 30);
+  gdImageDestroy(image);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/environment.h"
 #include "support/host_entry_names.h"
 
 namespace {
@@ -39,7 +40,6 @@ struct WidgetData {
 };
 
 REALclassDefinition gWidget{};
-REALevent gWidgetEvents[] = {{"Changed(value as Integer) as Integer", 0, 0, nullptr}};
 
 WidgetData& Data(REALobject self) {
   return *reinterpret_cast<WidgetData*>(reinterpret_cast<char*>(self) + gWidget.forSystemUse);
@@ -82,12 +82,6 @@ REALobject WidgetFailWithResult(REALobject self) {
 }
 int64_t WidgetTakeWidget(REALobject, REALobject) { return 1; }
 int64_t WidgetTakeBlock(REALobject, REALobject) { return 2; }
-int64_t WidgetFire(REALobject self, int64_t value) {
-  REALproc handler =
-      Api<GetEventInstanceProc>("GetEventInstance")(self, gWidgetEvents[0].forSystemUse);
-  if (handler == nullptr) return -1;
-  return reinterpret_cast<int64_t (*)(REALobject, int64_t)>(handler)(self, value);
-}
 int32_t WidgetNarrow(REALobject, int32_t value) { return value + 1; }
 
 template <class F>
@@ -129,7 +123,6 @@ REALmethodDefinition gWidgetMethods[] = {
     Method(Fn(&WidgetFailWithResult), "FailWithResult as Widget"),
     Method(Fn(&WidgetTakeWidget), "Take(w as Widget) as Integer"),
     Method(Fn(&WidgetTakeBlock), "Take(m as MemoryBlock) as Integer"),
-    Method(Fn(&WidgetFire), "Fire(value as Integer) as Integer"),
     Method(Fn(&WidgetNarrow), "Narrow(value as Int32) as Int32"),
 };
 
@@ -145,8 +138,6 @@ void FakePluginMain(REALResolverProc resolver) {
   gWidget.propertyCount = std::size(gWidgetProperties);
   gWidget.methods = gWidgetMethods;
   gWidget.methodCount = std::size(gWidgetMethods);
-  gWidget.events = gWidgetEvents;
-  gWidget.eventCount = std::size(gWidgetEvents);
   Api<RegisterPluginVersionProc>("RegisterPluginVersion")(3);
   Api<PluginRegisterClassProc>("PluginRegisterClass")(&gWidget);
 }
@@ -302,23 +293,6 @@ TEST_F(EmulatedHost, MemoryBlocksTheirFailuresAndForeignMemory) {
   EXPECT_THROW(over.Set("Size", 4), HostException);
 }
 
-int64_t OnChanged(REALobject self, int64_t value) { return Data(self).count + value * 10; }
-
-TEST_F(EmulatedHost, EventsOfTestDefinedSubclasses) {
-  host_.DefineSubclass("Knob", "Widget", {{"changed", reinterpret_cast<void*>(&OnChanged)}});
-  host_.DefineSubclass("FancyKnob", "Knob", {});
-  Ref plain = host_.New("Widget", 1);
-  EXPECT_EQ(plain.Call<int64_t>("Fire", 2), -1);
-  Ref fancy = host_.New("FancyKnob", 3);  // inherits the handler and the plug-in's constructor
-  EXPECT_EQ(fancy.Call<int64_t>("Fire", 2), 23);
-  EXPECT_EQ(plain.Call<int64_t>("Take", fancy), 1);  // a subclass fits its superclass
-  // The host wrote its own opaque index into the entry; any other value finds nothing.
-  auto getEvent = Entry<GetEventInstanceProc>("GetEventInstance");
-  EXPECT_NE(gWidgetEvents[0].forSystemUse, 0);
-  EXPECT_EQ(getEvent(fancy.get(), gWidgetEvents[0].forSystemUse + 1), nullptr);
-  expectMisuse_ = true;
-}
-
 TEST_F(EmulatedHost, ResolverAnswersKnownNamesOnlyAndWorkersMustNotCallTheHost) {
   auto yield = Entry<REALYieldToRBProc>("REALYieldToRB");
   std::thread([yield] { yield(); }).join();
@@ -334,6 +308,24 @@ TEST_F(EmulatedHost, ResolverAnswersKnownNamesOnlyAndWorkersMustNotCallTheHost) 
   host_.HideEntryPoint("REALYieldToRB");
   EXPECT_EQ(gResolve("REALYieldToRB"), nullptr);
   expectMisuse_ = true;
+}
+
+// The plug-in named by XQT_PLUGIN, else the system's file name beside the running program.
+TEST(EmulatedHostLoading, FindsTheDefaultPath) {
+  const char* saved = std::getenv("XQT_PLUGIN");
+  const std::string original = saved ? saved : "";
+  SetEnvironment("XQT_PLUGIN", "/some/where/libImages.so");
+  EXPECT_EQ(Host::DefaultPluginPath(), "/some/where/libImages.so");
+  ClearEnvironment("XQT_PLUGIN");
+  const std::string path = Host::DefaultPluginPath();
+#if defined(_WIN32)
+  const std::string name = "\\Images.dll";
+#else
+  const std::string name = "/libImages.so";
+#endif
+  ASSERT_GE(path.size(), name.size());
+  EXPECT_EQ(path.substr(path.size() - name.size()), name);
+  if (saved != nullptr) SetEnvironment("XQT_PLUGIN", original);
 }
 
 }  // namespace

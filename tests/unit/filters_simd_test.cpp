@@ -49,8 +49,25 @@ std::vector<uint8_t> RandomBytes(size_t count, std::mt19937& random) {
   return bytes;
 }
 
-// Rows are placed at a random offset inside a guarded buffer: nothing outside the row may change.
-constexpr size_t kGuard = 80;
+// Runs `kernel(from, to)` on a row of `bytes` placed at a random offset (every alignment) inside
+// guarded random buffers, and expects each byte `i` of `to` to become `rule(i, from, to)` of the
+// bytes before, and nothing outside the row to change. Every third byte of `to` lies near the
+// byte of `from`, so that thresholds decide often.
+template <class Kernel, class Rule>
+::testing::AssertionResult RowFollows(int64_t bytes, std::mt19937& random, Kernel&& kernel,
+                                      Rule&& rule) {
+  const size_t guard = 80 + random() % 64;
+  std::vector<uint8_t> from = RandomBytes(bytes + 2 * guard, random);
+  std::vector<uint8_t> to = RandomBytes(bytes + 2 * guard, random);
+  for (int64_t i = 0; i < bytes; i += 3) {
+    to[guard + i] = static_cast<uint8_t>(from[guard + i] + random() % 9 - 4);
+  }
+  std::vector<uint8_t> expected = to;
+  for (int64_t i = 0; i < bytes; ++i) expected[guard + i] = rule(i, from[guard + i], to[guard + i]);
+  kernel(from.data() + guard, to.data() + guard);
+  if (to == expected) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "row of " << bytes << " bytes differs";
+}
 
 struct KernelSet {
   const char* name;
@@ -78,20 +95,16 @@ TEST(FilterKernels, ByteMapsEqualTheOneByteRule) {
       for (int tables = 1; tables <= 5; ++tables) {
         BytePattern pattern = RandomPattern(size, tables, random);
         std::vector<uint8_t> block = RandomBytes(5 * 256 + kTableSlack, random);
+        const ByteMapRow row{&pattern, block.data(), tables};
         for (int64_t width : {0, 1, 7, 33, 131}) {
-          int64_t bytes = width * size;
-          size_t guard = kGuard + random() % 64;  // every alignment of the row
-          std::vector<uint8_t> from = RandomBytes(bytes + 2 * guard, random);
-          std::vector<uint8_t> to = RandomBytes(bytes + 2 * guard, random);
-          std::vector<uint8_t> expected = to;
-          for (int64_t i = 0; i < bytes; ++i) {
-            int kind = pattern.classes[i % size];
-            if (kind) expected[guard + i] = block[(kind - 1) * 256 + from[guard + i]];
-          }
-          ByteMapRow row{&pattern, block.data(), tables};
-          set.map(row, from.data() + guard, to.data() + guard, bytes);
-          ASSERT_EQ(to, expected) << set.name << " pixel " << size << " tables " << tables
-                                  << " width " << width;
+          ASSERT_TRUE(RowFollows(
+              width * size, random,
+              [&](const uint8_t* from, uint8_t* to) { set.map(row, from, to, width * size); },
+              [&](int64_t i, uint8_t from, uint8_t to) {
+                const int kind = pattern.classes[i % size];
+                return kind ? block[(kind - 1) * 256 + from] : to;
+              }))
+              << set.name << " pixel " << size << " tables " << tables << " width " << width;
         }
       }
     }
@@ -124,17 +137,13 @@ TEST(FilterKernels, RampsEqualTheirTables) {
       const int64_t size = 1 + random() % kMaxVectorPixel;
       const BytePattern pattern = RandomPattern(size, 1, random);
       const int64_t bytes = static_cast<int64_t>(random() % 150) * size;
-      const size_t guard = kGuard + random() % 64;
-      std::vector<uint8_t> from = RandomBytes(bytes + 2 * guard, random);
-      std::vector<uint8_t> to = RandomBytes(bytes + 2 * guard, random);
-      std::vector<uint8_t> expected = to;
-      for (int64_t i = 0; i < bytes; ++i) {
-        if (pattern.classes[i % size]) expected[guard + i] = table[from[guard + i]];
-      }
       const ByteMapRow row{&pattern, table.data(), 1, &ramp};
-      set.map(row, from.data() + guard, to.data() + guard, bytes);
-      ASSERT_EQ(to, expected) << set.name << " trial " << trial << " base " << ramp.base << " m "
-                              << ramp.step.m;
+      ASSERT_TRUE(RowFollows(
+          bytes, random, [&](const uint8_t* from, uint8_t* to) { set.map(row, from, to, bytes); },
+          [&](int64_t i, uint8_t from, uint8_t to) {
+            return pattern.classes[i % size] ? table[from] : to;
+          }))
+          << set.name << " trial " << trial << " base " << ramp.base << " m " << ramp.step.m;
     }
     // Nearly every stretch is a line; the few that are not keep their table.
     EXPECT_GT(ramps, 200) << set.name;
@@ -165,25 +174,21 @@ TEST(FilterKernels, DitherRowsEqualTheOneByteRule) {
         for (int64_t i = period; i < period + kPatternSlack; ++i) {
           thresholds[i] = thresholds[i % period];
         }
+        DitherRow row{&pattern, levels.data(), thresholds.data(), period};
+        if (count <= 256) {
+          row.outputs = outputs.data();
+          row.top = top;
+        }
         for (int64_t width : {1, 5, 47, 129}) {
-          int64_t bytes = width * size;
-          size_t guard = kGuard + random() % 64;  // every alignment of the row
-          std::vector<uint8_t> from = RandomBytes(bytes + 2 * guard, random);
-          std::vector<uint8_t> to = RandomBytes(bytes + 2 * guard, random);
-          std::vector<uint8_t> expected = to;
-          for (int64_t i = 0; i < bytes; ++i) {
-            if (!pattern.classes[i % size]) continue;
-            int v = from[guard + i];
-            expected[guard + i] = levels[2 * v + (v <= thresholds[i % period] ? 1 : 0)];
-          }
-          DitherRow row{&pattern, levels.data(), thresholds.data(), period};
-          if (count <= 256) {
-            row.outputs = outputs.data();
-            row.top = top;
-          }
-          set.dither(row, from.data() + guard, to.data() + guard, bytes);
-          ASSERT_EQ(to, expected) << set.name << " pixel " << size << " n " << n << " levels "
-                                  << count << " width " << width;
+          ASSERT_TRUE(RowFollows(
+              width * size, random,
+              [&](const uint8_t* from, uint8_t* to) { set.dither(row, from, to, width * size); },
+              [&](int64_t i, uint8_t v, uint8_t to) {
+                if (!pattern.classes[i % size]) return to;
+                return levels[2 * v + (v <= thresholds[i % period] ? 1 : 0)];
+              }))
+              << set.name << " pixel " << size << " n " << n << " levels " << count << " width "
+              << width;
         }
       }
     }
@@ -214,23 +219,16 @@ TEST(FilterKernels, UnsharpRowsEqualTheTable) {
           int64_t size = 1 + random() % kMaxVectorPixel;
           BytePattern pattern = RandomPattern(size, 1, random);
           int64_t bytes = (1 + random() % 200) * size;
-          size_t guard = kGuard + random() % 64;  // every alignment of the row
-          std::vector<uint8_t> other = RandomBytes(bytes + 2 * guard, random);
-          std::vector<uint8_t> self = RandomBytes(bytes + 2 * guard, random);
-          // Near values too, so that the threshold decides often.
-          for (int64_t i = 0; i < bytes; i += 3) {
-            self[guard + i] = static_cast<uint8_t>(other[guard + i] + random() % 9 - 4);
-          }
-          std::vector<uint8_t> expected = self;
-          for (int64_t i = 0; i < bytes; ++i) {
-            if (!pattern.classes[i % size]) continue;
-            expected[guard + i] = table[self[guard + i] * 256 + other[guard + i]];
-          }
           row.pattern = &pattern;
           row.steps = useSteps ? &steps : nullptr;
-          set.unsharp(row, other.data() + guard, self.data() + guard, bytes);
-          ASSERT_EQ(self, expected) << set.name << " amount " << amount << " threshold "
-                                    << threshold << (useSteps ? " in steps" : "");
+          ASSERT_TRUE(RowFollows(
+              bytes, random,
+              [&](const uint8_t* other, uint8_t* self) { set.unsharp(row, other, self, bytes); },
+              [&](int64_t i, uint8_t other, uint8_t self) {
+                return pattern.classes[i % size] ? table[self * 256 + other] : self;
+              }))
+              << set.name << " amount " << amount << " threshold " << threshold
+              << (useSteps ? " in steps" : "");
         }
       }
     }
