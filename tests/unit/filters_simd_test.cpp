@@ -1,7 +1,8 @@
 // The vector kernels of the point filters, the dither and the unsharp combination: each kernel
 // alone against the rule for one byte, then whole filters at every processor level against the
 // plain loops on random images of odd sizes in every format they serve, clips, channel views and
-// images filtered into themselves included. Equal means equal bytes.
+// images filtered into themselves included. Equal means equal bytes. And the processor features
+// that choose the kernels, against the compiler's own check.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -18,6 +19,7 @@
 #include "filters/point_filters.h"
 #include "filters/unsharp.h"
 #include "host/emulated_host.h"
+#include "platform/cpu_features.h"
 #include "support/image_layout.h"
 #include "support/simd_levels.h"
 #include "support/static_plugin.h"
@@ -439,5 +441,25 @@ TEST_F(FilterLevels, SharedAndShiftedStorage) {
       },
       "overlapping rows");
 }
+
+// Our own reading of the processor's features against the compiler's runtime check, where the
+// compiler has one (Linux on x86-64).
+#if defined(__x86_64__) && defined(__linux__)
+TEST(CpuFeatures, AgreeWithTheCompilersRuntimeCheck) {
+  __builtin_cpu_init();
+  const platform::CpuFeatures& f = platform::ProcessorFeatures();
+  EXPECT_EQ(f.fma, __builtin_cpu_supports("fma") != 0);
+  EXPECT_EQ(f.avx2, __builtin_cpu_supports("avx2") != 0);
+  EXPECT_EQ(f.avx512f, __builtin_cpu_supports("avx512f") != 0);
+  EXPECT_EQ(f.avx512vl, __builtin_cpu_supports("avx512vl") != 0);
+  EXPECT_EQ(f.avx512dq, __builtin_cpu_supports("avx512dq") != 0);
+  EXPECT_EQ(f.avx512bw, __builtin_cpu_supports("avx512bw") != 0);
+  EXPECT_EQ(f.avx512vbmi, __builtin_cpu_supports("avx512vbmi") != 0);
+}
+#else
+TEST(CpuFeatures, AgreeWithTheCompilersRuntimeCheck) {
+  GTEST_SKIP() << "the compiler's check exists on Linux x86-64 only";
+}
+#endif
 
 }  // namespace

@@ -1,15 +1,18 @@
 // The filters' tables, the transfer overloads (whose host arrays the typed calls of the emulated
-// host cannot pass), and dither and unsharp on one-colour images worked out by hand, with the
-// plug-in linked in and started by the emulated host.
+// host cannot pass), dither and unsharp on one-colour images worked out by hand, with the plug-in
+// linked in and started by the emulated host; and the box blurs' division.
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <limits>
+#include <random>
 #include <string>
 #include <vector>
 
+#include "filters/area_filters.h"
 #include "filters/dither.h"
 #include "filters/filter_frame.h"
 #include "filters/point_filters.h"
@@ -359,6 +362,27 @@ TEST_F(FilterUnits, UnsharpOfOneColourByHand) {
   EXPECT_TRUE(UnsharpFilter(bright.get(), lower.get(), 0.5, 0));
   EXPECT_EQ(At(dark, 0, 0, 0), 0);
   EXPECT_EQ(At(bright, 0, 0, 0), 255);
+}
+
+// The multiply-and-correct division the box blurs use, against the processor's division.
+TEST(AreaDivider, MatchesDivisionEverywhere) {
+  std::mt19937_64 random(1);
+  const uint64_t divisors[] = {
+      1, 2, 3, 7, 9, 255, 49729, 3ull * 3 * 65536 * 65536, ~uint64_t{0}, (uint64_t{1} << 63) + 1};
+  for (uint64_t d : divisors) {
+    const Divider divide(d);
+    const uint64_t edges[] = {0, 1, d - 1, d, d + 1, ~uint64_t{0}, ~uint64_t{0} - 1};
+    for (uint64_t n : edges) ASSERT_EQ(divide(n), n / d) << n << " / " << d;
+    for (int i = 0; i < 20000; ++i) {
+      const uint64_t n = random() >> (random() % 64);
+      ASSERT_EQ(divide(n), n / d) << n << " / " << d;
+    }
+  }
+  for (int i = 0; i < 20000; ++i) {
+    const uint64_t d = (random() >> (random() % 64)) | 1;
+    const uint64_t n = random();
+    ASSERT_EQ(Divider(d)(n), n / d) << n << " / " << d;
+  }
 }
 
 }  // namespace

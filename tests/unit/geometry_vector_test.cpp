@@ -1,15 +1,18 @@
 // The vector kernels of the turns against the plain per-pixel paths, bit for bit: the band kernel
 // alone on rows off their alignment, then whole turns at each vector level on random images of odd
-// sizes in every format they serve, clips and mirrored views included; and the debug labels.
+// sizes in every format they serve, clips and mirrored views included; the debug labels; and the
+// box of a rotated image.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <limits>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "geometry/rotate.h"
 #include "geometry/turn_kernels.h"
 #include "host/emulated_host.h"
 #include "support/image_layout.h"
@@ -182,6 +185,27 @@ TEST_F(TurnsUnit, LabelsAndRefusals) {
   EXPECT_TRUE(log.Logged("Destination lacks the source's channels."));
   EXPECT_FALSE(NewImage(2, 2, kGray16).Call<Ref>("Rotate90", nullptr));
   EXPECT_TRUE(log.Logged("BitsPerComponent > 8 not supported."));
+}
+
+// The rotation box for angles whose sine and cosine round.
+TEST(AreaRotation, BoxOfTheTurnedImage) {
+  RotationGeometry g;
+  ASSERT_TRUE(RotationFor(90, 6000, 4000, g));
+  EXPECT_EQ(g.width, 4000);
+  EXPECT_EQ(g.height, 6000);
+  EXPECT_EQ(g.cosine, 0);
+  ASSERT_TRUE(RotationFor(-720, 5, 3, g));
+  EXPECT_EQ(g.width, 5);
+  EXPECT_EQ(g.height, 3);
+  // 30 degrees: 6000 cos 30 + 4000 sin 30 = 7196.15, 6000 sin 30 + 4000 cos 30 = 6464.10.
+  ASSERT_TRUE(RotationFor(30, 6000, 4000, g));
+  EXPECT_EQ(g.width, 7197);
+  EXPECT_EQ(g.height, 6465);
+  // 60 degrees of a square of 2: 2 (cos 60 + sin 60) = 2.732 -> 3.
+  ASSERT_TRUE(RotationFor(60, 2, 2, g));
+  EXPECT_EQ(g.width, 3);
+  EXPECT_FALSE(RotationFor(std::numeric_limits<double>::infinity(), 2, 2, g));
+  EXPECT_FALSE(RotationFor(45, int64_t{1} << 40, 2, g));
 }
 
 }  // namespace
