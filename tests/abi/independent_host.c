@@ -30,7 +30,6 @@ typedef struct hclass* REALclassRef;
 #define F4(M, T, x, ...) F1(M, T, x) F3(M, T, __VA_ARGS__)
 #define F5(M, T, x, ...) F1(M, T, x) F4(M, T, __VA_ARGS__)
 #define F6(M, T, x, ...) F1(M, T, x) F5(M, T, __VA_ARGS__)
-#define F7(M, T, x, ...) F1(M, T, x) F6(M, T, __VA_ARGS__)
 #define F8(M, T, a, b, c, d, ...) F4(M, T, a, b, c, d) F4(M, T, __VA_ARGS__)
 #define F12(M, T, a, b, c, d, ...) F4(M, T, a, b, c, d) F8(M, T, __VA_ARGS__)
 #define F16(M, T, a, b, c, d, ...) F4(M, T, a, b, c, d) F12(M, T, __VA_ARGS__)

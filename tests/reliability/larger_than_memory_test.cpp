@@ -51,9 +51,6 @@ int LargeImageInChild(const std::string& folder, int64_t width, int64_t height) 
     Ref item = host.NewFolderItem(folder + "/large");
     Ref big = host.New("PictureXQT", width, height, kRGBA, int64_t{0}, item);
     if (!big.Get<bool>("Valid") || !big.Get<bool>("IsMapping")) return 2;
-    std::fprintf(stderr, "mapped image %lld MiB, band %lld MiB\n",
-                 static_cast<long long>(big.Get<int64_t>("TotalSize") >> 20),
-                 static_cast<long long>(big.Get<int64_t>("MappingBlockSize") >> 20));
     const int64_t hw = width / 2, hh = height / 2;
     for (int q = 0; q < 4; ++q) {
       const int64_t c = kColours[q];

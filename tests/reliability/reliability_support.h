@@ -96,12 +96,9 @@ inline bool UnderAddressSanitizer() {
 #elif defined(__has_feature)
 #if __has_feature(address_sanitizer)
   return true;
-#else
-  return false;
 #endif
-#else
-  return false;
 #endif
+  return false;
 }
 
 inline std::string Lower(std::string s) {
