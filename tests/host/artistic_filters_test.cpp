@@ -167,14 +167,6 @@ TEST_F(ArtisticFilters, Refusals) {
   EXPECT_FALSE(source.Call<Ref>("OilFilter", nullptr, int64_t{1}, int64_t{257}));
   EXPECT_FALSE(source.Call<Ref>("DiffuseFilter", nullptr, int64_t{-1}));
   EXPECT_FALSE(source.Call<Ref>("DiffuseFilter", nullptr, int64_t{256}));
-  Ref small = NewImage(5, 3, kRGB);
-  EXPECT_FALSE(source.Call<Ref>("NeonFilter", small));
-  Ref gray = NewImage(5, 4, kG);
-  EXPECT_FALSE(source.Call<Ref>("StampFilter", gray, int64_t{10}));
-  EXPECT_FALSE(NewImage(5, 4, kGray16).Call<Ref>("EngraveFilter", nullptr));
-  Ref closed = NewImage(5, 4, kRGB);
-  closed.Call<void>("Close");
-  EXPECT_FALSE(closed.Call<Ref>("NeonFilter", nullptr));
 }
 
 }  // namespace

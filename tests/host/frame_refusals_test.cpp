@@ -1,0 +1,96 @@
+// The refusals every operation of the filter frame shares, through the host: a closed, empty or
+// 16-bit gray source, and a given destination that is closed, a column or a row short, or of
+// another family. Each gives nil and leaves the destination's bytes alone.
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "support/format_codes.h"
+#include "support/image_bytes.h"
+#include "support/plugin_fixture.h"
+
+namespace {
+
+using xqt::host::Host;
+using xqt::host::Ref;
+
+struct Operation {
+  const char* name;
+  bool turns;      // the result is the source's size turned a quarter
+  bool takesDest;  // false: the operation always makes its result
+  std::function<Ref(Host&, const Ref& source, const Ref& dest)> call;  // dest may be nil
+};
+
+template <class... Args>
+Operation Member(const char* name, bool turns, Args... args) {
+  return {name, turns, true, [name, args...](Host&, const Ref& source, const Ref& dest) {
+            return source.Call<Ref>(name, dest, args...);
+          }};
+}
+
+const Operation kOperations[] = {
+    Member("GammaFilter", false, 2.0),
+    Member("GainFilter", false, 0.5, 0.5),
+    Member("SolarizeFilter", false),
+    Member("DitherFilter", false, int64_t{1}, int64_t{2}),
+    Member("BoxBlurFilter", false, int64_t{1}),
+    Member("BoxBlurFractionalFilter", false, 1.5),
+    {"ApplyMatrix", false, true,
+     [](Host& host, const Ref& source, const Ref& dest) {
+       return source.Call<Ref>("ApplyMatrix", dest,
+                               host.NewIntegerArray({1, 1, 1, 1, 1, 1, 1, 1, 1}), int64_t{1},
+                               int64_t{0});
+     }},
+    Member("OilFilter", false, int64_t{2}, int64_t{8}),
+    Member("DiffuseFilter", false, int64_t{3}),
+    Member("EngraveFilter", false),
+    Member("NeonFilter", false),
+    Member("StampFilter", false, int64_t{10}),
+    Member("Rotate90", true),
+    Member("Rotate270", true),
+    Member("Rotate90slow", true),
+    Member("Rotate270slow", true),
+    Member("Rotate180", false),
+    {"Rotate", false, false,
+     [](Host&, const Ref& source, const Ref&) {
+       return source.Call<Ref>("Rotate", 30.0, int64_t{10}, int64_t{20}, int64_t{30}, int64_t{40},
+                               int64_t{50}, int64_t{60}, int64_t{70}, int64_t{80}, int64_t{90});
+     }},
+};
+
+class FrameRefusals : public PluginTest {};
+
+TEST_F(FrameRefusals, EveryOperationRefusesTheSameSourcesAndDestinations) {
+  const int64_t w = 6, h = 4;
+  for (const Operation& op : kOperations) {
+    SCOPED_TRACE(op.name);
+    const int64_t dw = op.turns ? h : w, dh = op.turns ? w : h;
+    Ref source = NewImage(w, h, kRGBA);
+    Randomise(source, 1);
+    ASSERT_TRUE(op.call(host_, source, Ref()));  // the arguments themselves are fine
+    Ref closed = NewImage(w, h, kRGBA);
+    closed.Call("Close");  // no row accessor any more
+    EXPECT_FALSE(op.call(host_, closed, Ref()));
+    EXPECT_FALSE(op.call(host_, NewImage(0, h, kRGBA), Ref()));
+    Ref wide = NewImage(w, h, kGray16);
+    Randomise(wide, 2);
+    const Bytes wideBefore = PixelBytes(wide);
+    EXPECT_FALSE(op.call(host_, wide, Ref()));
+    EXPECT_EQ(PixelBytes(wide), wideBefore);
+    if (!op.takesDest) continue;
+
+    EXPECT_TRUE(op.call(host_, source, NewImage(dw, dh, kBGRA)));  // another byte order is fine
+    EXPECT_TRUE(op.call(host_, source, NewImage(dw + 3, dh + 5, kRGBA)));  // so is a larger one
+    EXPECT_FALSE(op.call(host_, source, closed));
+    EXPECT_FALSE(op.call(host_, source, NewImage(0, dh, kRGBA)));
+    for (Ref dest : {NewImage(dw - 1, dh, kRGBA), NewImage(dw, dh - 1, kRGBA),
+                     NewImage(dw, dh, kGA), NewImage(dw, dh, kCMYKA)}) {
+      Randomise(dest, 3);
+      const Bytes before = PixelBytes(dest);
+      EXPECT_FALSE(op.call(host_, source, dest));
+      EXPECT_EQ(PixelBytes(dest), before);
+    }
+  }
+}
+
+}  // namespace
