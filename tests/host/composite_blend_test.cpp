@@ -30,17 +30,16 @@ uint8_t OneGray(const Layout& l, const uint8_t* pixel) {
   return Gray(pixel[l.red], pixel[l.green], pixel[l.blue]);
 }
 
-// The result's rows after a blend without a mask over the (in-bounds) rectangle: the source's
+// The result's bytes after a blend without a mask over the (in-bounds) rectangle: the source's
 // colour, read as above.
-Rows ReferenceCopy(const Ref& source, const Ref& result, int64_t x0, int64_t y0, int64_t width,
-                   int64_t height) {
-  const Layout s = LayoutOf(source), r = LayoutOf(result);
-  const Rows sourceRows = Snapshot(source);
-  Rows out = Snapshot(result);
+Bytes ReferenceCopy(const Ref& source, const Ref& result, int64_t x0, int64_t y0, int64_t width,
+                    int64_t height) {
+  ImageSnapshot from(source), out(result);
+  const Layout &s = from.layout, &r = out.layout;
   for (int64_t y = y0; y < y0 + height; ++y) {
     for (int64_t x = x0; x < x0 + width; ++x) {
-      const uint8_t* sp = sourceRows[y].data() + x * s.pixelSize;
-      uint8_t* rp = out[y].data() + x * r.pixelSize;
+      const uint8_t* sp = from.Pixel(x, y);
+      uint8_t* rp = out.Pixel(x, y);
       if (r.rgb) {
         rp[r.red] = Channel(s, sp, 0);
         rp[r.green] = Channel(s, sp, 1);
@@ -50,7 +49,7 @@ Rows ReferenceCopy(const Ref& source, const Ref& result, int64_t x0, int64_t y0,
       }
     }
   }
-  return out;
+  return out.data;
 }
 
 std::vector<Participant> GrayKinds() {
@@ -137,11 +136,11 @@ TEST_F(Blend, EveryFamilyCombinationAtTheMaskEnds) {
     const Ref* destArg = destImage ? &destImage : nullptr;
 
     Ref plain = fresh(), taken = fresh();
-    Rows expected = ReferenceCopy(source, plain, x, y, w, h);
-    Rows sourceBefore = Snapshot(source);
+    const Bytes expected = ReferenceCopy(source, plain, x, y, w, h);
+    const ImageSnapshot sourceBefore(source);
     EXPECT_TRUE(Call(source, destArg, nullptr, plain, colour, x, y, w, h));
-    ASSERT_EQ(Snapshot(plain), expected);
-    ASSERT_EQ(Snapshot(source), sourceBefore);
+    ASSERT_EQ(ImageSnapshot(plain).data, expected);
+    ASSERT_EQ(ImageSnapshot(source).data, sourceBefore.data);
     EXPECT_TRUE(Call(other, nullptr, nullptr, taken, colour, x, y, w, h));
     for (uint8_t level : {0, 255}) {
       for (int64_t row = 0; row < height + 1; ++row) {
@@ -149,7 +148,8 @@ TEST_F(Blend, EveryFamilyCombinationAtTheMaskEnds) {
       }
       Ref masked = fresh();
       EXPECT_TRUE(Call(source, destArg, &mask, masked, colour, x, y, w, h));
-      ASSERT_EQ(Snapshot(masked), Snapshot(level ? taken : plain)) << int(level);
+      ASSERT_EQ(ImageSnapshot(masked).data, ImageSnapshot(level ? taken : plain).data)
+          << int(level);
     }
   }
 }
@@ -203,7 +203,7 @@ TEST_F(Blend, WithoutAMaskDestinationAndBackgroundPlayNoPart) {
   Ref withDest = Filled(5, 3, kBGR, 1), plain = Filled(5, 3, kBGR, 1);
   EXPECT_TRUE(CallWhole(source, &dest, nullptr, withDest, 0xFF00FF));
   EXPECT_TRUE(CallWhole(source, nullptr, nullptr, plain, 0x00FF00));
-  EXPECT_EQ(Snapshot(withDest), Snapshot(plain));
+  EXPECT_EQ(ImageSnapshot(withDest).data, ImageSnapshot(plain).data);
   // Alpha is neither read nor written: the source's alpha bytes did not reach the result, whose
   // padding-free BGR pixels hold the source's colour.
   EXPECT_EQ(At(plain, 4, 2, 2), At(source, 4, 2, 1));
