@@ -1,8 +1,10 @@
-// The refusals every operation of the filter frame shares, through the host: a closed, empty or
+// The rules every operation of the filter frame shares, through the host: a closed, empty or
 // 16-bit gray source, and a given destination that is closed, a column or a row short, or of
-// another family. Each gives nil and leaves the destination's bytes alone.
+// another family, each give nil and leave the destination's bytes alone; the source as its own
+// destination gives what a new one gets, or is refused.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <functional>
 
 #include "support/format_codes.h"
@@ -18,40 +20,41 @@ struct Operation {
   const char* name;
   bool turns;      // the result is the source's size turned a quarter
   bool takesDest;  // false: the operation always makes its result
+  bool inPlace;    // the source as its own destination: the same bytes as a new one, or refused
   std::function<Ref(Host&, const Ref& source, const Ref& dest)> call;  // dest may be nil
 };
 
 template <class... Args>
-Operation Member(const char* name, bool turns, Args... args) {
-  return {name, turns, true, [name, args...](Host&, const Ref& source, const Ref& dest) {
+Operation Member(const char* name, bool turns, bool inPlace, Args... args) {
+  return {name, turns, true, inPlace, [name, args...](Host&, const Ref& source, const Ref& dest) {
             return source.Call<Ref>(name, dest, args...);
           }};
 }
 
 const Operation kOperations[] = {
-    Member("GammaFilter", false, 2.0),
-    Member("GainFilter", false, 0.5, 0.5),
-    Member("SolarizeFilter", false),
-    Member("DitherFilter", false, int64_t{1}, int64_t{2}),
-    Member("BoxBlurFilter", false, int64_t{1}),
-    Member("BoxBlurFractionalFilter", false, 1.5),
-    {"ApplyMatrix", false, true,
+    Member("GammaFilter", false, true, 2.0),
+    Member("GainFilter", false, true, 0.5, 0.5),
+    Member("SolarizeFilter", false, true),
+    Member("DitherFilter", false, true, int64_t{1}, int64_t{2}),
+    Member("BoxBlurFilter", false, false, int64_t{1}),  // its running sums read rows it wrote
+    Member("BoxBlurFractionalFilter", false, false, 1.5),
+    {"ApplyMatrix", false, true, true,
      [](Host& host, const Ref& source, const Ref& dest) {
        return source.Call<Ref>("ApplyMatrix", dest,
-                               host.NewIntegerArray({1, 1, 1, 1, 1, 1, 1, 1, 1}), int64_t{1},
-                               int64_t{0});
+                               host.NewIntegerArray({-1, -1, -1, -1, 8, -1, -1, -1, -1}),
+                               int64_t{1}, int64_t{0});
      }},
-    Member("OilFilter", false, int64_t{2}, int64_t{8}),
-    Member("DiffuseFilter", false, int64_t{3}),
-    Member("EngraveFilter", false),
-    Member("NeonFilter", false),
-    Member("StampFilter", false, int64_t{10}),
-    Member("Rotate90", true),
-    Member("Rotate270", true),
-    Member("Rotate90slow", true),
-    Member("Rotate270slow", true),
-    Member("Rotate180", false),
-    {"Rotate", false, false,
+    Member("OilFilter", false, true, int64_t{2}, int64_t{8}),
+    Member("DiffuseFilter", false, true, int64_t{3}),
+    Member("EngraveFilter", false, true),
+    Member("NeonFilter", false, true),
+    Member("StampFilter", false, true, int64_t{10}),
+    Member("Rotate90", true, false),
+    Member("Rotate270", true, false),
+    Member("Rotate90slow", true, false),
+    Member("Rotate270slow", true, false),
+    Member("Rotate180", false, false),
+    {"Rotate", false, false, false,
      [](Host&, const Ref& source, const Ref&) {
        return source.Call<Ref>("Rotate", 30.0, int64_t{10}, int64_t{20}, int64_t{30}, int64_t{40},
                                int64_t{50}, int64_t{60}, int64_t{70}, int64_t{80}, int64_t{90});
@@ -89,6 +92,31 @@ TEST_F(FrameRefusals, EveryOperationRefusesTheSameSourcesAndDestinations) {
       const Bytes before = PixelBytes(dest);
       EXPECT_FALSE(op.call(host_, source, dest));
       EXPECT_EQ(PixelBytes(dest), before);
+    }
+  }
+}
+
+// Filters that may write into their source read only its original pixels: in place equals into
+// a copy. The others refuse. The seed is set for the diffusion, whose offsets are random.
+TEST_F(FrameRefusals, InPlaceEqualsANewDestinationOrIsRefused) {
+  for (const Operation& op : kOperations) {
+    for (int64_t format : {kRGBA, kCMYKA}) {
+      SCOPED_TRACE(testing::Message() << op.name << " " << format);
+      if (!op.takesDest) continue;
+      Ref source = NewImage(9, 6, format);
+      Randomise(source, 4);
+      const Bytes before = PixelBytes(source);
+      if (!op.inPlace) {
+        EXPECT_FALSE(op.call(host_, source, source));
+        EXPECT_EQ(PixelBytes(source), before);
+        continue;
+      }
+      Ref apart = source.Call<Ref>("Clone");  // a destination of the same bytes
+      std::srand(7);
+      ASSERT_TRUE(op.call(host_, source, apart));
+      std::srand(7);
+      EXPECT_EQ(op.call(host_, source, source).get(), source.get());
+      EXPECT_EQ(PixelBytes(source), PixelBytes(apart));
     }
   }
 }
