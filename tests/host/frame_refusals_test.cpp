@@ -1,7 +1,7 @@
-// The rules every operation of the filter frame shares, through the host: a closed, empty or
-// 16-bit gray source, and a given destination that is closed, a column or a row short, or of
-// another family, each give nil and leave the destination's bytes alone; the source as its own
-// destination gives what a new one gets, or is refused.
+// The rules every operation of the filter frame shares, through the host: a nil destination
+// gives a new image like the source and a given one is returned; a closed, empty or 16-bit gray
+// source, or a given destination that is closed, short or of another family, gives nil and leaves
+// the destination alone; the source as its own destination gets what a copy gets, or is refused.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -70,7 +70,10 @@ TEST_F(FrameRefusals, EveryOperationRefusesTheSameSourcesAndDestinations) {
     const int64_t dw = op.turns ? h : w, dh = op.turns ? w : h;
     Ref source = NewImage(w, h, kRGBA);
     Randomise(source, 1);
-    ASSERT_TRUE(op.call(host_, source, Ref()));  // the arguments themselves are fine
+    Ref made = op.call(host_, source, Ref());  // a new image of the source's format
+    ASSERT_TRUE(made);
+    EXPECT_NE(made.get(), source.get());
+    EXPECT_EQ(made.Get<int64_t>("ImageFormat"), kRGBA);
     Ref closed = NewImage(w, h, kRGBA);
     closed.Call("Close");  // no row accessor any more
     EXPECT_FALSE(op.call(host_, closed, Ref()));
@@ -82,7 +85,10 @@ TEST_F(FrameRefusals, EveryOperationRefusesTheSameSourcesAndDestinations) {
     EXPECT_EQ(PixelBytes(wide), wideBefore);
     if (!op.takesDest) continue;
 
-    EXPECT_TRUE(op.call(host_, source, NewImage(dw, dh, kBGRA)));  // another byte order is fine
+    EXPECT_EQ(made.Get<int64_t>("Width"), dw);
+    EXPECT_EQ(made.Get<int64_t>("Height"), dh);
+    Ref given = NewImage(dw, dh, kBGRA);  // another byte order is fine, and is returned
+    EXPECT_EQ(op.call(host_, source, given).get(), given.get());
     EXPECT_TRUE(op.call(host_, source, NewImage(dw + 3, dh + 5, kRGBA)));  // so is a larger one
     EXPECT_FALSE(op.call(host_, source, closed));
     EXPECT_FALSE(op.call(host_, source, NewImage(0, dh, kRGBA)));
