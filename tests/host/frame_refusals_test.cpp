@@ -106,7 +106,7 @@ TEST_F(FrameRefusals, EveryOperationRefusesTheSameSourcesAndDestinations) {
 // a copy. The others refuse. The seed is set for the diffusion, whose offsets are random.
 TEST_F(FrameRefusals, InPlaceEqualsANewDestinationOrIsRefused) {
   for (const Operation& op : kOperations) {
-    for (int64_t format : {kRGBA, kCMYKA}) {
+    for (int64_t format : {kRGBA, kCMYK, kCMYKA}) {
       SCOPED_TRACE(testing::Message() << op.name << " " << format);
       if (!op.takesDest) continue;
       Ref source = NewImage(9, 6, format);
