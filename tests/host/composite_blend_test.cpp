@@ -79,10 +79,6 @@ class Blend : public PluginTest {
                                   dest ? dest->get() : nullptr, mask ? mask->get() : nullptr,
                                   result, Color{colour}, int64_t{rectangle}...);
   }
-  bool CallWhole(const Ref& source, const Ref* dest, const Ref* mask, const Ref& result,
-                 uint32_t colour) {
-    return Call(source, dest, mask, result, colour);
-  }
   Ref Filled(int64_t width, int64_t height, int64_t format, uint8_t value) {
     Ref image = NewImage(width, height, format);
     Layout l = LayoutOf(image);
@@ -161,19 +157,19 @@ TEST_F(Blend, MaskEndsAndMiddle) {
   // Mask 0 keeps the source, mask 255 takes the background or the destination image.
   Ref zero = Filled(3, 2, kG, 0), full = Filled(3, 2, kG, 255), half = Filled(3, 2, kG, 128);
   Ref result = Filled(3, 2, kRGB, 7);
-  EXPECT_TRUE(CallWhole(black, nullptr, &zero, result, kWhite));
+  EXPECT_TRUE(Call(black, nullptr, &zero, result, kWhite));
   EXPECT_EQ(At(result, 2, 1, 0), 0);
-  EXPECT_TRUE(CallWhole(black, nullptr, &full, result, 0x102030));
+  EXPECT_TRUE(Call(black, nullptr, &full, result, 0x102030));
   EXPECT_EQ(At(result, 2, 1, 0), 0x10);
   EXPECT_EQ(At(result, 2, 1, 1), 0x20);
   EXPECT_EQ(At(result, 2, 1, 2), 0x30);
-  EXPECT_TRUE(CallWhole(black, &picture, &full, result, kWhite));
+  EXPECT_TRUE(Call(black, &picture, &full, result, kWhite));
   EXPECT_EQ(At(result, 0, 0, 1), 200);
   // Mask 128 over white with source 0: (127 x 0 + 255 x 128) / 255 = 128.
-  EXPECT_TRUE(CallWhole(black, nullptr, &half, result, kWhite));
+  EXPECT_TRUE(Call(black, nullptr, &half, result, kWhite));
   EXPECT_EQ(At(result, 1, 1, 2), 128);
   // Mask 128 between 0 and 200: (200 x 128 + 127 x 0) / 255 = 100.39, truncated.
-  EXPECT_TRUE(CallWhole(black, &picture, &half, result, kWhite));
+  EXPECT_TRUE(Call(black, &picture, &half, result, kWhite));
   EXPECT_EQ(At(result, 1, 0, 0), 100);
 }
 
@@ -182,15 +178,15 @@ TEST_F(Blend, GrayResultsUseTheWeights) {
   const uint8_t pixel[4] = {0, 0, 255, 9};  // blue, green, red, alpha
   std::memcpy(Row(red, 0), pixel, 4);
   Ref result = Filled(1, 1, kG, 0);
-  EXPECT_TRUE(CallWhole(red, nullptr, nullptr, result, 0));
+  EXPECT_TRUE(Call(red, nullptr, nullptr, result, 0));
   EXPECT_EQ(At(result, 0, 0, 0), 76);
   // The background becomes gray by the same weights: pure green gives 150.
   Ref full = Filled(1, 1, kG, 255);
-  EXPECT_TRUE(CallWhole(red, nullptr, &full, result, 0x00FF00));
+  EXPECT_TRUE(Call(red, nullptr, &full, result, 0x00FF00));
   EXPECT_EQ(At(result, 0, 0, 0), 150);
   // A 16-bit gray result takes the value as one byte at its gray offset.
   Ref wide = Filled(1, 1, kGray16, 0x33);
-  EXPECT_TRUE(CallWhole(red, nullptr, nullptr, wide, 0));
+  EXPECT_TRUE(Call(red, nullptr, nullptr, wide, 0));
   EXPECT_EQ(At(wide, 0, 0, 0), 76);
   EXPECT_EQ(At(wide, 0, 0, 1), 0x33);
 }
@@ -201,8 +197,8 @@ TEST_F(Blend, WithoutAMaskDestinationAndBackgroundPlayNoPart) {
   RandomizeWholeRows(source, rng());
   RandomizeWholeRows(dest, rng());
   Ref withDest = Filled(5, 3, kBGR, 1), plain = Filled(5, 3, kBGR, 1);
-  EXPECT_TRUE(CallWhole(source, &dest, nullptr, withDest, 0xFF00FF));
-  EXPECT_TRUE(CallWhole(source, nullptr, nullptr, plain, 0x00FF00));
+  EXPECT_TRUE(Call(source, &dest, nullptr, withDest, 0xFF00FF));
+  EXPECT_TRUE(Call(source, nullptr, nullptr, plain, 0x00FF00));
   EXPECT_EQ(ImageSnapshot(withDest).data, ImageSnapshot(plain).data);
   // Alpha is neither read nor written: the source's alpha bytes did not reach the result, whose
   // padding-free BGR pixels hold the source's colour.
@@ -233,13 +229,13 @@ TEST_F(Blend, RectangleAndSizes) {
   EXPECT_FALSE(Call(source, nullptr, nullptr, narrow, 0, 0, 0, 2, 2));
   EXPECT_EQ(At(narrow, 0, 0, 0), 0);
   Ref smallMask = Filled(6, 3, kG, 0), smallDest = Filled(5, 4, kG, 0);
-  EXPECT_FALSE(CallWhole(source, nullptr, &smallMask, result, 0));
-  EXPECT_FALSE(CallWhole(source, &smallDest, &smallMask, result, 0));
+  EXPECT_FALSE(Call(source, nullptr, &smallMask, result, 0));
+  EXPECT_FALSE(Call(source, &smallDest, &smallMask, result, 0));
   // CMYK anywhere, and nil where an image is required.
   Ref cmyk = Filled(6, 4, kCMYK, 0);
-  EXPECT_FALSE(CallWhole(cmyk, nullptr, nullptr, result, 0));
-  EXPECT_FALSE(CallWhole(source, nullptr, nullptr, cmyk, 0));
-  EXPECT_FALSE(CallWhole(source, nullptr, &cmyk, result, 0));
+  EXPECT_FALSE(Call(cmyk, nullptr, nullptr, result, 0));
+  EXPECT_FALSE(Call(source, nullptr, nullptr, cmyk, 0));
+  EXPECT_FALSE(Call(source, nullptr, &cmyk, result, 0));
   EXPECT_FALSE(host_.CallShared<bool>("PictureXQT", "BlendPicturesWithMaskWithBackground", nullptr,
                                       nullptr, nullptr, result, Color{0}));
   EXPECT_FALSE(host_.CallShared<bool>("PictureXQT", "BlendPicturesWithMaskWithBackground", source,
