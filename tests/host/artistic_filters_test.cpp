@@ -99,19 +99,15 @@ TEST_F(ArtisticFilters, EveryFamilyFiltersLikeGray) {
     std::function<Ref(const Ref&)> run;
     bool perChannel, movesPixels;
   };
+  auto member = [](const char* name, auto... args) {
+    return [=](const Ref& i) { return i.Call<Ref>(name, nullptr, args...); };
+  };
   const Filter filters[] = {
-      {"NeonFilter", [](const Ref& i) { return i.Call<Ref>("NeonFilter", nullptr); }, true, false},
-      {"EngraveFilter", [](const Ref& i) { return i.Call<Ref>("EngraveFilter", nullptr); }, false,
-       false},
-      {"StampFilter",
-       [](const Ref& i) { return i.Call<Ref>("StampFilter", nullptr, int64_t{100}); }, false,
-       false},
-      {"OilFilter 2 4",
-       [](const Ref& i) { return i.Call<Ref>("OilFilter", nullptr, int64_t{2}, int64_t{4}); }, true,
-       false},
-      {"OilFilter 9 256",
-       [](const Ref& i) { return i.Call<Ref>("OilFilter", nullptr, int64_t{9}, int64_t{256}); },
-       true, false},
+      {"NeonFilter", member("NeonFilter"), true, false},
+      {"EngraveFilter", member("EngraveFilter"), false, false},
+      {"StampFilter", member("StampFilter", int64_t{100}), false, false},
+      {"OilFilter 2 4", member("OilFilter", int64_t{2}, int64_t{4}), true, false},
+      {"OilFilter 9 256", member("OilFilter", int64_t{9}, int64_t{256}), true, false},
       // Diffuse draws dx then dy from rand(), which the plug-in shares with this process.
       {"DiffuseFilter",
        [](const Ref& i) {
