@@ -1,6 +1,6 @@
-// Point filters, ordered dither and unsharp combination through the host: the frame's nil and
-// refused arguments, which channels each overload writes in every format, and cases worked out
-// by hand. The tables and the vector rows are pinned by the unit tests.
+// Point filters, ordered dither and unsharp combination through the host: which channels each
+// overload writes in every format, and cases worked out by hand. The rules of the frame are in
+// frame_refusals_test.cpp; the tables and the vector rows are pinned by the unit tests.
 #include <gtest/gtest.h>
 
 #include <cstring>
