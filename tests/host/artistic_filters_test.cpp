@@ -1,5 +1,5 @@
 // Oil, diffuse, engrave, neon and stamp through the host and the real plug-in: small cases
-// worked by hand, every family against the gray result, in place, and refusals.
+// worked by hand, every family against the gray result, and refusals.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -99,19 +99,15 @@ TEST_F(ArtisticFilters, EveryFamilyFiltersLikeGray) {
     std::function<Ref(const Ref&)> run;
     bool perChannel, movesPixels;
   };
+  auto member = [](const char* name, auto... args) {
+    return [=](const Ref& i) { return i.Call<Ref>(name, nullptr, args...); };
+  };
   const Filter filters[] = {
-      {"NeonFilter", [](const Ref& i) { return i.Call<Ref>("NeonFilter", nullptr); }, true, false},
-      {"EngraveFilter", [](const Ref& i) { return i.Call<Ref>("EngraveFilter", nullptr); }, false,
-       false},
-      {"StampFilter",
-       [](const Ref& i) { return i.Call<Ref>("StampFilter", nullptr, int64_t{100}); }, false,
-       false},
-      {"OilFilter 2 4",
-       [](const Ref& i) { return i.Call<Ref>("OilFilter", nullptr, int64_t{2}, int64_t{4}); }, true,
-       false},
-      {"OilFilter 9 256",
-       [](const Ref& i) { return i.Call<Ref>("OilFilter", nullptr, int64_t{9}, int64_t{256}); },
-       true, false},
+      {"NeonFilter", member("NeonFilter"), true, false},
+      {"EngraveFilter", member("EngraveFilter"), false, false},
+      {"StampFilter", member("StampFilter", int64_t{100}), false, false},
+      {"OilFilter 2 4", member("OilFilter", int64_t{2}, int64_t{4}), true, false},
+      {"OilFilter 9 256", member("OilFilter", int64_t{9}, int64_t{256}), true, false},
       // Diffuse draws dx then dy from rand(), which the plug-in shares with this process.
       {"DiffuseFilter",
        [](const Ref& i) {
@@ -144,21 +140,6 @@ TEST_F(ArtisticFilters, EveryFamilyFiltersLikeGray) {
   }
 }
 
-TEST_F(ArtisticFilters, InPlaceMatchesANewDestination) {
-  for (const char* name : {"NeonFilter", "EngraveFilter"}) {
-    Ref source = NewImage(9, 6, kRGBA);
-    Randomise(source, 4);
-    Ref apart = source.Call<Ref>(name, nullptr);
-    EXPECT_EQ(source.Call<Ref>(name, source).get(), source.get());
-    EXPECT_EQ(PixelBytes(apart), PixelBytes(source)) << name;
-  }
-  Ref source = NewImage(9, 6, kCMYK);
-  Randomise(source, 5);
-  Ref apart = source.Call<Ref>("OilFilter", nullptr, int64_t{2}, int64_t{8});
-  EXPECT_EQ(source.Call<Ref>("OilFilter", source, int64_t{2}, int64_t{8}).get(), source.get());
-  EXPECT_EQ(PixelBytes(apart), PixelBytes(source));
-}
-
 TEST_F(ArtisticFilters, Refusals) {
   Ref source = NewImage(5, 4, kRGB);
   EXPECT_FALSE(source.Call<Ref>("OilFilter", nullptr, int64_t{0}, int64_t{4}));
@@ -167,14 +148,6 @@ TEST_F(ArtisticFilters, Refusals) {
   EXPECT_FALSE(source.Call<Ref>("OilFilter", nullptr, int64_t{1}, int64_t{257}));
   EXPECT_FALSE(source.Call<Ref>("DiffuseFilter", nullptr, int64_t{-1}));
   EXPECT_FALSE(source.Call<Ref>("DiffuseFilter", nullptr, int64_t{256}));
-  Ref small = NewImage(5, 3, kRGB);
-  EXPECT_FALSE(source.Call<Ref>("NeonFilter", small));
-  Ref gray = NewImage(5, 4, kG);
-  EXPECT_FALSE(source.Call<Ref>("StampFilter", gray, int64_t{10}));
-  EXPECT_FALSE(NewImage(5, 4, kGray16).Call<Ref>("EngraveFilter", nullptr));
-  Ref closed = NewImage(5, 4, kRGB);
-  closed.Call<void>("Close");
-  EXPECT_FALSE(closed.Call<Ref>("NeonFilter", nullptr));
 }
 
 }  // namespace

@@ -30,17 +30,16 @@ uint8_t OneGray(const Layout& l, const uint8_t* pixel) {
   return Gray(pixel[l.red], pixel[l.green], pixel[l.blue]);
 }
 
-// The result's rows after a blend without a mask over the (in-bounds) rectangle: the source's
+// The result's bytes after a blend without a mask over the (in-bounds) rectangle: the source's
 // colour, read as above.
-Rows ReferenceCopy(const Ref& source, const Ref& result, int64_t x0, int64_t y0, int64_t width,
-                   int64_t height) {
-  const Layout s = LayoutOf(source), r = LayoutOf(result);
-  const Rows sourceRows = Snapshot(source);
-  Rows out = Snapshot(result);
+Bytes ReferenceCopy(const Ref& source, const Ref& result, int64_t x0, int64_t y0, int64_t width,
+                    int64_t height) {
+  ImageSnapshot from(source), out(result);
+  const Layout &s = from.layout, &r = out.layout;
   for (int64_t y = y0; y < y0 + height; ++y) {
     for (int64_t x = x0; x < x0 + width; ++x) {
-      const uint8_t* sp = sourceRows[y].data() + x * s.pixelSize;
-      uint8_t* rp = out[y].data() + x * r.pixelSize;
+      const uint8_t* sp = from.Pixel(x, y);
+      uint8_t* rp = out.Pixel(x, y);
       if (r.rgb) {
         rp[r.red] = Channel(s, sp, 0);
         rp[r.green] = Channel(s, sp, 1);
@@ -50,7 +49,7 @@ Rows ReferenceCopy(const Ref& source, const Ref& result, int64_t x0, int64_t y0,
       }
     }
   }
-  return out;
+  return out.data;
 }
 
 std::vector<Participant> GrayKinds() {
@@ -79,10 +78,6 @@ class Blend : public PluginTest {
     return host_.CallShared<bool>("PictureXQT", "BlendPicturesWithMaskWithBackground", source,
                                   dest ? dest->get() : nullptr, mask ? mask->get() : nullptr,
                                   result, Color{colour}, int64_t{rectangle}...);
-  }
-  bool CallWhole(const Ref& source, const Ref* dest, const Ref* mask, const Ref& result,
-                 uint32_t colour) {
-    return Call(source, dest, mask, result, colour);
   }
   Ref Filled(int64_t width, int64_t height, int64_t format, uint8_t value) {
     Ref image = NewImage(width, height, format);
@@ -137,11 +132,11 @@ TEST_F(Blend, EveryFamilyCombinationAtTheMaskEnds) {
     const Ref* destArg = destImage ? &destImage : nullptr;
 
     Ref plain = fresh(), taken = fresh();
-    Rows expected = ReferenceCopy(source, plain, x, y, w, h);
-    Rows sourceBefore = Snapshot(source);
+    const Bytes expected = ReferenceCopy(source, plain, x, y, w, h);
+    const ImageSnapshot sourceBefore(source);
     EXPECT_TRUE(Call(source, destArg, nullptr, plain, colour, x, y, w, h));
-    ASSERT_EQ(Snapshot(plain), expected);
-    ASSERT_EQ(Snapshot(source), sourceBefore);
+    ASSERT_EQ(ImageSnapshot(plain).data, expected);
+    ASSERT_EQ(ImageSnapshot(source).data, sourceBefore.data);
     EXPECT_TRUE(Call(other, nullptr, nullptr, taken, colour, x, y, w, h));
     for (uint8_t level : {0, 255}) {
       for (int64_t row = 0; row < height + 1; ++row) {
@@ -149,7 +144,8 @@ TEST_F(Blend, EveryFamilyCombinationAtTheMaskEnds) {
       }
       Ref masked = fresh();
       EXPECT_TRUE(Call(source, destArg, &mask, masked, colour, x, y, w, h));
-      ASSERT_EQ(Snapshot(masked), Snapshot(level ? taken : plain)) << int(level);
+      ASSERT_EQ(ImageSnapshot(masked).data, ImageSnapshot(level ? taken : plain).data)
+          << int(level);
     }
   }
 }
@@ -161,19 +157,19 @@ TEST_F(Blend, MaskEndsAndMiddle) {
   // Mask 0 keeps the source, mask 255 takes the background or the destination image.
   Ref zero = Filled(3, 2, kG, 0), full = Filled(3, 2, kG, 255), half = Filled(3, 2, kG, 128);
   Ref result = Filled(3, 2, kRGB, 7);
-  EXPECT_TRUE(CallWhole(black, nullptr, &zero, result, kWhite));
+  EXPECT_TRUE(Call(black, nullptr, &zero, result, kWhite));
   EXPECT_EQ(At(result, 2, 1, 0), 0);
-  EXPECT_TRUE(CallWhole(black, nullptr, &full, result, 0x102030));
+  EXPECT_TRUE(Call(black, nullptr, &full, result, 0x102030));
   EXPECT_EQ(At(result, 2, 1, 0), 0x10);
   EXPECT_EQ(At(result, 2, 1, 1), 0x20);
   EXPECT_EQ(At(result, 2, 1, 2), 0x30);
-  EXPECT_TRUE(CallWhole(black, &picture, &full, result, kWhite));
+  EXPECT_TRUE(Call(black, &picture, &full, result, kWhite));
   EXPECT_EQ(At(result, 0, 0, 1), 200);
   // Mask 128 over white with source 0: (127 x 0 + 255 x 128) / 255 = 128.
-  EXPECT_TRUE(CallWhole(black, nullptr, &half, result, kWhite));
+  EXPECT_TRUE(Call(black, nullptr, &half, result, kWhite));
   EXPECT_EQ(At(result, 1, 1, 2), 128);
   // Mask 128 between 0 and 200: (200 x 128 + 127 x 0) / 255 = 100.39, truncated.
-  EXPECT_TRUE(CallWhole(black, &picture, &half, result, kWhite));
+  EXPECT_TRUE(Call(black, &picture, &half, result, kWhite));
   EXPECT_EQ(At(result, 1, 0, 0), 100);
 }
 
@@ -182,15 +178,15 @@ TEST_F(Blend, GrayResultsUseTheWeights) {
   const uint8_t pixel[4] = {0, 0, 255, 9};  // blue, green, red, alpha
   std::memcpy(Row(red, 0), pixel, 4);
   Ref result = Filled(1, 1, kG, 0);
-  EXPECT_TRUE(CallWhole(red, nullptr, nullptr, result, 0));
+  EXPECT_TRUE(Call(red, nullptr, nullptr, result, 0));
   EXPECT_EQ(At(result, 0, 0, 0), 76);
   // The background becomes gray by the same weights: pure green gives 150.
   Ref full = Filled(1, 1, kG, 255);
-  EXPECT_TRUE(CallWhole(red, nullptr, &full, result, 0x00FF00));
+  EXPECT_TRUE(Call(red, nullptr, &full, result, 0x00FF00));
   EXPECT_EQ(At(result, 0, 0, 0), 150);
   // A 16-bit gray result takes the value as one byte at its gray offset.
   Ref wide = Filled(1, 1, kGray16, 0x33);
-  EXPECT_TRUE(CallWhole(red, nullptr, nullptr, wide, 0));
+  EXPECT_TRUE(Call(red, nullptr, nullptr, wide, 0));
   EXPECT_EQ(At(wide, 0, 0, 0), 76);
   EXPECT_EQ(At(wide, 0, 0, 1), 0x33);
 }
@@ -201,9 +197,9 @@ TEST_F(Blend, WithoutAMaskDestinationAndBackgroundPlayNoPart) {
   RandomizeWholeRows(source, rng());
   RandomizeWholeRows(dest, rng());
   Ref withDest = Filled(5, 3, kBGR, 1), plain = Filled(5, 3, kBGR, 1);
-  EXPECT_TRUE(CallWhole(source, &dest, nullptr, withDest, 0xFF00FF));
-  EXPECT_TRUE(CallWhole(source, nullptr, nullptr, plain, 0x00FF00));
-  EXPECT_EQ(Snapshot(withDest), Snapshot(plain));
+  EXPECT_TRUE(Call(source, &dest, nullptr, withDest, 0xFF00FF));
+  EXPECT_TRUE(Call(source, nullptr, nullptr, plain, 0x00FF00));
+  EXPECT_EQ(ImageSnapshot(withDest).data, ImageSnapshot(plain).data);
   // Alpha is neither read nor written: the source's alpha bytes did not reach the result, whose
   // padding-free BGR pixels hold the source's colour.
   EXPECT_EQ(At(plain, 4, 2, 2), At(source, 4, 2, 1));
@@ -233,13 +229,13 @@ TEST_F(Blend, RectangleAndSizes) {
   EXPECT_FALSE(Call(source, nullptr, nullptr, narrow, 0, 0, 0, 2, 2));
   EXPECT_EQ(At(narrow, 0, 0, 0), 0);
   Ref smallMask = Filled(6, 3, kG, 0), smallDest = Filled(5, 4, kG, 0);
-  EXPECT_FALSE(CallWhole(source, nullptr, &smallMask, result, 0));
-  EXPECT_FALSE(CallWhole(source, &smallDest, &smallMask, result, 0));
+  EXPECT_FALSE(Call(source, nullptr, &smallMask, result, 0));
+  EXPECT_FALSE(Call(source, &smallDest, &smallMask, result, 0));
   // CMYK anywhere, and nil where an image is required.
   Ref cmyk = Filled(6, 4, kCMYK, 0);
-  EXPECT_FALSE(CallWhole(cmyk, nullptr, nullptr, result, 0));
-  EXPECT_FALSE(CallWhole(source, nullptr, nullptr, cmyk, 0));
-  EXPECT_FALSE(CallWhole(source, nullptr, &cmyk, result, 0));
+  EXPECT_FALSE(Call(cmyk, nullptr, nullptr, result, 0));
+  EXPECT_FALSE(Call(source, nullptr, nullptr, cmyk, 0));
+  EXPECT_FALSE(Call(source, nullptr, &cmyk, result, 0));
   EXPECT_FALSE(host_.CallShared<bool>("PictureXQT", "BlendPicturesWithMaskWithBackground", nullptr,
                                       nullptr, nullptr, result, Color{0}));
   EXPECT_FALSE(host_.CallShared<bool>("PictureXQT", "BlendPicturesWithMaskWithBackground", source,

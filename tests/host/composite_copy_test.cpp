@@ -63,22 +63,23 @@ struct Rect {
   int64_t x, y, width, height, sourceX, sourceY;
 };
 
-// The destination's rows after copying the (already fixed) rectangle by the reference.
-Rows ReferenceCopy(const Layout& d, const Rows& destRows, const Layout& s, const Rows& sourceRows,
-                   const Rect& r, bool* copied) {
-  Rows out = destRows;
+// The destination's bytes after copying the (already fixed) rectangle by the reference.
+Bytes ReferenceCopy(const ImageSnapshot& dest, const ImageSnapshot& source, const Rect& r,
+                    bool* copied) {
+  const Layout &d = dest.layout, &s = source.layout;
+  ImageSnapshot out = dest;
   *copied = true;
   for (int64_t row = 0; row < r.height; ++row) {
     for (int64_t i = 0; i < r.width; ++i) {
-      uint8_t* dp = out[r.y + row].data() + (r.x + i) * d.pixelSize;
-      const uint8_t* sp = sourceRows[r.sourceY + row].data() + (r.sourceX + i) * s.pixelSize;
-      if (!ReferencePixel(d, s, sp, dp)) {
+      const uint8_t* sp =
+          source.data.data() + (r.sourceY + row) * s.rowSize + (r.sourceX + i) * s.pixelSize;
+      if (!ReferencePixel(d, s, sp, out.Pixel(r.x + i, r.y + row))) {
         *copied = false;
-        return destRows;
+        return dest.data;
       }
     }
   }
-  return out;
+  return out.data;
 }
 
 std::vector<Participant> Participants() {
@@ -135,7 +136,8 @@ TEST_F(CopyPixelsTest, EveryPairMatchesTheReference) {
       ASSERT_TRUE(dest && source);
       RandomizeWholeRows(dest, rng());
       RandomizeWholeRows(source, rng());
-      Layout d = LayoutOf(dest), s = LayoutOf(source);
+      const ImageSnapshot before(dest), sourceBefore(source);
+      const Layout &d = before.layout, &s = sourceBefore.layout;
       Rect r;
       r.x = Between(rng, 0, d.width - 1);
       r.sourceX = Between(rng, 0, s.width - 1);
@@ -144,14 +146,13 @@ TEST_F(CopyPixelsTest, EveryPairMatchesTheReference) {
       r.sourceY = Between(rng, 0, s.height - 1);
       r.height = Between(rng, 1, std::min(d.height - r.y, s.height - r.sourceY));
 
-      Rows before = Snapshot(dest), sourceRows = Snapshot(source);
       bool copied = false;
-      Rows expected = ReferenceCopy(d, before, s, sourceRows, r, &copied);
+      const Bytes expected = ReferenceCopy(before, sourceBefore, r, &copied);
       EXPECT_EQ(
           dest.Call<bool>("CopyPixels", source, r.x, r.y, r.width, r.height, r.sourceX, r.sourceY),
           copied);
-      ASSERT_EQ(Snapshot(dest), expected);
-      ASSERT_EQ(Snapshot(source), sourceRows);
+      ASSERT_EQ(ImageSnapshot(dest).data, expected);
+      ASSERT_EQ(ImageSnapshot(source).data, sourceBefore.data);
     }
   }
 }
@@ -271,12 +272,11 @@ TEST_F(CopyPixelsTest, CopyWithinOneImageReadsTheSourceFirst) {
       Ref image = NewImage(17, 5, code);
       RandomizeWholeRows(image, rng());
       Ref original = image.Call<Ref>("Clone");
-      Layout l = LayoutOf(image);
       bool copied = false;
-      Rows expected = ReferenceCopy(l, Snapshot(image), LayoutOf(original), Snapshot(original),
-                                    {dx, 1, 14, 3, sx, 2}, &copied);
+      const Bytes expected = ReferenceCopy(ImageSnapshot(image), ImageSnapshot(original),
+                                           {dx, 1, 14, 3, sx, 2}, &copied);
       EXPECT_TRUE(image.Call<bool>("CopyPixels", image, dx, 1, 14, 3, sx, 2));
-      EXPECT_EQ(Snapshot(image), expected);
+      EXPECT_EQ(ImageSnapshot(image).data, expected);
     }
   }
   // Between a clip and its parent, which share rows.
@@ -286,9 +286,9 @@ TEST_F(CopyPixelsTest, CopyWithinOneImageReadsTheSourceFirst) {
   Ref clip = parent.Call<Ref>("ClipImage", int64_t{2}, int64_t{0}, int64_t{15}, int64_t{4});
   EXPECT_TRUE(parent.Call<bool>("CopyPixels", clip, 4, 0, 15, 4, 0, 0));
   bool copied = false;
-  Rows expected = ReferenceCopy(LayoutOf(parent), Snapshot(original), LayoutOf(original),
-                                Snapshot(original), {4, 0, 15, 4, 2, 0}, &copied);
-  EXPECT_EQ(Snapshot(parent), expected);
+  const ImageSnapshot from(original);
+  const Bytes expected = ReferenceCopy(from, from, {4, 0, 15, 4, 2, 0}, &copied);
+  EXPECT_EQ(ImageSnapshot(parent).data, expected);
 }
 
 // A refused pair still asks each file-mapped image for the first row of the rectangle.
@@ -296,12 +296,12 @@ TEST_F(CopyPixelsTest, RefusedPairStillMapsTheFirstRows) {
   Ref source = host_.New("PictureXQT", int64_t{1}, int64_t{20000}, kCMYK, int64_t{0}, nullptr);
   Ref dest = host_.New("PictureXQT", int64_t{1}, int64_t{20000}, kRGB, int64_t{0}, nullptr);
   ASSERT_EQ(source.Get<int64_t>("MappingLastRow"), 4095);
-  Rows before = Snapshot(dest);
+  const ImageSnapshot before(dest);
   EXPECT_FALSE(dest.Call<bool>("CopyPixels", source, 0, 7000, 1, 10, 0, 6000));
   // The bands start two rows before the rows asked for.
   EXPECT_EQ(source.Get<int64_t>("MappingFirstRow"), 5998);
   EXPECT_EQ(dest.Get<int64_t>("MappingFirstRow"), 6998);
-  EXPECT_EQ(Snapshot(dest), before);
+  ExpectSameBytes(before, dest, "refused pair");
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // The participants of the copy and blend tests: formats, views, clips and file-mapped images made
-// at a given size, and an image's rows as bytes, padding included.
+// at a given size.
 #pragma once
 
 #include <cstdint>
@@ -14,19 +14,6 @@ namespace composite_test {
 
 using xqt::host::Host;
 using xqt::host::Ref;
-
-// Every row of the image, RowSize bytes each (a clip's rows start at its parent's row start).
-using Rows = std::vector<std::vector<uint8_t>>;
-
-inline Rows Snapshot(const Ref& image) {
-  const Layout l = LayoutOf(image);
-  Rows rows;
-  for (int64_t y = 0; y < l.height; ++y) {
-    const uint8_t* row = Row(image, y);
-    rows.emplace_back(row, row + l.rowSize);
-  }
-  return rows;
-}
 
 inline uint8_t Gray(int red, int green, int blue) {
   return static_cast<uint8_t>((77 * red + 151 * green + 28 * blue) >> 8);

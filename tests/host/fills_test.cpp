@@ -41,9 +41,6 @@ Pixels GetPixels(const Ref& image, int64_t x, int64_t y, int64_t count = 1) {
   }
   return out;
 }
-std::vector<int> GetPixel(const Ref& image, int64_t x, int64_t y) {
-  return GetPixels(image, x, y)[0];
-}
 
 // The next `count` bytes that the C library's generator, seeded with `seed`, gives.
 std::vector<int> Draws(unsigned seed, int count) {
@@ -216,7 +213,7 @@ TEST_F(Fills, RandomBytesInDrawingOrder) {
   Ref rgb = NewImage(3, 2, kRGB);
   rgb.Call("FillRectRandom");
   for (int64_t i = 0; i < 6; ++i) {
-    EXPECT_EQ(GetPixel(rgb, i % 3, i / 3), std::vector<int>(&draws[3 * i], &draws[3 * i + 3]));
+    EXPECT_EQ(GetPixels(rgb, i % 3, i / 3)[0], std::vector<int>(&draws[3 * i], &draws[3 * i + 3]));
   }
 }
 
@@ -229,7 +226,7 @@ TEST_F(Fills, BlendLosesOneAtBothEnds) {
   // Alpha 0: every value of at least 1 drops by one, whatever the colour.
   SetPixels(image, 0, 0, {{0, 1, 255, 77}});
   EXPECT_TRUE(image.Call<bool>("FillRectApply", 0, 0, 1, 1, 255, 255, 255, 0));
-  EXPECT_EQ(GetPixel(image, 0, 0), (std::vector<int>{0, 0, 254, 77}));
+  EXPECT_EQ(GetPixels(image, 0, 0)[0], (std::vector<int>{0, 0, 254, 77}));
   // Alpha 128 over 0, 1, 100, 255 with colour 200 gives 100, 100, 150, 227.
   SetPixels(image, 0, 1, {{0, 1, 100, 9}, {255, 255, 255, 9}});
   EXPECT_TRUE(image.Call<bool>("FillRectApply", 0, 1, 2, 1, Color{0xC8C8C8}, 128));
@@ -317,7 +314,7 @@ TEST_F(Fills, PremultiplicationRoundTrip) {
     other.Call("Multiply", 1, 1, 1, 1);
     std::vector<int> want(values.size(), 100);
     want.back() = 128;
-    EXPECT_EQ(GetPixel(other, 1, 1), want) << code;
+    EXPECT_EQ(GetPixels(other, 1, 1)[0], want) << code;
   }
   Ref opaque = NewImage(3, 2, kRGB);
   RandomizeWholeRows(opaque, 1);
@@ -337,17 +334,17 @@ TEST_F(Fills, AutoLevelStretch) {
   EXPECT_TRUE(image.Call<bool>("AutoLevel"));
   EXPECT_EQ(GetPixels(image, 0, 0, 4),
             (Pixels{{0, 0, 0, 33}, {2, 2, 2, 33}, {200, 200, 200, 33}, {255, 255, 255, 33}}));
-  EXPECT_EQ(GetPixel(image, 9, 19), (std::vector<int>{90, 90, 90, 33}));
+  EXPECT_EQ(GetPixels(image, 9, 19)[0], (std::vector<int>{90, 90, 90, 33}));
 
   // One colour: hi = lo = luminance - 1 and the scale is infinite. Values above become 255,
   // values below 0, and lo itself 0.
   Ref flat = NewImage(3, 3, kRGB);
   flat.Call("FillRectRGB", 10, 200, 30);  // luminance 164
   EXPECT_TRUE(flat.Call<bool>("AutoLevel", 0, 0, 3, 3));
-  EXPECT_EQ(GetPixel(flat, 1, 1), (std::vector<int>{0, 255, 0}));
+  EXPECT_EQ(GetPixels(flat, 1, 1)[0], (std::vector<int>{0, 255, 0}));
   flat.Call("FillRectRGB", 196, 200, 0);  // luminance 197, so red is lo
   EXPECT_TRUE(flat.Call<bool>("AutoLevel"));
-  EXPECT_EQ(GetPixel(flat, 2, 2), (std::vector<int>{0, 255, 0}));
+  EXPECT_EQ(GetPixels(flat, 2, 2)[0], (std::vector<int>{0, 255, 0}));
 
   EXPECT_FALSE(NewImage(3, 3, kG).Call<bool>("AutoLevel"));
   EXPECT_FALSE(NewImage(3, 3, kCMYK).Call<bool>("AutoLevel"));
@@ -370,7 +367,7 @@ TEST_F(Fills, GrayConversionModes) {
     EXPECT_TRUE(image.Call<bool>("RGBToGray", mode));
     for (int64_t x = 0; x < 5; ++x) {
       int g = expected[mode][x];
-      EXPECT_EQ(GetPixel(image, x, 0), (std::vector<int>{g, g, g, colours[x][3]}))
+      EXPECT_EQ(GetPixels(image, x, 0)[0], (std::vector<int>{g, g, g, colours[x][3]}))
           << "mode " << mode << ", pixel " << x;
     }
   }

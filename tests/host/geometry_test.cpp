@@ -139,25 +139,20 @@ TEST_F(Geometry, DestinationsOfOtherByteOrdersAndSizes) {
   }
 }
 
+// The refusals the frame shares are in frame_refusals_test.cpp.
 TEST_F(Geometry, RefusedSourcesAndDestinations) {
   Ref sixteen = NewImage(4, 3, kGray16);
   RandomizeWholeRows(sixteen, 1);
   ImageSnapshot before(sixteen);
-  for (const TurnCase& turn : kTurns) EXPECT_FALSE(sixteen.Call<Ref>(turn.name, nullptr));
   for (const char* name : {"HMirror", "VMirror", "Rotate180"}) sixteen.Call(name);
   ExpectSameBytes(before, sixteen, "16-bit gray");
 
-  // Destinations one column or row short, without alpha, of another family, or not valid.
+  // Destinations without the source's alpha, or not valid.
   Ref source = NewImage(6, 4, kRGBA);
   RandomizeWholeRows(source, 2);
-  for (auto [w, h, format] : {std::tuple{3, 6, kRGBA},
-                              {4, 5, kRGBA},
-                              {4, 6, kRGB},
-                              {4, 6, kGA},
-                              {4, 6, kCMYKA},
-                              {4, 6, int64_t{14}}}) {
+  for (int64_t format : {kRGB, int64_t{14}}) {
     SCOPED_TRACE(format);
-    Ref dest = NewImage(w, h, format);
+    Ref dest = NewImage(4, 6, format);
     const bool valid = dest.Get<bool>("Valid");
     std::vector<uint8_t> destBefore = valid ? ImageSnapshot(dest).data : std::vector<uint8_t>{};
     for (const char* name : {"Rotate90", "Rotate270", "Rotate90slow", "Rotate270slow"}) {
@@ -167,14 +162,12 @@ TEST_F(Geometry, RefusedSourcesAndDestinations) {
       EXPECT_EQ(ImageSnapshot(dest).data, destBefore);
     }
   }
-  EXPECT_FALSE(source.Call<Ref>("Rotate180", NewImage(5, 4, kRGBA)));
   // The source itself is not a destination, nor is any view of it: its mirrored view, a clip of
   // it, or a view as the source.
   Ref square = NewImage(5, 5, kRGBA);
   RandomizeWholeRows(square, 3);
   ImageSnapshot squareBefore(square);
   EXPECT_FALSE(square.Call<Ref>("Rotate90", square));
-  EXPECT_FALSE(square.Call<Ref>("Rotate180", square));
   Ref mirrored = square.Call<Ref>("MirroredView");
   EXPECT_FALSE(square.Call<Ref>("Rotate90", mirrored));
   EXPECT_FALSE(square.Call<Ref>("Rotate180", mirrored));
@@ -191,11 +184,9 @@ TEST_F(Geometry, RefusedSourcesAndDestinations) {
   EXPECT_EQ(raw.Call<Ref>("Rotate90", rawDest).get(), rawDest.get());
   ExpectSameBytes(rawBefore, rawDest, "no family");
 
-  // Closed images: the source and the destination.
+  // The in-place members do nothing to a closed image.
   Ref closed = NewImage(4, 6, kRGBA);
   closed.Call("Close");
-  EXPECT_FALSE(source.Call<Ref>("Rotate90", closed));
-  EXPECT_FALSE(closed.Call<Ref>("Rotate90", nullptr));
   for (const char* name : {"HMirror", "VMirror", "Rotate180"}) closed.Call(name);
 }
 

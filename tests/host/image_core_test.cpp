@@ -19,18 +19,14 @@ using xqt::host::Ref;
 
 class ImageCore : public PluginTest {
  protected:
-  // Writes a value that encodes each pixel's coordinates into every byte of it.
-  void FillWithCoordinates(const Ref& image) {
-    int64_t width = image.Get<int64_t>("Width"), height = image.Get<int64_t>("Height");
-    int64_t pixelSize = image.Get<int64_t>("PixelSize");
-    for (int64_t y = 0; y < height; ++y) {
-      for (int64_t x = 0; x < width; ++x) {
-        std::memset(Pixel(image, x, y), static_cast<int>((x * 7 + y * 13) & 0xFF),
-                    static_cast<size_t>(pixelSize));
-      }
-    }
-  }
+  // A value that encodes each pixel's coordinates, written into every byte of it.
   static int Coordinates(int64_t x, int64_t y) { return static_cast<int>((x * 7 + y * 13) & 0xFF); }
+  void FillWithCoordinates(const Ref& image) {
+    const auto size = static_cast<size_t>(image.Get<int64_t>("PixelSize"));
+    ForEachPixel(
+        image.Get<int64_t>("Width"), image.Get<int64_t>("Height"),
+        [&](int64_t x, int64_t y) { std::memset(Pixel(image, x, y), Coordinates(x, y), size); });
+  }
 };
 
 TEST_F(ImageCore, FormatPropertiesThroughTheHost) {

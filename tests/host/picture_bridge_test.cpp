@@ -40,11 +40,6 @@ uint8_t Red(uint32_t argb) { return static_cast<uint8_t>(argb >> 16); }
 uint8_t Green(uint32_t argb) { return static_cast<uint8_t>(argb >> 8); }
 uint8_t Blue(uint32_t argb) { return static_cast<uint8_t>(argb); }
 
-// Premultiplication by an alpha, rounded to nearest.
-uint8_t Scaled(uint32_t colour, uint32_t alpha) {
-  return static_cast<uint8_t>((colour * alpha + 127) / 255);
-}
-
 class PictureBridge : public PluginTest {
  protected:
   explicit PictureBridge(HostOptions options = {}) : PluginTest(options) {}
@@ -302,36 +297,33 @@ TEST_F(PictureBridge, DrawRectanglesFollowTheCopyRule) {
   EXPECT_EQ(Pixel(second, 0, 3)[0], 0);
 }
 
+// Colours (200, 100, 51) and (255, 0, 128) under mask grays 51 and 0. The alpha is 255 - gray
+// (204 = 0.8 x 255, and 255), or the gray itself in the inverted sense (51 = 0.2 x 255, and 0).
+// Applying premultiplies, rounded to nearest: 0.8 x (200, 100, 51) = (160, 80, 40.8 -> 41) and
+// 0.2 x (200, 100, 51) = (40, 20, 10.2 -> 10).
 TEST_F(PictureBridge, MasksBecomeAlphaInBothSensesAndApplyPremultiplies) {
-  Ref picture = host_.NewDesktopPicture(5, 2, false);
-  Ref mask = host_.NewDesktopPicture(5, 2, false);
-  FillPictureRandom(host_, picture, 23);
-  std::mt19937 random(29);
-  ForEachPixel(5, 2, [&](int64_t x, int64_t y) {
-    host_.SetPictureARGB(mask, x, y, OpaqueGray(static_cast<uint8_t>(random())));
-  });
+  Ref picture = host_.NewDesktopPicture(2, 1, false), mask = host_.NewDesktopPicture(2, 1, false);
+  host_.SetPictureARGB(picture, 0, 0, 0xFFC86433);
+  host_.SetPictureARGB(picture, 1, 0, 0xFFFF0080);
+  host_.SetPictureARGB(mask, 0, 0, OpaqueGray(51));
+  host_.SetPictureARGB(mask, 1, 0, OpaqueGray(0));
   host_.SetPictureMask(picture, mask);
-  for (bool invert : {false, true}) {
-    Ref stored = NewImage(5, 2, kARGB);
-    Ref applied = NewImage(5, 2, kRGBA);
-    Ref noAlpha = NewImage(5, 2, kRGB);
-    stored.Call("DrawMaskedPictureRGB", picture, invert);
-    applied.Call("DrawMaskedPictureApplyMaskRGB", picture, 0, 0, 5, 2, 0, 0, invert);
-    noAlpha.Call("DrawMaskedPictureApplyMaskRGB", picture, invert);
-    ForEachPixel(5, 2, [&](int64_t x, int64_t y) {
-      uint32_t argb = host_.PictureARGB(picture, x, y);
-      uint8_t gray = Blue(host_.PictureARGB(mask, x, y));
-      uint8_t alpha = invert ? gray : static_cast<uint8_t>(255 - gray);
-      const uint8_t *s = Pixel(stored, x, y), *a = Pixel(applied, x, y);
-      EXPECT_EQ(s[0], alpha);
-      EXPECT_EQ(s[1], Red(argb));
-      EXPECT_EQ(s[3], Blue(argb));
-      EXPECT_EQ(a[0], Scaled(Red(argb), alpha));
-      EXPECT_EQ(a[1], Scaled(Green(argb), alpha));
-      EXPECT_EQ(a[2], Scaled(Blue(argb), alpha));
-      EXPECT_EQ(a[3], alpha);
-      EXPECT_EQ(Pixel(noAlpha, x, y)[2], Scaled(Blue(argb), alpha));
-    });
+  const struct {
+    bool invert;
+    Bytes stored, applied;  // ARGB as stored, RGBA premultiplied
+  } senses[] = {
+      {false, {204, 200, 100, 51, 255, 255, 0, 128}, {160, 80, 41, 204, 255, 0, 128, 255}},
+      {true, {51, 200, 100, 51, 0, 255, 0, 128}, {40, 20, 10, 51, 0, 0, 0, 0}}};
+  for (const auto& sense : senses) {
+    Ref stored = NewImage(2, 1, kARGB), applied = NewImage(2, 1, kRGBA);
+    Ref noAlpha = NewImage(2, 1, kRGB);
+    stored.Call("DrawMaskedPictureRGB", picture, sense.invert);
+    applied.Call("DrawMaskedPictureApplyMaskRGB", picture, 0, 0, 2, 1, 0, 0, sense.invert);
+    noAlpha.Call("DrawMaskedPictureApplyMaskRGB", picture, sense.invert);
+    EXPECT_EQ(PixelBytes(stored), sense.stored) << sense.invert;
+    EXPECT_EQ(PixelBytes(applied), sense.applied) << sense.invert;
+    const Bytes& a = sense.applied;
+    EXPECT_EQ(PixelBytes(noAlpha), Bytes({a[0], a[1], a[2], a[4], a[5], a[6]})) << sense.invert;
   }
   // Without a mask the picture is opaque, whichever sense is asked for.
   host_.SetPictureMask(picture, Ref());
