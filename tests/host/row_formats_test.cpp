@@ -37,11 +37,7 @@ class RowFormatsTest : public PluginTest {
     Bytes out;
     for (size_t i = 0; i < utf8.size(); ++i) {
       auto c = static_cast<uint8_t>(utf8[i]);
-      if (c < 0x80) {
-        out.push_back(c);
-      } else {
-        out.push_back(static_cast<uint8_t>(((c & 0x03) << 6) | (utf8[++i] & 0x3F)));
-      }
+      out.push_back(c < 0x80 ? c : static_cast<uint8_t>((c & 0x03) << 6 | (utf8[++i] & 0x3F)));
     }
     return out;
   }
@@ -54,16 +50,14 @@ class RowFormatsTest : public PluginTest {
   // Byte strings go in as Latin-1 host strings, to `member` with the arguments after the string.
   template <class... Args>
   void AssignString(const Ref& image, const char* member, const Bytes& bytes, Args... args) {
-    REALstring s =
-        host_.NewString(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()),
-                        kREALEncodingISOLatin1);
-    try {
-      image.Assign(member, s, args...);
-    } catch (...) {
-      host_.ReleaseString(s);
-      throw;
-    }
-    host_.ReleaseString(s);
+    struct Held {  // released when the assignment returns or throws
+      Host& host;
+      REALstring string;
+      ~Held() { host.ReleaseString(string); }
+    } held{host_, host_.NewString(
+                      std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()),
+                      kREALEncodingISOLatin1)};
+    image.Assign(member, held.string, args...);
   }
   void AssignRowString(const Ref& image, int64_t y, int64_t format, const Bytes& bytes) {
     AssignString(image, "RowStringInFormat", bytes, y, format);
@@ -128,17 +122,18 @@ TEST_F(RowFormatsTest, SixteenBitGrayAndCMYKImages) {
   EXPECT_EQ(samples[0], 0x1212);
   EXPECT_EQ(samples[1], 0xFFFF);
 
-  Ref cmyk = NewImage(2, 1, kCMYK);
-  SetPixels(cmyk, 0, {170, 85, 0, 225, 0, 0, 0, 100});
-  // CMYK to RGB as pictures show it: 255 - (K + C x (255 - K) / 255).
-  // 255 - (225 + 170 x 30 / 255) = 10; 255 - (225 + 85 x 30 / 255) = 20 (85 x 30 / 255 = 10);
-  // 255 - 225 = 30. The second pixel: 255 - 100 = 155 in every channel.
-  EXPECT_EQ(RowIn(cmyk, 0, kRGB), (Bytes{10, 20, 30, 155, 155, 155}));
+  Ref cmyk = NewImage(3, 1, kCMYK);
+  SetPixels(cmyk, 0, {170, 85, 0, 225, 0, 0, 0, 100, 100, 200, 7, 100});
+  // CMYK to RGB as pictures show it: 255 - (K + C x (255 - K) / 255), the division truncating.
+  // 255 - (225 + 170 x 30 / 255) = 10; 255 - (225 + 85 x 30 / 255) = 20; 255 - 225 = 30. The
+  // second pixel: 255 - 100 = 155 in every channel. The third: 100 x 155 / 255 = 60.8, 200 x 155
+  // / 255 = 121.6 and 7 x 155 / 255 = 4.3 give 255 - 160 = 95, 255 - 221 = 34, 255 - 104 = 151.
+  EXPECT_EQ(RowIn(cmyk, 0, kRGB), (Bytes{10, 20, 30, 155, 155, 155, 95, 34, 151}));
   // CMYK to gray keeps the black byte, as CopyPixels does.
-  EXPECT_EQ(RowIn(cmyk, 0, kG), (Bytes{225, 100}));
+  EXPECT_EQ(RowIn(cmyk, 0, kG), (Bytes{225, 100, 100}));
   // Gray into CMYK: no colour, the gray byte as black.
-  AssignRow(cmyk, 0, kG, {33, 44});
-  EXPECT_EQ(RowBytes(cmyk, 0, 8), (Bytes{0, 0, 0, 33, 0, 0, 0, 44}));
+  AssignRow(cmyk, 0, kG, {33, 44, 55});
+  EXPECT_EQ(RowBytes(cmyk, 0, 12), (Bytes{0, 0, 0, 33, 0, 0, 0, 44, 0, 0, 0, 55}));
 }
 
 // Odd-sized random images taken out in another format and written back give the same pixels

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "platform/host_graphics.h"
+#include "support/host_picture_helpers.h"
 #include "support/log_capture.h"
 
 namespace {
@@ -51,20 +51,6 @@ void* CoreGraphicsStandIn(const char* name) {
   return nullptr;
 }
 
-void* NoLibrary(const char*) { return nullptr; }
-
-// Puts a finder in place for one test.
-class Finder {
- public:
-  explicit Finder(platform::HostFunctionFinder finder) {
-    previous_ = platform::SetHostFunctionFinder(finder);
-  }
-  ~Finder() { platform::SetHostFunctionFinder(previous_); }
-
- private:
-  platform::HostFunctionFinder previous_;
-};
-
 REALpictureDescription Described(uint32_t kind, void* data, int32_t width = 3, int32_t height = 2) {
   REALpictureDescription description{};
   description.pictureType = kind;
@@ -75,7 +61,7 @@ REALpictureDescription Described(uint32_t kind, void* data, int32_t width = 3, i
 }
 
 TEST(PictureKinds, CoreGraphicsContextsByAlphaInfo) {
-  Finder finder(&CoreGraphicsStandIn);
+  ScopedPictureLibrary finder(&CoreGraphicsStandIn);
   uint8_t pixels[2 * 16] = {};
   struct Case {
     uint32_t alphaInfo;
@@ -112,21 +98,21 @@ TEST(PictureKinds, CoreGraphicsRefusals) {
   uint8_t pixels[64] = {};
   PictureBitmap bitmap;
   {
-    Finder finder(&CoreGraphicsStandIn);
+    ScopedPictureLibrary finder(&CoreGraphicsStandIn);
     StandInContext sixteenBits{pixels, 3, 2, 5, 16, 16, kBitmapAlphaNoneSkipFirst};
     EXPECT_FALSE(ReadPictureBitmap(Described(pictureCGBitmapContext, &sixteenBits), bitmap));
-    EXPECT_TRUE(log.Contains("XQT Debug: BitsPerPixel is not 32.\n"));
+    EXPECT_TRUE(log.Logged("BitsPerPixel is not 32."));
     StandInContext shortRows{pixels, 3, 2, 8, 32, 11, kBitmapAlphaNoneSkipFirst};
     EXPECT_FALSE(ReadPictureBitmap(Described(pictureCGBitmapContext, &shortRows), bitmap));
     StandInContext noData{nullptr, 3, 2, 8, 32, 16, kBitmapAlphaNoneSkipFirst};
     EXPECT_FALSE(ReadPictureBitmap(Described(pictureCGBitmapContext, &noData), bitmap));
-    EXPECT_TRUE(log.Contains("XQT Debug: Bitmap has no usable rows.\n"));
-    EXPECT_TRUE(log.Contains("XQT Debug: kCGImageAlphaNoneSkipFirst\n"));
+    EXPECT_TRUE(log.Logged("Bitmap has no usable rows."));
+    EXPECT_TRUE(log.Logged("kCGImageAlphaNoneSkipFirst"));
   }
   // A console process has no Core Graphics: the context is never touched.
-  Finder none(&NoLibrary);
+  ScopedPictureLibrary none(&NoPictureLibrary);
   EXPECT_FALSE(ReadPictureBitmap(Described(pictureCGBitmapContext, pixels), bitmap));
-  EXPECT_TRUE(log.Contains("XQT Debug: Core Graphics is not in this process.\n"));
+  EXPECT_TRUE(log.Logged("Core Graphics is not in this process."));
 }
 
 #if __has_include(<cairo.h>)
@@ -156,18 +142,18 @@ TEST(PictureKinds, CairoImageSurfaces) {
     cairo_destroy(context);
     cairo_surface_destroy(surface);
   }
-  EXPECT_TRUE(log.Contains("XQT Debug: cairo format is not ARGB32 or RGB24.\n"));
+  EXPECT_TRUE(log.Logged("cairo format is not ARGB32 or RGB24."));
 
   // A context drawing into something other than pixels in memory, and a process without cairo.
   cairo_surface_t* recording = cairo_recording_surface_create(CAIRO_CONTENT_COLOR_ALPHA, nullptr);
   cairo_t* context = cairo_create(recording);
   PictureBitmap bitmap;
   EXPECT_FALSE(ReadPictureBitmap(Described(pictureCairoContext, context), bitmap));
-  EXPECT_TRUE(log.Contains("XQT Debug: cairo target is not an image surface.\n"));
+  EXPECT_TRUE(log.Logged("cairo target is not an image surface."));
   {
-    Finder none(&NoLibrary);
+    ScopedPictureLibrary none(&NoPictureLibrary);
     EXPECT_FALSE(ReadPictureBitmap(Described(pictureCairoContext, context), bitmap));
-    EXPECT_TRUE(log.Contains("XQT Debug: cairo is not in this process.\n"));
+    EXPECT_TRUE(log.Logged("cairo is not in this process."));
   }
   cairo_destroy(context);
   cairo_surface_destroy(recording);
