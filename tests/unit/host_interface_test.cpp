@@ -1,9 +1,14 @@
 // The records and names of the host's binary interface, pinned to the numbers the host documents.
 // The numbers are written here by hand from the host's interface description, so a change to the
-// header that moves a field fails here even if the header's own checks were changed with it.
+// header that moves a field fails here even if the header's own checks were changed with it. The
+// class, property, method and constant records are pinned by the C host (tests/abi), which reads
+// the plug-in's tables through its own copy of them; the gd prefix is checked against gd itself.
 #include "plugin/host_interface.h"
 
 #include <gtest/gtest.h>
+#if __has_include(<gd.h>)
+#include <gd.h>
+#endif
 
 #include <cstddef>
 #include <initializer_list>
@@ -16,7 +21,7 @@
 
 namespace {
 
-// A field's name, its offset here and the offset the host reads it at.
+// A field's name, its offset here and the offset the host (or its library) reads it at.
 struct Field {
   const char* name;
   size_t actual, documented;
@@ -39,24 +44,9 @@ void ExpectLayout(const char* record, size_t size, std::initializer_list<Field> 
   }()
 
 TEST(HostInterface, RecordsMatchTheHostsLayout) {
-  XQT_LAYOUT(REALclassDefinition, 232, F(version, 0), F(name, 8), F(superName, 16), F(dataSize, 24),
-             F(forSystemUse, 32), F(constructor, 40), F(destructor, 48), F(properties, 56),
-             F(propertyCount, 64), F(methods, 72), F(methodCount, 80), F(events, 88),
-             F(eventCount, 96), F(eventInstances, 104), F(eventInstanceCount, 112),
-             F(interfaces, 120), F(attributes, 128), F(attributeCount, 136), F(constants, 144),
-             F(constantCount, 152), F(mFlags, 160), F(sharedProperties, 168),
-             F(sharedPropertyCount, 176), F(sharedMethods, 184), F(sharedMethodCount, 192),
-             F(delegates, 200), F(delegateCount, 208), F(enums, 216), F(enumCount, 224));
-  XQT_LAYOUT(REALproperty, 96, F(group, 0), F(name, 8), F(type, 16), F(flags, 24), F(getter, 32),
-             F(setter, 40), F(param, 48), F(editor, 56), F(enumCount, 64), F(enumEntries, 72),
-             F(attributeCount, 80), F(attributes, 88));
-  XQT_LAYOUT(REALmethodDefinition, 48, F(function, 0), F(setterFunction, 8), F(declaration, 16),
-             F(mFlags, 24), F(attributeCount, 32), F(attributes, 40));
   XQT_LAYOUT(REALevent, 32, F(declaration, 0), F(forSystemUse, 8), F(attributeCount, 16),
              F(attributes, 24));
   XQT_LAYOUT(REALeventInstance, 16, F(name, 0), F(implementation, 8));
-  XQT_LAYOUT(REALconstant, 40, F(declaration, 0), F(reserved1, 8), F(mFlags, 16),
-             F(attributeCount, 24), F(attributes, 32));
   XQT_LAYOUT(REALattribute, 16, F(mName, 0), F(mValue, 8));
   XQT_LAYOUT(REALdelegate, 32, F(declaration, 0), F(mFlags, 8), F(attributeCount, 16),
              F(attributes, 24));
@@ -66,15 +56,26 @@ TEST(HostInterface, RecordsMatchTheHostsLayout) {
              F(height, 20), F(depth, 24), F(transparent, 28));
   XQT_LAYOUT(REALstringData, 40, F(data, 0), F(length, 8), F(encoding, 16), F(private1, 24),
              F(private2, 32));
-  XQT_LAYOUT(gdImagePrefix, 0, F(pixels, 0), F(sx, 8), F(sy, 12), F(colorsTotal, 16),
-             F(trueColor, 7248), F(tpixels, 7256), F(alphaBlendingFlag, 7264),
-             F(saveAlphaFlag, 7268));
   // Scalars: a Boolean is one byte in every record and argument, sizes and counts are 8 bytes.
   EXPECT_EQ(sizeof(RBBoolean), 1u);
   EXPECT_EQ(sizeof(RBInteger), 8u);
   EXPECT_EQ(sizeof(RBColor), 4u);
   EXPECT_EQ(sizeof(REALproc), 8u);
 }
+
+#if __has_include(<gd.h>)
+// The gd image prefix the plug-in reads, field by field where the real gd library puts it.
+#define G(field) \
+  Field { #field, offsetof(gdImagePrefix, field), offsetof(gdImage, field) }
+TEST(HostInterface, GdPrefixSitsWhereGdPutsIt) {
+  for (const Field& f : {G(pixels), G(sx), G(sy), G(colorsTotal), G(red), G(transparent), G(brush),
+                         G(tileColorMap), G(style), G(thick), G(alpha), G(trueColor), G(tpixels),
+                         G(alphaBlendingFlag), G(saveAlphaFlag)}) {
+    EXPECT_EQ(f.actual, f.documented) << f.name;
+  }
+  EXPECT_LE(sizeof(gdImagePrefix), sizeof(gdImage));
+}
+#endif
 
 // Each constant beside the value the host gives it, as two lists of one group.
 void ExpectValues(const char* group, std::initializer_list<uint64_t> ours,
