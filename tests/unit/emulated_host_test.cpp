@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -45,40 +44,17 @@ WidgetData& Data(REALobject self) {
   return *reinterpret_cast<WidgetData*>(reinterpret_cast<char*>(self) + gWidget.forSystemUse);
 }
 
-void Raise(const char* className, const char* message) {
-  REALobject e = Api<PluginNewInstanceProc>("PluginNewInstance")(className);
-  REALstring text = Api<REALBuildStringWithEncodingProc>("REALBuildStringWithEncoding")(
-      message, static_cast<int32_t>(std::strlen(message)), kREALEncodingUTF8);
-  Api<REALSetPropValueStringProc>("REALSetPropValueString")(e, "Message", text);
-  Api<RuntimeRaiseExceptionProc>("RuntimeRaiseException")(e);
-  Api<REALUnlockObjectProc>("REALUnlockObject")(e);
-  Api<REALUnlockStringProc>("REALUnlockString")(text);
-}
-
 void WidgetConstructor(REALobject) { ++gConstructed; }
 void WidgetDestructor(REALobject self) {
   ++gDestroyed;
   Api<REALUnlockStringProc>("REALUnlockString")(Data(self).label);
   Api<REALUnlockObjectProc>("REALUnlockObject")(Data(self).buddy);
 }
-void WidgetConstruct(REALobject self, int64_t count) {
-  if (count < 0) Raise("OutOfBoundsException", "negative count");
-  Data(self).count = count;
-}
+void WidgetConstruct(REALobject self, int64_t count) { Data(self).count = count; }
 int64_t WidgetAddInteger(REALobject self, int64_t amount) { return Data(self).count += amount; }
 int64_t WidgetAddColor(REALobject self, uint32_t tint) {
   Data(self).tint = tint;
   return -1;
-}
-REALobject WidgetTwin(REALobject self) {
-  REALobject twin = Api<PluginNewInstanceProc>("PluginNewInstance")("Widget");
-  if (twin != nullptr) Data(twin).count = Data(self).count;
-  return twin;
-}
-// Raises and still returns an object: the host must drop it.
-REALobject WidgetFailWithResult(REALobject self) {
-  Raise("OutOfBoundsException", "twin refused");
-  return WidgetTwin(self);
 }
 int64_t WidgetTakeWidget(REALobject, REALobject) { return 1; }
 int64_t WidgetTakeBlock(REALobject, REALobject) { return 2; }
@@ -119,8 +95,6 @@ REALmethodDefinition gWidgetMethods[] = {
     Method(Fn(&WidgetConstruct), "Constructor(count as Integer)"),
     Method(Fn(&WidgetAddInteger), "Add(amount as Integer) as Integer"),
     Method(Fn(&WidgetAddColor), "Add(tint As Color) As Integer"),
-    Method(Fn(&WidgetTwin), "Twin as Widget"),
-    Method(Fn(&WidgetFailWithResult), "FailWithResult as Widget"),
     Method(Fn(&WidgetTakeWidget), "Take(w as Widget) as Integer"),
     Method(Fn(&WidgetTakeBlock), "Take(m as MemoryBlock) as Integer"),
     Method(Fn(&WidgetNarrow), "Narrow(value as Int32) as Int32"),
@@ -158,13 +132,6 @@ class EmulatedHost : public ::testing::Test {
       for (const std::string& e : host_.ProtocolErrors()) ADD_FAILURE() << e;
     }
   }
-  template <class Proc>
-  Proc Entry(const char* name) {
-    auto fn = reinterpret_cast<Proc>(gResolve(name));
-    EXPECT_NE(fn, nullptr) << name;
-    return fn;
-  }
-
   Host host_;
   bool expectMisuse_ = false;
 };
@@ -184,7 +151,9 @@ TEST_F(EmulatedHost, RegistrationPlacesTheDataOnAnAlignedOffsetAndOnlyOneHostLiv
   EXPECT_THROW(Host second, std::logic_error);
 }
 
-TEST_F(EmulatedHost, CallsChooseTheOverloadByArgumentKindAndExceptionsReachTheCaller) {
+// Int32 and Color arguments in their own widths; overloads told apart by the kind of argument, a
+// nil that fits two of them refused rather than guessed.
+TEST_F(EmulatedHost, CallsChooseTheOverloadByArgumentKind) {
   Ref w = host_.New("Widget", 5);
   EXPECT_EQ(w.Call<int64_t>("add", 2), 7);
   EXPECT_EQ(w.Call<int64_t>("Add", Color{0xFF102030}), -1);
@@ -197,19 +166,6 @@ TEST_F(EmulatedHost, CallsChooseTheOverloadByArgumentKindAndExceptionsReachTheCa
   EXPECT_THROW(w.Call<int64_t>("Take", nullptr), std::logic_error);  // nil fits both
   EXPECT_THROW(w.Call<int64_t>("Add", "seven"), std::logic_error);
   EXPECT_THROW(w.Call<std::string>("Add", 1), std::logic_error);  // result kind differs
-  EXPECT_THROW(host_.New("Widget", -1), HostException);           // and the instance is released
-  try {
-    w.Call<Ref>("FailWithResult");
-    ADD_FAILURE() << "no exception";
-  } catch (const HostException& e) {
-    EXPECT_EQ(e.className(), "OutOfBoundsException");
-    EXPECT_EQ(e.message(), "twin refused");
-  }
-  EXPECT_EQ(host_.LiveObjects("Widget"), 1);  // the result of the failed call was dropped
-  w.Call("Add", 1);                           // nothing pending any more
-
-  host_.FailNextInstances(1);  // a plug-in whose own allocation fails gets nil
-  EXPECT_FALSE(w.Call<Ref>("Twin"));
 }
 
 TEST_F(EmulatedHost, StandardPropertiesReadAndWriteTheInstanceData) {
@@ -229,7 +185,7 @@ TEST_F(EmulatedHost, StandardPropertiesReadAndWriteTheInstanceData) {
   w.Set("Buddy", buddy);
   EXPECT_EQ(w.Get<Ref>("Buddy").get(), buddy.get());
   RBInteger n = 0;
-  auto getInteger = Entry<REALGetPropValueIntegerProc>("REALGetPropValueInteger");
+  auto getInteger = Api<REALGetPropValueIntegerProc>("REALGetPropValueInteger");
   EXPECT_FALSE(getInteger(w.get(), "Label", &n));   // a String is not an Integer
   EXPECT_FALSE(getInteger(w.get(), "Broken", &n));  // lies outside the instance data
   EXPECT_FALSE(getInteger(nullptr, "Count", &n));
@@ -244,24 +200,24 @@ TEST_F(EmulatedHost, StandardPropertiesReadAndWriteTheInstanceData) {
 TEST_F(EmulatedHost, ReferenceCountsAndMisuseIsReportedNotFollowed) {
   Ref a = Ref::Retain(host_.New("Widget").get());
   REALobject raw = a.release();
-  Entry<REALLockObjectProc>("REALLockObject")(raw);
-  Entry<REALUnlockObjectProc>("REALUnlockObject")(raw);
+  Api<REALLockObjectProc>("REALLockObject")(raw);
+  Api<REALUnlockObjectProc>("REALUnlockObject")(raw);
   EXPECT_EQ(gDestroyed, 0);
-  Entry<REALUnlockObjectProc>("REALUnlockObject")(raw);
+  Api<REALUnlockObjectProc>("REALUnlockObject")(raw);
   EXPECT_EQ(gDestroyed, 1);
-  Entry<REALLockObjectProc>("REALLockObject")(nullptr);  // nil is fine
+  Api<REALLockObjectProc>("REALLockObject")(nullptr);  // nil is fine
   EXPECT_TRUE(host_.ProtocolErrors().empty());
-  Entry<REALUnlockObjectProc>("REALUnlockObject")(raw);
+  Api<REALUnlockObjectProc>("REALUnlockObject")(raw);
   int local = 0;
-  Entry<REALLockObjectProc>("REALLockObject")(reinterpret_cast<REALobject>(&local));
+  Api<REALLockObjectProc>("REALLockObject")(reinterpret_cast<REALobject>(&local));
   EXPECT_EQ(host_.ProtocolErrors().size(), 2u);
   host_.ClearProtocolErrors();
 }
 
 TEST_F(EmulatedHost, MemoryBlocksTheirFailuresAndForeignMemory) {
   Ref block = host_.NewMemoryBlock(24);
-  auto getPtr = Entry<memoryBlockGetPtrProc>("memoryBlockGetPtr");
-  auto getSize = Entry<memoryBlockGetSizeProc>("memoryBlockGetSize");
+  auto getPtr = Api<memoryBlockGetPtrProc>("memoryBlockGetPtr");
+  auto getSize = Api<memoryBlockGetSizeProc>("memoryBlockGetSize");
   EXPECT_EQ(getPtr(block.get()), Host::BlockData(block));
   block.Set("Size", 40);  // grows, keeps the content zeroed
   EXPECT_EQ(getSize(block.get()), 40);
@@ -271,14 +227,14 @@ TEST_F(EmulatedHost, MemoryBlocksTheirFailuresAndForeignMemory) {
 
   // A block over foreign memory: no size, not owned, not resizable.
   uint8_t foreign[8] = {1, 2, 3};
-  Ref over = Ref::Adopt(Entry<PtrToMemoryBlockProc>("PtrToMemoryBlock")(foreign));
+  Ref over = Ref::Adopt(Api<PtrToMemoryBlockProc>("PtrToMemoryBlock")(foreign));
   EXPECT_EQ(getPtr(over.get()), foreign);
   EXPECT_EQ(getSize(over.get()), 0);
   EXPECT_THROW(over.Set("Size", 4), HostException);
 }
 
 TEST_F(EmulatedHost, ResolverAnswersKnownNamesOnlyAndWorkersMustNotCallTheHost) {
-  auto yield = Entry<REALYieldToRBProc>("REALYieldToRB");
+  auto yield = Api<REALYieldToRBProc>("REALYieldToRB");
   std::thread([yield] { yield(); }).join();
   ASSERT_EQ(host_.ProtocolErrors().size(), 1u);
   EXPECT_NE(host_.ProtocolErrors()[0].find("REALYieldToRB"), std::string::npos);
