@@ -59,12 +59,6 @@ class RowFormatsTest : public PluginTest {
                       kREALEncodingISOLatin1)};
     image.Assign(member, held.string, args...);
   }
-  void AssignRowString(const Ref& image, int64_t y, int64_t format, const Bytes& bytes) {
-    AssignString(image, "RowStringInFormat", bytes, y, format);
-  }
-  void AssignDataString(const Ref& image, int64_t format, const Bytes& bytes) {
-    AssignString(image, "DataStringInFormat", bytes, format);
-  }
 };
 
 TEST_F(RowFormatsTest, RGBARowInOtherFormats) {
@@ -153,14 +147,14 @@ TEST_F(RowFormatsTest, RoundTrips) {
     Bytes all = DataString(image, via);
     FillBytes(image, 0);
     AssignRow(image, 2, via, row2);
-    AssignRowString(image, 3, via, row3);
+    AssignString(image, "RowStringInFormat", row3, int64_t{3}, via);
     const Bytes rows = PixelBytes(image);
     EXPECT_EQ(Bytes(rows.begin() + 2 * row, rows.begin() + 4 * row),
               Bytes(before.begin() + 2 * row, before.begin() + 4 * row));
     // The image's string is its rows' strings one after the other.
     EXPECT_EQ(Bytes(all.begin() + 3 * row3.size(), all.begin() + 4 * row3.size()), row3);
     FillBytes(image, 0);
-    AssignDataString(image, via, all);
+    AssignString(image, "DataStringInFormat", all, via);
     EXPECT_EQ(PixelBytes(image), before);
   }
 }
@@ -196,9 +190,9 @@ TEST_F(RowFormatsTest, Refusals) {
   EXPECT_HOST_EXCEPTION("OutOfBoundsException", "The data has 8 bytes, 9 are needed.",
                         AssignRow(image, 0, kRGB, Bytes(8, 1)));
   EXPECT_HOST_EXCEPTION("OutOfBoundsException", "The data has 11 bytes, 12 are needed.",
-                        AssignRowString(image, 0, kBGRA, Bytes(11, 1)));
+                        AssignString(image, "RowStringInFormat", Bytes(11, 1), int64_t{0}, kBGRA));
   EXPECT_HOST_EXCEPTION("OutOfBoundsException", "The data has 5 bytes, 6 are needed.",
-                        AssignDataString(image, kG, Bytes(5, 1)));
+                        AssignString(image, "DataStringInFormat", Bytes(5, 1), kG));
   EXPECT_EQ(RowBytes(image, 0, 12), Bytes(12, 77));
   // A closed image has no row accessor: refused, not read.
   Ref closed = NewImage(3, 2, kRGBA);
@@ -206,7 +200,7 @@ TEST_F(RowFormatsTest, Refusals) {
   EXPECT_HOST_EXCEPTION("UnsupportedOperationException", "GetRow is nil",
                         closed.Call<Ref>("RowInFormat", int64_t{0}, kRGB));
   EXPECT_HOST_EXCEPTION("UnsupportedOperationException", "GetRow is nil",
-                        AssignDataString(closed, kG, Bytes(6, 1)));
+                        AssignString(closed, "DataStringInFormat", Bytes(6, 1), kG));
 }
 
 }  // namespace
