@@ -37,7 +37,9 @@ class Loaded : public ::testing::Test {
   std::unique_ptr<Host> host_;
 };
 
-TEST_F(Loaded, RegistersBothClasses) {
+// Both classes with their members; the one shared property, Debugging, is a switch hidden from
+// the host's lists: public (0x20), console-safe and run-time only.
+TEST_F(Loaded, RegistersBothClassesAndAHiddenDebuggingSwitch) {
   Load();
   auto classes = host_->PluginClasses();
   ASSERT_EQ(classes.size(), 2u);
@@ -48,11 +50,20 @@ TEST_F(Loaded, RegistersBothClasses) {
   EXPECT_EQ(pictures.propertyCount, 48u);
   EXPECT_EQ(pictures.methodCount, 138u);
   EXPECT_EQ(pictures.constantCount, 88u);
-  EXPECT_EQ(pictures.sharedPropertyCount, 1u);
+  ASSERT_EQ(pictures.sharedPropertyCount, 1u);
   EXPECT_EQ(pictures.sharedMethodCount, 5u);
   EXPECT_EQ(pictures.mFlags, 4u);
   EXPECT_EQ(pictures.dataSize % 16, 0u);
   EXPECT_STREQ(pictures.superName, nullptr);
+  EXPECT_EQ(xqt::host::PropertyName(pictures.sharedProperties[0]), "Debugging");
+  EXPECT_EQ(pictures.sharedProperties[0].flags, 0x26u);
+  EXPECT_TRUE(xqt::host::IsHidden(pictures.sharedProperties[0]));
+  EXPECT_FALSE(xqt::host::IsHidden(pictures.properties[0]));
+  EXPECT_FALSE(host_->GetShared<bool>("PictureXQT", "Debugging"));
+  host_->SetShared("PictureXQT", "Debugging", true);
+  EXPECT_TRUE(host_->GetShared<bool>("PictureXQT", "Debugging"));
+  host_->SetShared("PictureXQT", "Debugging", false);
+  EXPECT_FALSE(host_->GetShared<bool>("PictureXQT", "Debugging"));
 
   const REALclassDefinition& factories = Definition("PictureFactoryXQT");
   EXPECT_EQ(factories.eventCount, 1u);
@@ -120,22 +131,6 @@ TEST_F(Loaded, ControlVersionIsNegotiated) {
               static_cast<uint32_t>(controlVersion));
     host_.reset();
   }
-}
-
-// Public (0x20), console-safe and run-time only, hidden from the host's lists.
-TEST_F(Loaded, DebuggingIsAHiddenSharedSwitch) {
-  Load();
-  const REALclassDefinition& pictures = Definition("PictureXQT");
-  ASSERT_EQ(pictures.sharedPropertyCount, 1u);
-  EXPECT_EQ(xqt::host::PropertyName(pictures.sharedProperties[0]), "Debugging");
-  EXPECT_EQ(pictures.sharedProperties[0].flags, 0x26u);
-  EXPECT_TRUE(xqt::host::IsHidden(pictures.sharedProperties[0]));
-  EXPECT_FALSE(xqt::host::IsHidden(pictures.properties[0]));
-  EXPECT_FALSE(host_->GetShared<bool>("PictureXQT", "Debugging"));
-  host_->SetShared("PictureXQT", "Debugging", true);
-  EXPECT_TRUE(host_->GetShared<bool>("PictureXQT", "Debugging"));
-  host_->SetShared("PictureXQT", "Debugging", false);
-  EXPECT_FALSE(host_->GetShared<bool>("PictureXQT", "Debugging"));
 }
 
 TEST_F(Loaded, OffsetSettersCheckThePixelSize) {
