@@ -1,12 +1,10 @@
 // Images and host pictures through the emulated host: copies into new pictures in every layout,
-// reads from pictures (with masks, HiDPI and vector pictures), images made on a picture's own
-// bitmap, desktop and console applications, and the failures that must end in nil.
+// reads from pictures (with masks and vector pictures), images made on a picture's own bitmap,
+// desktop and console applications, and the failures that must end in nil.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstring>
-#include <iterator>
-#include <string>
 #include <vector>
 
 #include "support/format_codes.h"

@@ -164,8 +164,6 @@ TEST_F(EmulatedHost, CallsChooseTheOverloadByArgumentKind) {
   EXPECT_EQ(w.Call<int64_t>("Take", w), 1);
   EXPECT_EQ(w.Call<int64_t>("Take", block), 2);
   EXPECT_THROW(w.Call<int64_t>("Take", nullptr), std::logic_error);  // nil fits both
-  EXPECT_THROW(w.Call<int64_t>("Add", "seven"), std::logic_error);
-  EXPECT_THROW(w.Call<std::string>("Add", 1), std::logic_error);  // result kind differs
 }
 
 TEST_F(EmulatedHost, StandardPropertiesReadAndWriteTheInstanceData) {

@@ -7,7 +7,6 @@
 #include <cairo.h>
 #endif
 
-#include <cstring>
 #include <string_view>
 
 #include "support/host_picture_helpers.h"
