@@ -10,6 +10,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "filters/area_filters.h"
@@ -25,7 +26,8 @@ namespace {
 
 using xqt::host::Ref;
 
-constexpr int64_t kRGB = 1, kRGBA = 2, kRGBX = 3, kG = 11, kGA = 12, kCMYK = 23, kCMYKA = 24;
+constexpr int64_t kRGB = 1, kRGBA = 2, kRGBX = 3, kG = 11, kGA = 12, kCMYK = 23, kCMYKA = 24,
+                  kKYMC = 28;
 
 class FilterUnits : public StaticPluginTest {
  protected:
@@ -118,6 +120,12 @@ TEST(FilterTables, GainEnds) {
   BuildGainTable(1.5, 0.5, table);
   EXPECT_EQ(table[100], 0);
   EXPECT_EQ(table[255], 255);
+  // Gain and bias 0.5 are the identity up to truncation.
+  BuildGainTable(0.5, 0.5, table);
+  for (int i = 0; i < 256; ++i) EXPECT_TRUE(table[i] == i || table[i] == i - 1) << i;
+  // Bias 0.25 gives t / (2 (1 - t) + 1) x 255: 128 / 255 = 0.50196 gives 64.12, truncated 64.
+  BuildGainTable(0.5, 0.25, table);
+  EXPECT_EQ(table[128], 64);
 }
 
 TEST(FilterTables, SolarizeShape) {
@@ -336,11 +344,11 @@ TEST_F(FilterUnits, DitherOfOneColourByHand) {
 }
 
 // Amount 0.1 is a factor of 1.4: 95 over 90 differs by 5, at or over the threshold of 3, and
-// becomes trunc(90 + 5 * 1.4) = 97. CMYK without alpha maps the byte at its AlphaOffset (cyan)
-// once more after the inks: trunc(90 + 7 * 1.4) = 99. Padding stays, and below the threshold
-// nothing changes.
+// becomes trunc(90 + 5 * 1.4) = 97. CMYK without alpha maps the byte at its AlphaOffset 0 (cyan,
+// or black in KYMC) once more after the inks: trunc(90 + 7 * 1.4) = 99. Padding stays, and below
+// the threshold nothing changes.
 TEST_F(FilterUnits, UnsharpOfOneColourByHand) {
-  for (int64_t format : {kRGBA, kRGBX, kG, kGA, kCMYK, kCMYKA}) {
+  for (int64_t format : {kRGBA, kRGBX, kG, kGA, kCMYK, kKYMC, kCMYKA}) {
     Ref self = Filled(format, 95);
     Ref other = Filled(format, 90);
     EXPECT_TRUE(UnsharpFilter(self.get(), other.get(), 0.1, 3));
@@ -348,12 +356,21 @@ TEST_F(FilterUnits, UnsharpOfOneColourByHand) {
     for (int64_t i = 0; i < s->PixelSize; ++i) {
       uint8_t want = 97;
       if (format == kRGBX && i == 3) want = 95;
-      if (format == kCMYK && i == s->AlphaOffset) want = 99;
+      if ((format == kCMYK || format == kKYMC) && i == s->AlphaOffset) want = 99;
       EXPECT_EQ(At(self, 4, 2, i), want) << "format " << format << " byte " << i;
     }
     Ref near = Filled(format, 92);
     EXPECT_TRUE(UnsharpFilter(near.get(), other.get(), 0.1, 3));
     EXPECT_EQ(At(near, 1, 1, 0), 92);
+  }
+  // A difference equal to the threshold moves; the threshold is taken in 32 bits.
+  const int64_t high = int64_t{1} << 32;
+  Ref other = Filled(kG, 90);
+  for (auto [threshold, want] :
+       {std::pair{int64_t{5}, 97}, {int64_t{6}, 95}, {high + 5, 97}, {high + 6, 95}}) {
+    Ref self = Filled(kG, 95);
+    EXPECT_TRUE(UnsharpFilter(self.get(), other.get(), 0.1, threshold));
+    EXPECT_EQ(At(self, 2, 1, 0), want) << threshold;
   }
   // Past both ends: 10 against 100 by a factor of 3 is -170, 250 against 200 is 350.
   Ref dark = Filled(kG, 10), bright = Filled(kG, 250);
