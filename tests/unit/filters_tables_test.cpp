@@ -43,11 +43,13 @@ class FilterUnits : public StaticPluginTest {
     }
     return image;
   }
-  // A 5 x 3 image with every byte `value`.
-  Ref Filled(int64_t format, uint8_t value) {
-    Ref image = NewImage(5, 3, format);
+  // An image with every byte `value`.
+  Ref Filled(int64_t format, uint8_t value, int64_t width = 5, int64_t height = 3) {
+    Ref image = NewImage(width, height, format);
     ImageClassData* data = ImageData(image.get());
-    for (int64_t y = 0; y < 3; ++y) std::memset(data->GetRow(data, y), value, 5 * data->PixelSize);
+    for (int64_t y = 0; y < height; ++y) {
+      std::memset(data->GetRow(data, y), value, width * data->PixelSize);
+    }
     return image;
   }
   // The byte at `offset` of pixel (x, y), or of the pixel of a ramp whose index is `value`.
@@ -214,8 +216,12 @@ TEST_F(FilterUnits, TransferReadsTheArraysLowByteAndZeroPastTheEnd) {
   EXPECT_EQ(table[255], 7);
 }
 
+// Which channel takes which array, per overload and family, on a ramp into a dest of 77 in every
+// byte: each written channel holds its curve at the pixel's index, every other byte stays. Gray
+// images take the green curve from the colour overloads, a nil array is the zero curve, and CMYK
+// is left alone.
 TEST_F(FilterUnits, TransferOverloadsByFamily) {
-  std::vector<int64_t> up(256), down(256), third(256), alpha(256);
+  std::vector<int64_t> up(256), down(256), third(256), alpha(256), zero(256);
   for (int i = 0; i < 256; ++i) {
     up[i] = i + 1;  // 255 + 1 wraps to 0
     down[i] = 255 - i;
@@ -224,55 +230,56 @@ TEST_F(FilterUnits, TransferOverloadsByFamily) {
   }
   Ref r = host_.NewIntegerArray(up), g = host_.NewIntegerArray(down);
   Ref b = host_.NewIntegerArray(third), a = host_.NewIntegerArray(alpha);
-  auto check = [&](const Ref& result, Channel channel, const std::vector<int64_t>& curve) {
-    ASSERT_TRUE(result);
-    int64_t to = ChannelOffset(*ImageData(result.get()), channel);
-    for (int v = 0; v < 256; ++v) {
-      ASSERT_EQ(At(result, v, to), static_cast<uint8_t>(curve[v])) << v;
-    }
+  using Curves = std::vector<std::pair<Channel, const std::vector<int64_t>*>>;
+  const Channel kR = Channel::kRed, kG = Channel::kGreen, kB = Channel::kBlue, kA = Channel::kAlpha;
+  const struct {
+    std::function<REALobject(REALobject, REALobject)> call;
+    int64_t format;
+    Curves curves;
+  } cases[] = {
+      {[&](auto s, auto d) { return TransferFilterG(s, d, r.get()); },
+       kRGBA,
+       {{kR, &up}, {kG, &up}, {kB, &up}}},
+      {[&](auto s, auto d) { return TransferFilterGA(s, d, g.get(), a.get()); },
+       kRGBA,
+       {{kR, &down}, {kG, &down}, {kB, &down}, {kA, &alpha}}},
+      {[&](auto s, auto d) { return TransferFilterRGB(s, d, r.get(), g.get(), b.get()); },
+       kRGBA,
+       {{kR, &up}, {kG, &down}, {kB, &third}}},
+      {[&](auto s, auto d) { return TransferFilterRGBA(s, d, r.get(), g.get(), b.get(), a.get()); },
+       kRGBA,
+       {{kR, &up}, {kG, &down}, {kB, &third}, {kA, &alpha}}},
+      {[&](auto s, auto d) { return TransferFilterG(s, d, r.get()); },
+       kGA,
+       {{Channel::kGray, &up}}},
+      {[&](auto s, auto d) { return TransferFilterG(s, d, nullptr); },
+       kGA,
+       {{Channel::kGray, &zero}}},
+      {[&](auto s, auto d) { return TransferFilterRGB(s, d, r.get(), g.get(), b.get()); },
+       kGA,
+       {{Channel::kGray, &down}}},
+      {[&](auto s, auto d) { return TransferFilterRGBA(s, d, r.get(), g.get(), b.get(), a.get()); },
+       kGA,
+       {{Channel::kGray, &down}, {kA, &alpha}}},
+      {[&](auto s, auto d) { return TransferFilterRGBA(s, d, r.get(), g.get(), b.get(), a.get()); },
+       kCMYK,
+       {}},
   };
-
-  Ref rgba = Ramp(kRGBA);
-  check(Ref::Adopt(TransferFilterG(rgba.get(), nullptr, r.get())), Channel::kBlue, up);
-  Ref two = Ref::Adopt(TransferFilterGA(rgba.get(), nullptr, g.get(), a.get()));
-  check(two, Channel::kRed, down);
-  check(two, Channel::kAlpha, alpha);
-  Ref three = Ref::Adopt(TransferFilterRGB(rgba.get(), nullptr, r.get(), g.get(), b.get()));
-  check(three, Channel::kRed, up);
-  check(three, Channel::kGreen, down);
-  check(three, Channel::kBlue, third);
-  Ref four =
-      Ref::Adopt(TransferFilterRGBA(rgba.get(), nullptr, r.get(), g.get(), b.get(), a.get()));
-  check(four, Channel::kAlpha, alpha);
-
-  // Gray images take the green curve from the colour overloads.
-  Ref ga = Ramp(kGA);
-  Ref grayThree = Ref::Adopt(TransferFilterRGB(ga.get(), nullptr, r.get(), g.get(), b.get()));
-  check(grayThree, Channel::kGray, down);
-  Ref grayFour =
-      Ref::Adopt(TransferFilterRGBA(ga.get(), nullptr, r.get(), g.get(), b.get(), a.get()));
-  check(grayFour, Channel::kGray, down);
-  check(grayFour, Channel::kAlpha, alpha);
-  // A nil array is an all-zero curve.
-  Ref zero = Ref::Adopt(TransferFilterG(ga.get(), nullptr, nullptr));
-  check(zero, Channel::kGray, std::vector<int64_t>(256, 0));
-
-  // The alpha-less overloads leave the dest's alpha; CMYK is left alone.
-  Ref dest = NewImage(16, 16, kGA);
-  ImageClassData* d = ImageData(dest.get());
-  for (int64_t y = 0; y < 16; ++y) {
-    for (int64_t x = 0; x < 16; ++x) d->GetRow(d, y)[x * 2 + d->AlphaOffset] = 77;
+  for (const auto& c : cases) {
+    Ref source = Ramp(c.format), dest = Filled(c.format, 77, 16, 16);
+    Ref result = Ref::Adopt(c.call(source.get(), dest.get()));
+    ASSERT_EQ(result.get(), dest.get());
+    const ImageClassData& d = *ImageData(dest.get());
+    for (int v = 0; v < 256; ++v) {
+      for (int64_t i = 0; i < d.PixelSize; ++i) {
+        uint8_t want = 77;
+        for (auto [channel, curve] : c.curves) {
+          if (ChannelOffset(d, channel) == i) want = static_cast<uint8_t>((*curve)[v]);
+        }
+        ASSERT_EQ(At(dest, v, i), want) << "format " << c.format << " at " << v << " byte " << i;
+      }
+    }
   }
-  Ref same = Ref::Adopt(TransferFilterG(ga.get(), dest.get(), r.get()));
-  EXPECT_EQ(same.get(), dest.get());
-  EXPECT_EQ(At(dest, 200, d->AlphaOffset), 77);
-  Ref cmyk = Ramp(kCMYK);
-  Ref cmykDest = NewImage(16, 16, kCMYK);
-  uint8_t before = At(cmykDest, 100, 0);
-  Ref cmykResult = Ref::Adopt(
-      TransferFilterRGBA(cmyk.get(), cmykDest.get(), r.get(), g.get(), b.get(), a.get()));
-  EXPECT_EQ(cmykResult.get(), cmykDest.get());
-  EXPECT_EQ(At(cmykDest, 100, 0), before);
 }
 
 TEST_F(FilterUnits, FrameLogsInOrder) {
