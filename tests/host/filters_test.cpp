@@ -112,13 +112,12 @@ TEST_F(Unsharp, MismatchedImagesAreRefused) {
   Ref self = NewImage(4, 4, kRGB);
   Randomise(self, 10);
   Bytes before = PixelBytes(self);
-  EXPECT_FALSE(self.Call<bool>("UnsharpFilter", nullptr, 1.0, int64_t{0}));
-  EXPECT_FALSE(self.Call<bool>("UnsharpFilter", NewImage(5, 4, kRGB), 1.0, int64_t{0}));
-  EXPECT_FALSE(self.Call<bool>("UnsharpFilter", NewImage(4, 3, kRGB), 1.0, int64_t{0}));
-  EXPECT_FALSE(self.Call<bool>("UnsharpFilter", NewImage(4, 4, kRGBA), 1.0, int64_t{0}));
   Ref closed = NewImage(4, 4, kRGB);
   closed.Call("Close");
-  EXPECT_FALSE(self.Call<bool>("UnsharpFilter", closed, 1.0, int64_t{0}));
+  for (const Ref& other :
+       {Ref(), NewImage(5, 4, kRGB), NewImage(4, 3, kRGB), NewImage(4, 4, kRGBA), closed}) {
+    EXPECT_FALSE(self.Call<bool>("UnsharpFilter", other, 1.0, int64_t{0}));
+  }
   EXPECT_EQ(PixelBytes(self), before);
   EXPECT_FALSE(NewImage(4, 4, kGray16)
                    .Call<bool>("UnsharpFilter", NewImage(4, 4, kGray16), 1.0, int64_t{0}));

@@ -217,9 +217,9 @@ TEST_F(FilterUnits, TransferReadsTheArraysLowByteAndZeroPastTheEnd) {
 }
 
 // Which channel takes which array, per overload and family, on a ramp into a dest of 77 in every
-// byte: each written channel holds its curve at the pixel's index, every other byte stays. Gray
-// images take the green curve from the colour overloads, a nil array is the zero curve, and CMYK
-// is left alone.
+// byte: red, green, blue, gray and alpha hold the curve of their column at the pixel's index (none:
+// the byte stays). Gray images take the green curve from the colour overloads, a nil array is the
+// zero curve, and CMYK is left alone.
 TEST_F(FilterUnits, TransferOverloadsByFamily) {
   std::vector<int64_t> up(256), down(256), third(256), alpha(256), zero(256);
   for (int i = 0; i < 256; ++i) {
@@ -228,53 +228,39 @@ TEST_F(FilterUnits, TransferOverloadsByFamily) {
     third[i] = i / 3;
     alpha[i] = i ^ 0x55;
   }
-  Ref r = host_.NewIntegerArray(up), g = host_.NewIntegerArray(down);
-  Ref b = host_.NewIntegerArray(third), a = host_.NewIntegerArray(alpha);
-  using Curves = std::vector<std::pair<Channel, const std::vector<int64_t>*>>;
-  const Channel kR = Channel::kRed, kG = Channel::kGreen, kB = Channel::kBlue, kA = Channel::kAlpha;
+  Ref rArray = host_.NewIntegerArray(up), gArray = host_.NewIntegerArray(down);
+  Ref bArray = host_.NewIntegerArray(third), aArray = host_.NewIntegerArray(alpha);
+  REALobject r = rArray.get(), g = gArray.get(), b = bArray.get(), a = aArray.get();
+  auto *u = &up, *d = &down, *t = &third, *al = &alpha, *z = &zero;
+  decltype(u) none = nullptr;
   const struct {
-    std::function<REALobject(REALobject, REALobject)> call;
+    int arrays;  // the overload of one (G, with `first`), two (GA), three (RGB) or four (RGBA)
+    REALobject first;
     int64_t format;
-    Curves curves;
+    const std::vector<int64_t>* want[5];  // red, green, blue, gray, alpha
   } cases[] = {
-      {[&](auto s, auto d) { return TransferFilterG(s, d, r.get()); },
-       kRGBA,
-       {{kR, &up}, {kG, &up}, {kB, &up}}},
-      {[&](auto s, auto d) { return TransferFilterGA(s, d, g.get(), a.get()); },
-       kRGBA,
-       {{kR, &down}, {kG, &down}, {kB, &down}, {kA, &alpha}}},
-      {[&](auto s, auto d) { return TransferFilterRGB(s, d, r.get(), g.get(), b.get()); },
-       kRGBA,
-       {{kR, &up}, {kG, &down}, {kB, &third}}},
-      {[&](auto s, auto d) { return TransferFilterRGBA(s, d, r.get(), g.get(), b.get(), a.get()); },
-       kRGBA,
-       {{kR, &up}, {kG, &down}, {kB, &third}, {kA, &alpha}}},
-      {[&](auto s, auto d) { return TransferFilterG(s, d, r.get()); },
-       kGA,
-       {{Channel::kGray, &up}}},
-      {[&](auto s, auto d) { return TransferFilterG(s, d, nullptr); },
-       kGA,
-       {{Channel::kGray, &zero}}},
-      {[&](auto s, auto d) { return TransferFilterRGB(s, d, r.get(), g.get(), b.get()); },
-       kGA,
-       {{Channel::kGray, &down}}},
-      {[&](auto s, auto d) { return TransferFilterRGBA(s, d, r.get(), g.get(), b.get(), a.get()); },
-       kGA,
-       {{Channel::kGray, &down}, {kA, &alpha}}},
-      {[&](auto s, auto d) { return TransferFilterRGBA(s, d, r.get(), g.get(), b.get(), a.get()); },
-       kCMYK,
-       {}},
+      {1, r, kRGBA, {u, u, u, none, none}},          {2, g, kRGBA, {d, d, d, none, al}},
+      {3, r, kRGBA, {u, d, t, none, none}},          {4, r, kRGBA, {u, d, t, none, al}},
+      {1, r, kGA, {none, none, none, u, none}},      {1, nullptr, kGA, {none, none, none, z, none}},
+      {3, r, kGA, {none, none, none, d, none}},      {4, r, kGA, {none, none, none, d, al}},
+      {4, r, kCMYK, {none, none, none, none, none}},
   };
+  const Channel channels[5] = {Channel::kRed, Channel::kGreen, Channel::kBlue, Channel::kGray,
+                               Channel::kAlpha};
   for (const auto& c : cases) {
     Ref source = Ramp(c.format), dest = Filled(c.format, 77, 16, 16);
-    Ref result = Ref::Adopt(c.call(source.get(), dest.get()));
+    REALobject s = source.get(), o = dest.get();
+    Ref result = Ref::Adopt(c.arrays == 1   ? TransferFilterG(s, o, c.first)
+                            : c.arrays == 2 ? TransferFilterGA(s, o, g, a)
+                            : c.arrays == 3 ? TransferFilterRGB(s, o, r, g, b)
+                                            : TransferFilterRGBA(s, o, r, g, b, a));
     ASSERT_EQ(result.get(), dest.get());
-    const ImageClassData& d = *ImageData(dest.get());
+    const ImageClassData& data = *ImageData(dest.get());
     for (int v = 0; v < 256; ++v) {
-      for (int64_t i = 0; i < d.PixelSize; ++i) {
+      for (int64_t i = 0; i < data.PixelSize; ++i) {
         uint8_t want = 77;
-        for (auto [channel, curve] : c.curves) {
-          if (ChannelOffset(d, channel) == i) want = static_cast<uint8_t>((*curve)[v]);
+        for (int k = 0; k < 5; ++k) {
+          if (c.want[k] && ChannelOffset(data, channels[k]) == i) want = uint8_t((*c.want[k])[v]);
         }
         ASSERT_EQ(At(dest, v, i), want) << "format " << c.format << " at " << v << " byte " << i;
       }
