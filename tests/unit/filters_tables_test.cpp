@@ -338,12 +338,10 @@ TEST_F(FilterUnits, DitherOfOneColourByHand) {
 
 // Amount 0.1 is a factor of 1.4: 95 over 90 differs by 5, at or over the threshold of 3, and
 // becomes trunc(90 + 5 * 1.4) = 97. CMYK without alpha maps the byte at its AlphaOffset 0 (cyan,
-// or black in KYMC) once more after the inks: trunc(90 + 7 * 1.4) = 99. Padding stays, and below
-// the threshold nothing changes.
+// or black in KYMC) once more after the inks: trunc(90 + 7 * 1.4) = 99. Padding stays.
 TEST_F(FilterUnits, UnsharpOfOneColourByHand) {
   for (int64_t format : {kRGBA, kRGBX, kG, kGA, kCMYK, kKYMC, kCMYKA}) {
-    Ref self = Filled(format, 95);
-    Ref other = Filled(format, 90);
+    Ref self = Filled(format, 95), other = Filled(format, 90);
     EXPECT_TRUE(UnsharpFilter(self.get(), other.get(), 0.1, 3));
     ImageClassData* s = ImageData(self.get());
     for (int64_t i = 0; i < s->PixelSize; ++i) {
@@ -352,26 +350,24 @@ TEST_F(FilterUnits, UnsharpOfOneColourByHand) {
       if ((format == kCMYK || format == kKYMC) && i == s->AlphaOffset) want = 99;
       EXPECT_EQ(At(self, 4, 2, i), want) << "format " << format << " byte " << i;
     }
-    Ref near = Filled(format, 92);
-    EXPECT_TRUE(UnsharpFilter(near.get(), other.get(), 0.1, 3));
-    EXPECT_EQ(At(near, 1, 1, 0), 92);
   }
-  // A difference equal to the threshold moves; the threshold is taken in 32 bits.
+  // On gray: a difference equal to the threshold moves, a smaller one not, and the threshold is
+  // taken in 32 bits; past both ends, 10 against 100 by a factor of 3 is -170, 250 against 200 is
+  // 350.
   const int64_t high = int64_t{1} << 32;
-  Ref other = Filled(kG, 90);
-  for (auto [threshold, want] :
-       {std::pair{int64_t{5}, 97}, {int64_t{6}, 95}, {high + 5, 97}, {high + 6, 95}}) {
-    Ref self = Filled(kG, 95);
-    EXPECT_TRUE(UnsharpFilter(self.get(), other.get(), 0.1, threshold));
-    EXPECT_EQ(At(self, 2, 1, 0), want) << threshold;
+  const struct {
+    uint8_t self, other;
+    double amount;
+    int64_t threshold;
+    int want;
+  } cases[] = {{95, 90, 0.1, 5, 97},        {95, 90, 0.1, 6, 95},        {92, 90, 0.1, 3, 92},
+               {95, 90, 0.1, high + 5, 97}, {95, 90, 0.1, high + 6, 95}, {10, 100, 0.5, 0, 0},
+               {250, 200, 0.5, 0, 255}};
+  for (const auto& c : cases) {
+    Ref self = Filled(kG, c.self), other = Filled(kG, c.other);
+    EXPECT_TRUE(UnsharpFilter(self.get(), other.get(), c.amount, c.threshold));
+    EXPECT_EQ(At(self, 2, 1, 0), c.want) << int(c.self) << " " << c.threshold;
   }
-  // Past both ends: 10 against 100 by a factor of 3 is -170, 250 against 200 is 350.
-  Ref dark = Filled(kG, 10), bright = Filled(kG, 250);
-  Ref mid = Filled(kG, 100), lower = Filled(kG, 200);
-  EXPECT_TRUE(UnsharpFilter(dark.get(), mid.get(), 0.5, 0));
-  EXPECT_TRUE(UnsharpFilter(bright.get(), lower.get(), 0.5, 0));
-  EXPECT_EQ(At(dark, 0, 0, 0), 0);
-  EXPECT_EQ(At(bright, 0, 0, 0), 255);
 }
 
 // The multiply-and-correct division the box blurs use, against the processor's division.
