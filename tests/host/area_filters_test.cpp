@@ -11,6 +11,7 @@
 #include "support/format_codes.h"
 #include "support/host_expectations.h"
 #include "support/image_bytes.h"
+#include "support/image_layout.h"
 #include "support/plugin_fixture.h"
 
 namespace {
@@ -28,17 +29,11 @@ class AreaFilters : public PluginTest {
   void ExpectSums(const Ref& source, const Ref& result, int64_t rx, int64_t ry, Weight weight,
                   Finish finish, bool keepAlpha = false) {
     const int64_t w = source.Get<int64_t>("Width"), h = source.Get<int64_t>("Height");
-    const int64_t pixel = result.Get<int64_t>("PixelSize"), from = source.Get<int64_t>("PixelSize");
     const std::vector<int64_t> in = ChannelOffsets(source), out = ChannelOffsets(result);
     const size_t kept = keepAlpha && source.Get<bool>("HasAlpha") ? in.size() - 1 : in.size();
-    std::vector<const uint8_t*> rows, results;  // fetched once: each fetch is a host call
-    for (int64_t y = 0; y < h; ++y) {
-      rows.push_back(Row(source, y));
-      results.push_back(Row(result, y));
-    }
+    ImageSnapshot from(source), to(result);
     auto at = [&](int64_t x, int64_t y, int64_t offset) {
-      return rows[std::clamp<int64_t>(y, 0, h - 1)]
-                 [std::clamp<int64_t>(x, 0, w - 1) * from + offset];
+      return from.Pixel(std::clamp<int64_t>(x, 0, w - 1), std::clamp<int64_t>(y, 0, h - 1))[offset];
     };
     ForEachPixel(w, h, [&](int64_t x, int64_t y) {
       for (size_t k = 0; k < in.size(); ++k) {
@@ -46,7 +41,7 @@ class AreaFilters : public PluginTest {
         for (int64_t j = -ry; j <= ry && k < kept; ++j) {
           for (int64_t i = -rx; i <= rx; ++i) sum += weight(i, j) * at(x + i, y + j, in[k]);
         }
-        ASSERT_EQ(results[y][x * pixel + out[k]], k < kept ? finish(sum) : at(x, y, in[k]))
+        ASSERT_EQ(to.Pixel(x, y)[out[k]], k < kept ? finish(sum) : at(x, y, in[k]))
             << "x " << x << " y " << y << " channel " << k << " radii " << rx << "," << ry;
       }
     });

@@ -52,19 +52,10 @@ class FilterUnits : public StaticPluginTest {
     }
     return image;
   }
-  // The byte at `offset` of pixel (x, y), or of the pixel of a ramp whose index is `value`.
+  // The byte at `offset` of pixel (x, y).
   static uint8_t At(const Ref& image, int64_t x, int64_t y, int64_t offset) {
     ImageClassData* data = ImageData(image.get());
     return data->GetRow(data, y)[x * data->PixelSize + offset];
-  }
-  static uint8_t At(const Ref& image, int value, int64_t offset) {
-    return At(image, value % 16, value / 16, offset);
-  }
-
-  // The captured lines as debug lines of these texts.
-  static std::vector<std::string> Debug(std::vector<std::string> texts) {
-    for (std::string& text : texts) text = "XQT Debug: " + text + "\n";
-    return texts;
   }
 };
 
@@ -251,7 +242,8 @@ TEST_F(FilterUnits, TransferOverloadsByFamily) {
         for (int k = 0; k < 5; ++k) {
           if (c.want[k] && ChannelOffset(data, channels[k]) == i) want = uint8_t((*c.want[k])[v]);
         }
-        ASSERT_EQ(At(dest, v, i), want) << "format " << c.format << " at " << v << " byte " << i;
+        ASSERT_EQ(At(dest, v % 16, v / 16, i), want)
+            << "format " << c.format << " at " << v << " byte " << i;
       }
     }
   }
@@ -286,7 +278,9 @@ TEST_F(FilterUnits, FrameLogsInOrder) {
   for (const Case& c : cases) {
     LogCapture log;
     c.run();
-    EXPECT_EQ(log.lines(), Debug(c.lines));
+    std::vector<std::string> want;
+    for (const std::string& line : c.lines) want.push_back("XQT Debug: " + line + "\n");
+    EXPECT_EQ(log.lines(), want);
   }
   EXPECT_EQ(host_.LiveObjects("PictureXQT"), 5);
 }
