@@ -41,29 +41,23 @@ class ArtisticFilters : public PluginTest {
   }
 };
 
+// A dot of 255 amid a 3 x 3 black gray image, edges clamped. Oil: no window holds the dot twice,
+// so the dark bucket wins everywhere. Neon: 2 (|right - left| + |down - up|) clamped, 255 beside
+// the dot and 0 elsewhere. Engrave: 128 + I(x+1, y+1) - I(x-1, y-1), 383 -> 255 at (0, 0),
+// 128 - 255 -> 0 at (2, 2), 128 elsewhere. Stamp: at or above the threshold white. Diffuse by 0
+// is a copy.
 TEST_F(ArtisticFilters, SmallCasesByHand) {
   Ref image = NewImage(3, 3, kG);
   FillBytes(image, 0);
   Row(image, 1)[1] = 255;
-  // Oil: eight of nine neighbours in the dark bucket, so the dot goes.
-  EXPECT_EQ(Row(image.Call<Ref>("OilFilter", nullptr, int64_t{1}, int64_t{2}), 1)[1], 0);
-  // Neon at the dot's neighbour (1, 0): |0 - 0| + |255 - 0| (down minus up, the top clamped)
-  // doubled and clamped: 255. At the dot itself every difference is 0.
-  Ref neon = image.Call<Ref>("NeonFilter", nullptr);
-  EXPECT_EQ(Row(neon, 0)[1], 255);
-  EXPECT_EQ(Row(neon, 1)[1], 0);
-  // Engrave: 128 + I(x+1, y+1) - I(x-1, y-1); at (0, 0) the lit side is the dot: 383 -> 255;
-  // at (2, 2) the shaded side is: 128 - 255 -> 0; elsewhere flat 128.
-  Ref engraved = image.Call<Ref>("EngraveFilter", nullptr);
-  EXPECT_EQ(Row(engraved, 0)[0], 255);
-  EXPECT_EQ(Row(engraved, 2)[2], 0);
-  EXPECT_EQ(Row(engraved, 0)[2], 128);
-  // Stamp: at or above the threshold white.
-  Ref stamp = image.Call<Ref>("StampFilter", nullptr, int64_t{255});
-  EXPECT_EQ(Row(stamp, 1)[1], 255);
-  EXPECT_EQ(Row(stamp, 0)[0], 0);
-  // Diffuse by 0 is a copy.
-  EXPECT_EQ(PixelBytes(image.Call<Ref>("DiffuseFilter", nullptr, int64_t{0})), PixelBytes(image));
+  auto run = [&](const char* name, auto... args) {
+    return PixelBytes(image.Call<Ref>(name, nullptr, args...));
+  };
+  EXPECT_EQ(run("OilFilter", int64_t{1}, int64_t{2}), Bytes(9, 0));
+  EXPECT_EQ(run("NeonFilter"), (Bytes{0, 255, 0, 255, 0, 255, 0, 255, 0}));
+  EXPECT_EQ(run("EngraveFilter"), (Bytes{255, 128, 128, 128, 128, 128, 128, 128, 0}));
+  EXPECT_EQ(run("StampFilter", int64_t{255}), (Bytes{0, 0, 0, 0, 255, 0, 0, 0, 0}));
+  EXPECT_EQ(run("DiffuseFilter", int64_t{0}), PixelBytes(image));
 }
 
 // Every family filters like gray: an image whose colours all hold a gray image's levels (CMYK
