@@ -23,21 +23,11 @@ class ArtisticFilters : public PluginTest {
   // gray level: in every colour, or for CMYK as black ink 255 - level and no other ink; and with
   // `alpha` as the alpha.
   static Bytes AsFamily(const Ref& image, const Bytes& level, const Bytes& alpha) {
-    Bytes out = PixelBytes(image);
-    const auto size = static_cast<size_t>(image.Get<int64_t>("PixelSize"));
-    for (const std::string name :
-         {"Gray", "Red", "Green", "Blue", "Cyan", "Magenta", "Yellow", "Black", "Alpha"}) {
-      if (!image.Get<bool>("Has" + name)) continue;
-      const auto offset = static_cast<size_t>(image.Get<int64_t>(name + "Offset"));
-      for (size_t i = 0; i < level.size(); ++i) {
-        out[i * size + offset] = name == "Alpha"   ? alpha[i]
-                                 : name == "Black" ? static_cast<uint8_t>(255 - level[i])
-                                 : name == "Cyan" || name == "Magenta" || name == "Yellow"
-                                     ? 0
-                                     : level[i];
-      }
-    }
-    return out;
+    return WithChannels(image, PixelBytes(image), [&](const std::string& name, size_t i) -> int {
+      if (name == "Alpha") return alpha[i];
+      if (name == "Black") return 255 - level[i];
+      return name == "Cyan" || name == "Magenta" || name == "Yellow" ? 0 : level[i];
+    });
   }
 };
 

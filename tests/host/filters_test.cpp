@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -63,16 +64,11 @@ TEST_F(Filters, EachOverloadWritesItsChannelsInEveryFormat) {
       }
       ASSERT_EQ(result.get(), dest.get());
       const int ink = c.cmyk ? c.gray : -1;
-      const Bytes want = WithChannels(dest, before,
-                                      {{"Gray", c.gray},
-                                       {"Red", c.red},
-                                       {"Green", c.green},
-                                       {"Blue", c.blue},
-                                       {"Cyan", ink},
-                                       {"Magenta", ink},
-                                       {"Yellow", ink},
-                                       {"Black", ink},
-                                       {"Alpha", c.alpha}});
+      std::map<std::string, int> values = {{"Gray", c.gray}, {"Red", c.red}, {"Green", c.green},
+                                           {"Blue", c.blue}, {"Cyan", ink},  {"Magenta", ink},
+                                           {"Yellow", ink},  {"Black", ink}, {"Alpha", c.alpha}};
+      const Bytes want =
+          WithChannels(dest, before, [&](const std::string& name, size_t) { return values[name]; });
       EXPECT_EQ(PixelBytes(dest), family && (c.cmyk || !cmyk) ? want : before);
     }
   }
