@@ -289,8 +289,8 @@ class FilterLevels : public StaticPluginTest {
 // same pixels), and a dest whose rows start one pixel into the source's, so that the rows overlap
 // with the same layout, which only the plain loop (each pixel after the previous one) gets right.
 TEST_F(FilterLevels, EveryFilterInEveryStorage) {
-  auto clip = [](const Ref& image) {
-    return image.Call<Ref>("ClipImage", int64_t{3}, int64_t{1}, int64_t{29}, int64_t{5});
+  auto clip = [](const Ref& image, int64_t x, int64_t y, int64_t width, int64_t height) {
+    return image.Call<Ref>("ClipImage", x, y, width, height);
   };
   const std::vector<int64_t> some = {kRGB, kRGBA, kGA, kCMYKA, kGray16};
   const Storage storages[] = {
@@ -299,7 +299,7 @@ TEST_F(FilterLevels, EveryFilterInEveryStorage) {
        [](Images& images, const Pair& filter) { filter(images[0].get(), images[1].get()); }},
       {"clips, and in place", some,
        [&](Images& images, const Pair& filter) {
-         Ref from = clip(images[0]), to = clip(images[1]);
+         Ref from = clip(images[0], 3, 1, 29, 5), to = clip(images[1], 3, 1, 29, 5);
          filter(from.get(), to.get());
          filter(images[0].get(), images[0].get());
        }},
@@ -316,11 +316,8 @@ TEST_F(FilterLevels, EveryFilterInEveryStorage) {
        }},
       {"overlapping rows",
        {kRGBA},
-       [](Images& images, const Pair& filter) {
-         auto clip = [](const Ref& image) {
-           return image.Call<Ref>("ClipImage", int64_t{0}, int64_t{0}, int64_t{40}, int64_t{7});
-         };
-         Ref from = clip(images[0]), to = clip(images[1]);
+       [&](Images& images, const Pair& filter) {
+         Ref from = clip(images[0], 0, 0, 40, 7), to = clip(images[1], 0, 0, 40, 7);
          ImageClassData* rows = ImageData(to.get());
          gShiftedParent = ImageData(images[0].get());
          rows->GetRow = ShiftedRow;
@@ -340,11 +337,9 @@ TEST_F(FilterLevels, EveryFilterInEveryStorage) {
               storage.run(images, [&](REALobject from, REALobject to) {
                 EXPECT_TRUE(filter(from, to, format)) << name;
               });
-              std::vector<uint8_t> bytes;
-              for (const Ref& image : images) {
-                const std::vector<uint8_t> one = ImageSnapshot(image).data;
-                bytes.insert(bytes.end(), one.begin(), one.end());
-              }
+              std::vector<uint8_t> bytes = ImageSnapshot(images[0]).data;
+              const std::vector<uint8_t> second = ImageSnapshot(images[1]).data;
+              bytes.insert(bytes.end(), second.begin(), second.end());
               return bytes;
             },
             std::string(storage.name) + ", " + name + ", format " + std::to_string(format));

@@ -248,11 +248,8 @@ TEST_F(FilterUnits, TransferOverloadsByFamily) {
 }
 
 TEST_F(FilterUnits, FrameLogsInOrder) {
-  Ref source = NewImage(4, 2, kRGB);
-  Ref dest = NewImage(4, 2, kRGB);
-  Ref wide = NewImage(4, 2, 41);
-  Ref small = NewImage(3, 2, kRGB);
-  Ref other = NewImage(4, 2, kRGB);
+  Ref source = NewImage(4, 2, kRGB), dest = NewImage(4, 2, kRGB), other = NewImage(4, 2, kRGB);
+  Ref wide = NewImage(4, 2, 41), small = NewImage(3, 2, kRGB);
   struct Case {
     std::function<void()> run;
     std::vector<std::string> lines;
