@@ -11,6 +11,7 @@
 #include "support/format_codes.h"
 #include "support/host_expectations.h"
 #include "support/image_bytes.h"
+#include "support/image_layout.h"
 #include "support/plugin_fixture.h"
 
 namespace {
@@ -28,17 +29,11 @@ class AreaFilters : public PluginTest {
   void ExpectSums(const Ref& source, const Ref& result, int64_t rx, int64_t ry, Weight weight,
                   Finish finish, bool keepAlpha = false) {
     const int64_t w = source.Get<int64_t>("Width"), h = source.Get<int64_t>("Height");
-    const int64_t pixel = result.Get<int64_t>("PixelSize"), from = source.Get<int64_t>("PixelSize");
     const std::vector<int64_t> in = ChannelOffsets(source), out = ChannelOffsets(result);
     const size_t kept = keepAlpha && source.Get<bool>("HasAlpha") ? in.size() - 1 : in.size();
-    std::vector<const uint8_t*> rows, results;  // fetched once: each fetch is a host call
-    for (int64_t y = 0; y < h; ++y) {
-      rows.push_back(Row(source, y));
-      results.push_back(Row(result, y));
-    }
+    ImageSnapshot from(source), to(result);
     auto at = [&](int64_t x, int64_t y, int64_t offset) {
-      return rows[std::clamp<int64_t>(y, 0, h - 1)]
-                 [std::clamp<int64_t>(x, 0, w - 1) * from + offset];
+      return from.Pixel(std::clamp<int64_t>(x, 0, w - 1), std::clamp<int64_t>(y, 0, h - 1))[offset];
     };
     ForEachPixel(w, h, [&](int64_t x, int64_t y) {
       for (size_t k = 0; k < in.size(); ++k) {
@@ -46,7 +41,7 @@ class AreaFilters : public PluginTest {
         for (int64_t j = -ry; j <= ry && k < kept; ++j) {
           for (int64_t i = -rx; i <= rx; ++i) sum += weight(i, j) * at(x + i, y + j, in[k]);
         }
-        ASSERT_EQ(results[y][x * pixel + out[k]], k < kept ? finish(sum) : at(x, y, in[k]))
+        ASSERT_EQ(to.Pixel(x, y)[out[k]], k < kept ? finish(sum) : at(x, y, in[k]))
             << "x " << x << " y " << y << " channel " << k << " radii " << rx << "," << ry;
       }
     });
@@ -63,25 +58,22 @@ class AreaFilters : public PluginTest {
   }
 };
 
+// Each 3 x 3 box holds three columns of the step: 0, 0, 255 / 3 = 85, 510 / 3 = 170. Blurred only
+// vertically, the uniform columns stay. Half a pixel more weighs 1/2, 1, 1, 1, 1/2 over 4 samples:
+// at x = 1, (255 / 2) / 4 = 31.9 rounds to 32; at x = 2, (255 + 255 / 2) / 4 = 95.6 to 96; at
+// x = 3, (2 x 255 + 255 / 2) / 4 = 159.4 to 159; at x = 4, (3 x 255 + 255 / 2) / 4 = 223.1 to 223.
 TEST_F(AreaFilters, StepEdgeByHand) {
   Ref image = NewImage(6, 2, kG);
-  const uint8_t step[6] = {0, 0, 0, 255, 255, 255};
-  for (int64_t y = 0; y < 2; ++y) std::copy(step, step + 6, Row(image, y));
-  Ref blurred = image.Call<Ref>("BoxBlurFilter", nullptr, int64_t{1});
-  // Each 3 x 3 box holds three columns of the step: 0, 0, 255 / 3 = 85, 510 / 3 = 170.
-  const uint8_t expected[6] = {0, 0, 85, 170, 255, 255};
-  for (int64_t y = 0; y < 2; ++y) {
-    for (int x = 0; x < 6; ++x) EXPECT_EQ(Row(blurred, y)[x], expected[x]) << x;
-  }
-  // Only vertically: the columns are uniform, nothing changes.
+  const Bytes step = {0, 0, 0, 255, 255, 255};
+  for (int64_t y = 0; y < 2; ++y) SetPixels(image, y, step);
+  Ref boxed = image.Call<Ref>("BoxBlurFilter", nullptr, int64_t{1});
   Ref vertical = image.Call<Ref>("BoxBlurFilter", nullptr, int64_t{0}, int64_t{3});
-  for (int x = 0; x < 6; ++x) EXPECT_EQ(Row(vertical, 1)[x], step[x]);
-  // Half a pixel more: weights 1/2, 1, 1, 1, 1/2 over 4 samples; at x = 2: (0 + 0 + 0 + 255 +
-  // 255 / 2) / 4 = 95.6 rounds to 96; at x = 1: (255 / 2) / 4 = 31.9 rounds to 32.
   Ref fractional = image.Call<Ref>("BoxBlurFractionalFilter", nullptr, 1.5);
-  EXPECT_EQ(Row(fractional, 0)[1], 32);
-  EXPECT_EQ(Row(fractional, 0)[2], 96);
-  EXPECT_EQ(Row(fractional, 0)[3], 159);
+  for (int64_t y = 0; y < 2; ++y) {
+    EXPECT_EQ(RowBytes(boxed, y, 6), (Bytes{0, 0, 85, 170, 255, 255}));
+    EXPECT_EQ(RowBytes(vertical, y, 6), step);
+    EXPECT_EQ(RowBytes(fractional, y, 6), (Bytes{0, 32, 96, 159, 223, 255}));
+  }
 }
 
 TEST_F(AreaFilters, BoxBlurOfAnyRadiusMatchesDirectSums) {
@@ -100,44 +92,37 @@ TEST_F(AreaFilters, BoxBlurOfAnyRadiusMatchesDirectSums) {
     ExpectBlur(source, source.Call<Ref>("BoxBlurFractionalFilter", nullptr, 0.25), 0, 0, 256, 64);
     ExpectBlur(source, source.Call<Ref>("BoxBlurFractionalFilter", nullptr, 2.75), 2, 2, 256, 192);
     ExpectBlur(source, source.Call<Ref>("BoxBlurFractionalFilter", nullptr, 3.0), 3, 3, 256, 0);
+    // Into a larger given dest of another byte order.
+    Ref dest = NewImage(14, 10, format == kRGBA ? kBGRA : format);
+    EXPECT_EQ(source.Call<Ref>("BoxBlurFilter", dest, int64_t{2}).get(), dest.get());
+    ExpectBlur(source, dest, 2, 2, 1, 0);
   }
 }
 
-TEST_F(AreaFilters, BlurIntoAGivenDestinationOfAnotherLayout) {
-  Ref source = NewImage(11, 7, kRGBA);
-  Randomise(source, 3);
-  Ref dest = NewImage(12, 8, kBGRA);
-  Ref returned = source.Call<Ref>("BoxBlurFilter", dest, int64_t{2});
-  EXPECT_EQ(returned.get(), dest.get());
-  ExpectBlur(source, dest, 2, 2, 1, 0);
-}
-
+// Sharpening (5 in the centre, -1 across), edges clamped: at the centre 5 x 50 - 20 - 40 - 60 - 80
+// = 50, at the top left 5 x 10 - 10 - 10 - 20 - 40 = -30, clamped to 0; row by row the sums are
+// -30, -10, 10 / 30, 50, 70 / 90, 110, 130. Divided by 2 they round half away from zero (-15,
+// -5, 5, ...) before bias 100 is added; divided by 4 every one is a half (-7.5 gives -8, 2.5
+// gives 3), plus bias 10. The divisor defaults to the sum of the entries: ones make the mean,
+// 450 / 9 = 50 at the centre; a single entry is a scale, 2 / 1 doubling and 2 / 2 a copy.
 TEST_F(AreaFilters, MatrixByHand) {
   Ref image = NewImage(3, 3, kG);
-  const uint8_t values[3][3] = {{10, 20, 30}, {40, 50, 60}, {70, 80, 90}};
-  for (int y = 0; y < 3; ++y) std::copy(values[y], values[y] + 3, Row(image, y));
-  Ref sharpen = host_.NewIntegerArray({0, -1, 0, -1, 5, -1, 0, -1, 0});
-  Ref result = image.Call<Ref>("ApplyMatrix", nullptr, sharpen);
-  // Centre: 5 x 50 - 20 - 40 - 60 - 80 = 50. Top left, edges clamped: 5 x 10 - 10 - 10 - 20 - 40
-  // = -30, clamped to 0. Bottom right: 450 - 60 - 80 - 90 - 90 = 130.
-  EXPECT_EQ(Row(result, 1)[1], 50);
-  EXPECT_EQ(Row(result, 0)[0], 0);
-  EXPECT_EQ(Row(result, 2)[2], 130);
-  // Divisor 2 and bias 100: 50 / 2 + 100 = 125; -30 / 2 + 100 = 85; 130 / 2 + 100 = 165.
-  Ref biased = image.Call<Ref>("ApplyMatrix", nullptr, sharpen, int64_t{2}, int64_t{100});
-  EXPECT_EQ(Row(biased, 1)[1], 125);
-  EXPECT_EQ(Row(biased, 0)[0], 85);
-  EXPECT_EQ(Row(biased, 2)[2], 165);
-  // Halves round away from zero: the corner's -30 / 4 = -7.5 gives -8, plus bias 10 is 2.
-  Ref quarter = image.Call<Ref>("ApplyMatrix", nullptr, sharpen, int64_t{4}, int64_t{10});
-  EXPECT_EQ(Row(quarter, 0)[0], 2);
-  // Divisor defaults to the sum of the entries: a 3 x 3 of ones is the mean, 450 / 9 = 50.
-  Ref ones = host_.NewIntegerArray({1, 1, 1, 1, 1, 1, 1, 1, 1});
-  EXPECT_EQ(Row(image.Call<Ref>("ApplyMatrix", nullptr, ones), 1)[1], 50);
-  // A single entry is a scale: 2 / 1 doubles (clamped), with the divisor the default is itself.
-  Ref two = host_.NewIntegerArray({2});
-  EXPECT_EQ(Row(image.Call<Ref>("ApplyMatrix", nullptr, two, int64_t{1}), 2)[2], 180);
-  EXPECT_EQ(Row(image.Call<Ref>("ApplyMatrix", nullptr, two), 2)[2], 90);
+  const Bytes values = {10, 20, 30, 40, 50, 60, 70, 80, 90};
+  for (int64_t y = 0; y < 3; ++y) {
+    SetPixels(image, y, Bytes(values.begin() + 3 * y, values.begin() + 3 * y + 3));
+  }
+  auto apply = [&](std::vector<int64_t> kernel, auto... args) {
+    return PixelBytes(
+        image.Call<Ref>("ApplyMatrix", nullptr, host_.NewIntegerArray(kernel), args...));
+  };
+  const std::vector<int64_t> sharpen = {0, -1, 0, -1, 5, -1, 0, -1, 0};
+  EXPECT_EQ(apply(sharpen), (Bytes{0, 0, 10, 30, 50, 70, 90, 110, 130}));
+  EXPECT_EQ(apply(sharpen, int64_t{2}, int64_t{100}),
+            (Bytes{85, 95, 105, 115, 125, 135, 145, 155, 165}));
+  EXPECT_EQ(apply(sharpen, int64_t{4}, int64_t{10}), (Bytes{2, 7, 13, 18, 23, 28, 33, 38, 43}));
+  EXPECT_EQ(apply(std::vector<int64_t>(9, 1))[4], 50);
+  EXPECT_EQ(apply({2}, int64_t{1}), (Bytes{20, 40, 60, 80, 100, 120, 140, 160, 180}));
+  EXPECT_EQ(apply({2}), values);
 }
 
 TEST_F(AreaFilters, MatrixMatchesDirectSumsAndKeepsAlpha) {

@@ -8,6 +8,7 @@
 #include <functional>
 
 #include "support/format_codes.h"
+#include "support/host_expectations.h"
 #include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 
@@ -85,8 +86,7 @@ TEST_F(FrameRefusals, EveryOperationRefusesTheSameSourcesAndDestinations) {
     EXPECT_EQ(PixelBytes(wide), wideBefore);
     if (!op.takesDest) continue;
 
-    EXPECT_EQ(made.Get<int64_t>("Width"), dw);
-    EXPECT_EQ(made.Get<int64_t>("Height"), dh);
+    ExpectIntegers(made, {{"Width", dw}, {"Height", dh}});
     Ref given = NewImage(dw, dh, kBGRA);  // another byte order is fine, and is returned
     EXPECT_EQ(op.call(host_, source, given).get(), given.get());
     EXPECT_TRUE(op.call(host_, source, NewImage(dw + 3, dh + 5, kRGBA)));  // so is a larger one

@@ -10,6 +10,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "filters/area_filters.h"
@@ -25,7 +26,8 @@ namespace {
 
 using xqt::host::Ref;
 
-constexpr int64_t kRGB = 1, kRGBA = 2, kRGBX = 3, kG = 11, kGA = 12, kCMYK = 23, kCMYKA = 24;
+constexpr int64_t kRGB = 1, kRGBA = 2, kRGBX = 3, kG = 11, kGA = 12, kCMYK = 23, kCMYKA = 24,
+                  kKYMC = 28;
 
 class FilterUnits : public StaticPluginTest {
  protected:
@@ -41,26 +43,19 @@ class FilterUnits : public StaticPluginTest {
     }
     return image;
   }
-  // A 5 x 3 image with every byte `value`.
-  Ref Filled(int64_t format, uint8_t value) {
-    Ref image = NewImage(5, 3, format);
+  // An image with every byte `value`.
+  Ref Filled(int64_t format, uint8_t value, int64_t width = 5, int64_t height = 3) {
+    Ref image = NewImage(width, height, format);
     ImageClassData* data = ImageData(image.get());
-    for (int64_t y = 0; y < 3; ++y) std::memset(data->GetRow(data, y), value, 5 * data->PixelSize);
+    for (int64_t y = 0; y < height; ++y) {
+      std::memset(data->GetRow(data, y), value, width * data->PixelSize);
+    }
     return image;
   }
-  // The byte at `offset` of pixel (x, y), or of the pixel of a ramp whose index is `value`.
+  // The byte at `offset` of pixel (x, y).
   static uint8_t At(const Ref& image, int64_t x, int64_t y, int64_t offset) {
     ImageClassData* data = ImageData(image.get());
     return data->GetRow(data, y)[x * data->PixelSize + offset];
-  }
-  static uint8_t At(const Ref& image, int value, int64_t offset) {
-    return At(image, value % 16, value / 16, offset);
-  }
-
-  // The captured lines as debug lines of these texts.
-  static std::vector<std::string> Debug(std::vector<std::string> texts) {
-    for (std::string& text : texts) text = "XQT Debug: " + text + "\n";
-    return texts;
   }
 };
 
@@ -81,14 +76,12 @@ TEST(FilterTables, GammaEntries) {
   EXPECT_EQ(table[255], 255);
   BuildGammaTable(1.0, table);
   for (int i = 0; i < 256; ++i) EXPECT_EQ(table[i], i);
-  // Gamma 0: an infinite exponent keeps 255 only; negative gammas send 0 to +inf, which clamps.
+  // Gamma 0: an infinite exponent keeps 255 only. Gamma -1 gives 255 x 255 / i, at least 255, and
+  // sends 0 to +inf, which clamps too.
   BuildGammaTable(0.0, table);
-  EXPECT_EQ(table[254], 0);
-  EXPECT_EQ(table[255], 255);
+  for (int i = 0; i < 256; ++i) EXPECT_EQ(table[i], i == 255 ? 255 : 0) << i;
   BuildGammaTable(-1.0, table);
-  EXPECT_EQ(table[0], 255);  // 1 / 0 -> +inf -> 255
-  EXPECT_EQ(table[255], 255);
-  EXPECT_EQ(table[1], 255);  // 255 * 255 = 65025 -> 255
+  for (int i = 0; i < 256; ++i) EXPECT_EQ(table[i], 255) << i;
 }
 
 TEST(FilterTables, CombinedGrayGammaTruncatesEachGammaAndTheSum) {
@@ -118,6 +111,12 @@ TEST(FilterTables, GainEnds) {
   BuildGainTable(1.5, 0.5, table);
   EXPECT_EQ(table[100], 0);
   EXPECT_EQ(table[255], 255);
+  // Gain and bias 0.5 are the identity up to truncation.
+  BuildGainTable(0.5, 0.5, table);
+  for (int i = 0; i < 256; ++i) EXPECT_TRUE(table[i] == i || table[i] == i - 1) << i;
+  // Bias 0.25 gives t / (2 (1 - t) + 1) x 255: 128 / 255 = 0.50196 gives 64.12, truncated 64.
+  BuildGainTable(0.5, 0.25, table);
+  EXPECT_EQ(table[128], 64);
 }
 
 TEST(FilterTables, SolarizeShape) {
@@ -181,98 +180,76 @@ TEST(FilterTables, UnsharpTable) {
   EXPECT_EQ(table[6 * 256 + 5], 0);
 }
 
-TEST_F(FilterUnits, TransferReadsTheArraysLowByteAndZeroPastTheEnd) {
-  std::vector<int64_t> ten(10);
-  for (int i = 0; i < 10; ++i) ten[i] = 250 - i;
-  Ref tenArray = host_.NewIntegerArray(ten);
-  Ref wrap = host_.NewIntegerArray({300, -1, 256, 511});
-  Ref empty = host_.NewIntegerArray({});
+// An empty array is the zero curve, and of a longer one only the first 256 entries count, with no
+// index error raised. The low byte and the zeros past a short array are in the overloads' test.
+TEST_F(FilterUnits, TransferReadsEmptyAndLongArrays) {
+  Ref empty = host_.NewIntegerArray({}),
+      longArray = host_.NewIntegerArray(std::vector<int64_t>(300, 7));
   ByteTable table;
-  ReadTransferTable(tenArray.get(), table);
-  for (int i = 0; i < 10; ++i) EXPECT_EQ(table[i], 250 - i);
-  for (int i = 10; i < 256; ++i) EXPECT_EQ(table[i], 0);
-  ReadTransferTable(wrap.get(), table);
-  EXPECT_EQ(table[0], 44);
-  EXPECT_EQ(table[1], 255);
-  EXPECT_EQ(table[2], 0);
-  EXPECT_EQ(table[3], 255);
-  ReadTransferTable(empty.get(), table);
-  ReadTransferTable(nullptr, table);
-  for (int i = 0; i < 256; ++i) EXPECT_EQ(table[i], 0);
-  // Longer arrays: only the first 256 entries count, and no index error is raised.
-  std::vector<int64_t> long_(300, 7);
-  Ref longArray = host_.NewIntegerArray(long_);
   host_.RunAsPluginCall([&] { ReadTransferTable(longArray.get(), table); });
-  EXPECT_EQ(table[255], 7);
+  for (int i = 0; i < 256; ++i) EXPECT_EQ(table[i], 7);
+  ReadTransferTable(empty.get(), table);
+  for (int i = 0; i < 256; ++i) EXPECT_EQ(table[i], 0);
 }
 
+// Which channel takes which array, per overload and family, on a ramp into a dest of 77 in every
+// byte: red, green, blue, gray and alpha hold the curve of their column at the pixel's index (none:
+// the byte stays). The curves are the arrays' low bytes, and zero past the end of the green one;
+// gray images take the green curve from the colour overloads, a nil array is the zero curve, and
+// CMYK is left alone.
 TEST_F(FilterUnits, TransferOverloadsByFamily) {
-  std::vector<int64_t> up(256), down(256), third(256), alpha(256);
+  std::vector<int64_t> up(256), down(256), third(256), alpha(256), zero(256);
   for (int i = 0; i < 256; ++i) {
-    up[i] = i + 1;  // 255 + 1 wraps to 0
-    down[i] = 255 - i;
-    third[i] = i / 3;
+    up[i] = i + 1;  // 255 + 1 is 0 in its low byte
+    down[i] = i < 200 ? 255 - i : 0;
+    third[i] = i / 3 - 80;  // -80 is 176
     alpha[i] = i ^ 0x55;
   }
-  Ref r = host_.NewIntegerArray(up), g = host_.NewIntegerArray(down);
-  Ref b = host_.NewIntegerArray(third), a = host_.NewIntegerArray(alpha);
-  auto check = [&](const Ref& result, Channel channel, const std::vector<int64_t>& curve) {
-    ASSERT_TRUE(result);
-    int64_t to = ChannelOffset(*ImageData(result.get()), channel);
-    for (int v = 0; v < 256; ++v) {
-      ASSERT_EQ(At(result, v, to), static_cast<uint8_t>(curve[v])) << v;
-    }
+  Ref rArray = host_.NewIntegerArray(up);
+  Ref gArray = host_.NewIntegerArray(std::vector<int64_t>(down.begin(), down.begin() + 200));
+  Ref bArray = host_.NewIntegerArray(third), aArray = host_.NewIntegerArray(alpha);
+  REALobject r = rArray.get(), g = gArray.get(), b = bArray.get(), a = aArray.get();
+  auto *u = &up, *d = &down, *t = &third, *al = &alpha, *z = &zero;
+  decltype(u) none = nullptr;
+  const struct {
+    int arrays;  // the overload of one (G, with `first`), two (GA), three (RGB) or four (RGBA)
+    REALobject first;
+    int64_t format;
+    const std::vector<int64_t>* want[5];  // red, green, blue, gray, alpha
+  } cases[] = {
+      {1, r, kRGBA, {u, u, u, none, none}},          {2, g, kRGBA, {d, d, d, none, al}},
+      {3, r, kRGBA, {u, d, t, none, none}},          {4, r, kRGBA, {u, d, t, none, al}},
+      {1, r, kGA, {none, none, none, u, none}},      {1, nullptr, kGA, {none, none, none, z, none}},
+      {3, r, kGA, {none, none, none, d, none}},      {4, r, kGA, {none, none, none, d, al}},
+      {4, r, kCMYK, {none, none, none, none, none}},
   };
-
-  Ref rgba = Ramp(kRGBA);
-  check(Ref::Adopt(TransferFilterG(rgba.get(), nullptr, r.get())), Channel::kBlue, up);
-  Ref two = Ref::Adopt(TransferFilterGA(rgba.get(), nullptr, g.get(), a.get()));
-  check(two, Channel::kRed, down);
-  check(two, Channel::kAlpha, alpha);
-  Ref three = Ref::Adopt(TransferFilterRGB(rgba.get(), nullptr, r.get(), g.get(), b.get()));
-  check(three, Channel::kRed, up);
-  check(three, Channel::kGreen, down);
-  check(three, Channel::kBlue, third);
-  Ref four =
-      Ref::Adopt(TransferFilterRGBA(rgba.get(), nullptr, r.get(), g.get(), b.get(), a.get()));
-  check(four, Channel::kAlpha, alpha);
-
-  // Gray images take the green curve from the colour overloads.
-  Ref ga = Ramp(kGA);
-  Ref grayThree = Ref::Adopt(TransferFilterRGB(ga.get(), nullptr, r.get(), g.get(), b.get()));
-  check(grayThree, Channel::kGray, down);
-  Ref grayFour =
-      Ref::Adopt(TransferFilterRGBA(ga.get(), nullptr, r.get(), g.get(), b.get(), a.get()));
-  check(grayFour, Channel::kGray, down);
-  check(grayFour, Channel::kAlpha, alpha);
-  // A nil array is an all-zero curve.
-  Ref zero = Ref::Adopt(TransferFilterG(ga.get(), nullptr, nullptr));
-  check(zero, Channel::kGray, std::vector<int64_t>(256, 0));
-
-  // The alpha-less overloads leave the dest's alpha; CMYK is left alone.
-  Ref dest = NewImage(16, 16, kGA);
-  ImageClassData* d = ImageData(dest.get());
-  for (int64_t y = 0; y < 16; ++y) {
-    for (int64_t x = 0; x < 16; ++x) d->GetRow(d, y)[x * 2 + d->AlphaOffset] = 77;
+  const Channel channels[5] = {Channel::kRed, Channel::kGreen, Channel::kBlue, Channel::kGray,
+                               Channel::kAlpha};
+  for (const auto& c : cases) {
+    Ref source = Ramp(c.format), dest = Filled(c.format, 77, 16, 16);
+    REALobject s = source.get(), o = dest.get();
+    Ref result = Ref::Adopt(c.arrays == 1   ? TransferFilterG(s, o, c.first)
+                            : c.arrays == 2 ? TransferFilterGA(s, o, g, a)
+                            : c.arrays == 3 ? TransferFilterRGB(s, o, r, g, b)
+                                            : TransferFilterRGBA(s, o, r, g, b, a));
+    ASSERT_EQ(result.get(), dest.get());
+    const ImageClassData& data = *ImageData(dest.get());
+    for (int v = 0; v < 256; ++v) {
+      for (int64_t i = 0; i < data.PixelSize; ++i) {
+        uint8_t want = 77;
+        for (int k = 0; k < 5; ++k) {
+          if (c.want[k] && ChannelOffset(data, channels[k]) == i) want = uint8_t((*c.want[k])[v]);
+        }
+        ASSERT_EQ(At(dest, v % 16, v / 16, i), want)
+            << "format " << c.format << " at " << v << " byte " << i;
+      }
+    }
   }
-  Ref same = Ref::Adopt(TransferFilterG(ga.get(), dest.get(), r.get()));
-  EXPECT_EQ(same.get(), dest.get());
-  EXPECT_EQ(At(dest, 200, d->AlphaOffset), 77);
-  Ref cmyk = Ramp(kCMYK);
-  Ref cmykDest = NewImage(16, 16, kCMYK);
-  uint8_t before = At(cmykDest, 100, 0);
-  Ref cmykResult = Ref::Adopt(
-      TransferFilterRGBA(cmyk.get(), cmykDest.get(), r.get(), g.get(), b.get(), a.get()));
-  EXPECT_EQ(cmykResult.get(), cmykDest.get());
-  EXPECT_EQ(At(cmykDest, 100, 0), before);
 }
 
 TEST_F(FilterUnits, FrameLogsInOrder) {
-  Ref source = NewImage(4, 2, kRGB);
-  Ref dest = NewImage(4, 2, kRGB);
-  Ref wide = NewImage(4, 2, 41);
-  Ref small = NewImage(3, 2, kRGB);
-  Ref other = NewImage(4, 2, kRGB);
+  Ref source = NewImage(4, 2, kRGB), dest = NewImage(4, 2, kRGB), other = NewImage(4, 2, kRGB);
+  Ref wide = NewImage(4, 2, 41), small = NewImage(3, 2, kRGB);
   struct Case {
     std::function<void()> run;
     std::vector<std::string> lines;
@@ -296,7 +273,9 @@ TEST_F(FilterUnits, FrameLogsInOrder) {
   for (const Case& c : cases) {
     LogCapture log;
     c.run();
-    EXPECT_EQ(log.lines(), Debug(c.lines));
+    std::vector<std::string> want;
+    for (const std::string& line : c.lines) want.push_back("XQT Debug: " + line + "\n");
+    EXPECT_EQ(log.lines(), want);
   }
   EXPECT_EQ(host_.LiveObjects("PictureXQT"), 5);
 }
@@ -308,60 +287,61 @@ TEST_F(FilterUnits, FrameLogsInOrder) {
 TEST_F(FilterUnits, DitherOfOneColourByHand) {
   const int64_t* m = DitherMatrix(1);
   ASSERT_EQ(DitherMatrixSide(1), 2);
-  struct Case {
+  const struct {
     int64_t format;
     uint8_t value;
     int64_t levels, raisedFrom;
     uint8_t low, high;
-  };
-  for (const Case& c : {Case{kRGBA, 100, 2, 1, 0, 255}, Case{kGA, 100, 2, 1, 0, 255},
-                        Case{kRGBX, 200, 3, 3, 127, 255}, Case{kG, 200, 3, 3, 127, 255},
-                        Case{kCMYKA, 100, 2, 256, 7, 7}}) {
-    Ref source = Filled(c.format, c.value);
-    Ref dest = Filled(c.format, 7);
+  } cases[] = {{kRGBA, 100, 2, 1, 0, 255},
+               {kGA, 100, 2, 1, 0, 255},
+               {kRGBX, 200, 3, 3, 127, 255},
+               {kG, 200, 3, 3, 127, 255},
+               {kCMYKA, 100, 2, 256, 7, 7}};
+  for (const auto& c : cases) {
+    Ref source = Filled(c.format, c.value), dest = Filled(c.format, 7);
     Ref result = Ref::Adopt(DitherFilter(source.get(), dest.get(), 1, c.levels));
     ASSERT_EQ(result.get(), dest.get());
-    ImageClassData* d = ImageData(dest.get());
-    for (int64_t y = 0; y < 3; ++y) {
-      for (int64_t x = 0; x < 5; ++x) {
-        const uint8_t want = m[(y % 2) * 2 + x % 2] >= c.raisedFrom ? c.high : c.low;
-        for (int64_t i = 0; i < d->PixelSize; ++i) {
-          const bool padding = c.format == kRGBX && i == 3;
-          EXPECT_EQ(At(dest, x, y, i), padding ? 7 : want)
-              << "format " << c.format << " at " << x << "," << y << " byte " << i;
-        }
-      }
+    for (int64_t p = 0; p < 15 * ImageData(dest.get())->PixelSize; ++p) {
+      const int64_t size = ImageData(dest.get())->PixelSize, x = p / size % 5, y = p / size / 5;
+      const uint8_t want = m[(y % 2) * 2 + x % 2] >= c.raisedFrom ? c.high : c.low;
+      EXPECT_EQ(At(dest, x, y, p % size), c.format == kRGBX && p % size == 3 ? 7 : want)
+          << "format " << c.format << " at " << x << "," << y << " byte " << p % size;
     }
   }
 }
 
 // Amount 0.1 is a factor of 1.4: 95 over 90 differs by 5, at or over the threshold of 3, and
-// becomes trunc(90 + 5 * 1.4) = 97. CMYK without alpha maps the byte at its AlphaOffset (cyan)
-// once more after the inks: trunc(90 + 7 * 1.4) = 99. Padding stays, and below the threshold
-// nothing changes.
+// becomes trunc(90 + 5 * 1.4) = 97. CMYK without alpha maps the byte at its AlphaOffset 0 (cyan,
+// or black in KYMC) once more after the inks: trunc(90 + 7 * 1.4) = 99. Padding stays.
 TEST_F(FilterUnits, UnsharpOfOneColourByHand) {
-  for (int64_t format : {kRGBA, kRGBX, kG, kGA, kCMYK, kCMYKA}) {
-    Ref self = Filled(format, 95);
-    Ref other = Filled(format, 90);
+  for (int64_t format : {kRGBA, kRGBX, kG, kGA, kCMYK, kKYMC, kCMYKA}) {
+    Ref self = Filled(format, 95), other = Filled(format, 90);
     EXPECT_TRUE(UnsharpFilter(self.get(), other.get(), 0.1, 3));
     ImageClassData* s = ImageData(self.get());
     for (int64_t i = 0; i < s->PixelSize; ++i) {
       uint8_t want = 97;
       if (format == kRGBX && i == 3) want = 95;
-      if (format == kCMYK && i == s->AlphaOffset) want = 99;
+      if ((format == kCMYK || format == kKYMC) && i == s->AlphaOffset) want = 99;
       EXPECT_EQ(At(self, 4, 2, i), want) << "format " << format << " byte " << i;
     }
-    Ref near = Filled(format, 92);
-    EXPECT_TRUE(UnsharpFilter(near.get(), other.get(), 0.1, 3));
-    EXPECT_EQ(At(near, 1, 1, 0), 92);
   }
-  // Past both ends: 10 against 100 by a factor of 3 is -170, 250 against 200 is 350.
-  Ref dark = Filled(kG, 10), bright = Filled(kG, 250);
-  Ref mid = Filled(kG, 100), lower = Filled(kG, 200);
-  EXPECT_TRUE(UnsharpFilter(dark.get(), mid.get(), 0.5, 0));
-  EXPECT_TRUE(UnsharpFilter(bright.get(), lower.get(), 0.5, 0));
-  EXPECT_EQ(At(dark, 0, 0, 0), 0);
-  EXPECT_EQ(At(bright, 0, 0, 0), 255);
+  // On gray: a difference equal to the threshold moves, a smaller one not, and the threshold is
+  // taken in 32 bits; past both ends, 10 against 100 by a factor of 3 is -170, 250 against 200 is
+  // 350.
+  const int64_t high = int64_t{1} << 32;
+  const struct {
+    uint8_t self, other;
+    double amount;
+    int64_t threshold;
+    int want;
+  } cases[] = {{95, 90, 0.1, 5, 97},        {95, 90, 0.1, 6, 95},        {92, 90, 0.1, 3, 92},
+               {95, 90, 0.1, high + 5, 97}, {95, 90, 0.1, high + 6, 95}, {10, 100, 0.5, 0, 0},
+               {250, 200, 0.5, 0, 255}};
+  for (const auto& c : cases) {
+    Ref self = Filled(kG, c.self), other = Filled(kG, c.other);
+    EXPECT_TRUE(UnsharpFilter(self.get(), other.get(), c.amount, c.threshold));
+    EXPECT_EQ(At(self, 2, 1, 0), c.want) << int(c.self) << " " << c.threshold;
+  }
 }
 
 // The multiply-and-correct division the box blurs use, against the processor's division.
