@@ -144,16 +144,18 @@ TEST_F(CombineTest, SelfAsSourceOrMask) {
   EXPECT_EQ(RowBytes(gray, 0, 2), (Bytes{0, 7}));
 }
 
-// Every family, with and without alpha, on random images: a full mask over an opaque source
-// writes what CopyPixels writes (alpha becomes 255), and an empty mask leaves self as it was,
-// premultiplied or not; the weights in between are worked out by hand above.
+// Every family and the moves between them, with and without alpha, on random images: a full mask
+// over an opaque source writes what CopyPixels writes (alpha becomes 255), and an empty mask leaves
+// self as it was, premultiplied or not; the weights in between are worked out by hand above.
 TEST_F(CombineTest, EveryFamilyMeetsCopyPixelsAtTheMaskEnds) {
   struct Case {
     int64_t self, source, mask;
   };
-  const Case cases[] = {{kG, kGA, kG},        {kGA, kG, kRGB},       {kRGB, kRGBA, kG},
-                        {kRGBA, kBGRA, kG},   {kBGRA, kRGB, kRGB},   {kCMYK, kCMYKA, kG},
-                        {kCMYKA, kKYMCA, kG}, {kGray16, kGray16, kG}};
+  const Case cases[] = {{kG, kGA, kG},        {kGA, kG, kRGB},        {kRGB, kRGBA, kG},
+                        {kRGBA, kBGRA, kG},   {kBGRA, kRGB, kRGB},    {kCMYK, kCMYKA, kG},
+                        {kCMYKA, kKYMCA, kG}, {kGray16, kGray16, kG}, {kG, kBGR, kG},
+                        {kGA, kRGBA, kG},     {kRGBA, kAG, kG},       {kGray16, kG, kG},
+                        {kKYMC, kGA, kG},     {kG, kCMYKX, kG}};
   for (const Case& c : cases) {
     for (bool pre : {false, true}) {
       SCOPED_TRACE(testing::Message() << c.self << " " << c.source << " " << c.mask << " " << pre);

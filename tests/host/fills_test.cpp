@@ -292,21 +292,10 @@ TEST_F(Fills, InvertEveryFormatAgainstTheReference) {
   EXPECT_EQ(sample, 0xEDCB);
 }
 
+// The values are the unit tests' (tables and formulas); here every family with alpha in its byte
+// orders: 200 at alpha 128 premultiplies to 100, alpha kept; images without alpha are left alone.
 TEST_F(Fills, PremultiplicationRoundTrip) {
-  // Alpha 0: colour 0 comes back as 255; alpha 255: unchanged; alpha 128: 200 -> 100 -> 200,
-  // 201 -> 101 -> 202, 1 -> 1 -> 2; alpha 1: 77 -> 0 -> 127, 255 -> 1 -> 255.
-  Ref image = NewImage(4, 1, kRGBA);
-  SetPixels(image, 0, 0, {{0, 0, 0, 0}, {0, 128, 255, 255}, {200, 201, 1, 128}, {77, 0, 255, 1}});
-  image.Call("Multiply");
-  EXPECT_EQ(GetPixels(image, 0, 0, 4),
-            (Pixels{{0, 0, 0, 0}, {0, 128, 255, 255}, {100, 101, 1, 128}, {0, 0, 1, 1}}));
-  image.Call("Unmultiply");
-  EXPECT_EQ(
-      GetPixels(image, 0, 0, 4),
-      (Pixels{{255, 255, 255, 0}, {0, 128, 255, 255}, {200, 202, 2, 128}, {127, 127, 255, 1}}));
-
-  // Gray and CMYK with alpha in their byte orders; images without alpha are left alone.
-  for (int64_t code : {kGA, kAG, kCMYKA}) {
+  for (int64_t code : {kRGBA, kGA, kAG, kCMYKA}) {
     Ref other = NewImage(2, 2, code);
     std::vector<int> values(LayoutOf(other).channels.size(), 200);
     values.back() = 128;
@@ -315,6 +304,8 @@ TEST_F(Fills, PremultiplicationRoundTrip) {
     std::vector<int> want(values.size(), 100);
     want.back() = 128;
     EXPECT_EQ(GetPixels(other, 1, 1)[0], want) << code;
+    other.Call("Unmultiply");
+    EXPECT_EQ(GetPixels(other, 1, 1)[0], values) << code;
   }
   Ref opaque = NewImage(3, 2, kRGB);
   RandomizeWholeRows(opaque, 1);
