@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "host/composite_support.h"
+#include "support/composite_participants.h"
 #include "support/format_codes.h"
 #include "support/plugin_fixture.h"
 
@@ -65,13 +65,13 @@ TEST_F(Blend, EveryFamilyCombinationAtTheMaskEnds) {
     const Participant& resultKind = pick(results[(choice / 12) & 1]);
     const uint32_t seed = rng();
     auto fresh = [&] {
-      Ref image = resultKind.make(host_, width + 1, height + 2);
+      Ref image = resultKind.Make(host_, width + 1, height + 2);
       RandomizeWholeRows(image, seed);
       return image;
     };
-    Ref source = pick(kinds[sourceRGB]).make(host_, width, height);
-    Ref destImage = dest ? pick(kinds[dest - 1]).make(host_, width, height + 1) : Ref();
-    Ref mask = pick(kinds[maskRGB]).make(host_, width, height + 1);
+    Ref source = pick(kinds[sourceRGB]).Make(host_, width, height);
+    Ref destImage = dest ? pick(kinds[dest - 1]).Make(host_, width, height + 1) : Ref();
+    Ref mask = pick(kinds[maskRGB]).Make(host_, width, height + 1);
     RandomizeWholeRows(source, rng());
     if (destImage) RandomizeWholeRows(destImage, rng());
     const uint32_t colour = rng() & 0xFFFFFF;
@@ -79,7 +79,7 @@ TEST_F(Blend, EveryFamilyCombinationAtTheMaskEnds) {
     background.Call("FillRectRGB", Color{colour});
     const Ref& other = destImage ? destImage : background;
     SCOPED_TRACE(source.Get<std::string>("ImageFormatString") + " " +
-                 other.Get<std::string>("ImageFormatString") + " " + resultKind.name);
+                 other.Get<std::string>("ImageFormatString") + " " + resultKind.Name());
     const int64_t x = static_cast<int64_t>(rng() % width);
     const int64_t y = static_cast<int64_t>(rng() % height);
     const int64_t w = 1 + static_cast<int64_t>(rng() % (width - x));
