@@ -36,20 +36,15 @@ TEST_F(CombineTest, ImageThroughMask) {
   // (200 x 32640 + 100 x 32385 + 32512) / 65025 = 9799012 / 65025 = 150,
   // (50 x 32640 + 100 x 32385 + 32512) / 65025 = 4903012 / 65025 = 75,
   // (0 + 100 x 32385 + 32512) / 65025 = 3271012 / 65025 = 50.
-  Ref mask = Mask({255, 0, 128});
-  EXPECT_TRUE(self.Call<bool>("Combine", source, mask));
+  EXPECT_TRUE(self.Call<bool>("Combine", source, Mask({255, 0, 128})));
   EXPECT_EQ(RowBytes(self, 0, 9), (Bytes{200, 50, 0, 100, 100, 100, 150, 75, 50}));
-}
-
-TEST_F(CombineTest, SourceAlphaAndSelfAlpha) {
-  // A source alpha of 128 under mask 255 weighs like mask 128 without alpha; self's alpha 0
+  // A source alpha of 128 under mask 255 weighs as mask 128 without alpha; self's alpha 0
   // becomes (128 x 255 x 255 + 0 + 32512) / 65025 = 128.
-  Ref self = NewImage(1, 1, kRGBA);
-  SetPixels(self, 0, {100, 100, 100, 0});
-  Ref source = NewImage(1, 1, kBGRA);
-  SetPixels(source, 0, {0, 50, 200, 128});
-  EXPECT_TRUE(self.Call<bool>("Combine", source, Mask({255})));
-  EXPECT_EQ(RowBytes(self, 0, 4), (Bytes{150, 75, 50, 128}));
+  Ref withAlpha = NewImage(1, 1, kRGBA), alphaSource = NewImage(1, 1, kBGRA);
+  SetPixels(withAlpha, 0, {100, 100, 100, 0});
+  SetPixels(alphaSource, 0, {0, 50, 200, 128});
+  EXPECT_TRUE(withAlpha.Call<bool>("Combine", alphaSource, Mask({255})));
+  EXPECT_EQ(RowBytes(withAlpha, 0, 4), (Bytes{150, 75, 50, 128}));
 }
 
 TEST_F(CombineTest, PremultipliedSource) {

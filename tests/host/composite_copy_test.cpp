@@ -100,10 +100,6 @@ class CopyPixelsTest : public PluginTest {
     }
     return image;
   }
-  std::vector<uint8_t> GrayRow(const Ref& image, int64_t y) {
-    const uint8_t* row = Row(image, y);
-    return {row, row + image.Get<int64_t>("Width")};
-  }
 };
 
 TEST_F(CopyPixelsTest, EveryPairMatchesTheReference) {
@@ -157,39 +153,33 @@ TEST_F(CopyPixelsTest, ShortFormsCopyFromTheTopLeftCorner) {
             (Bytes{0, 0, 0, 0, 0, 0, 0, 1, 2, 0, 0, 0, 5, 6, 0, 0, 0, 0, 0, 0}));
 }
 
-// The rectangle rule itself is the unit tests'; here its arguments reach it in their order.
+// The rectangle rule itself is the unit tests'; here its six arguments reach it in their order.
+// Source pixel (column c, row r) holds 6 r + c + 1.
 TEST_F(CopyPixelsTest, RectangleRuleThroughTheHost) {
-  std::vector<uint8_t> columns(40);
-  for (int i = 0; i < 40; ++i) columns[i] = static_cast<uint8_t>(i + 1);
-  Ref source = Gray(40, 1, columns);
-  // Destination columns `from` to `to` copied from source column `sourceStart` on.
-  auto copied = [](int64_t from, int64_t to, int64_t sourceStart) {
-    std::vector<uint8_t> want(40, 0xEE);
-    for (int64_t x = from; x <= to; ++x) want[x] = static_cast<uint8_t>(sourceStart + x - from + 1);
-    return want;
-  };
-  struct Case {
-    int64_t x, width, sourceX, from, to, sourceStart;
-  };
-  const Case cases[] = {
-      {10, 20, -5, 5, 19, 0},   // SourceX -5: 15 columns, source 0 into destination 5
-      {20, -10, 0, 10, 19, 0},  // DestWidth -10 counts back from DestX 20
-      {-3, 8, 4, 0, 4, 7},      // DestX -3: three columns cut, the source starts three later
-  };
-  for (const Case& c : cases) {
-    Ref dest = Gray(40, 1, std::vector<uint8_t>(40, 0xEE));
-    EXPECT_TRUE(dest.Call<bool>("CopyPixels", source, c.x, 0, c.width, 1, c.sourceX, 0));
-    EXPECT_EQ(GrayRow(dest, 0), copied(c.from, c.to, c.sourceStart)) << c.x;
-  }
+  Bytes values(24);
+  for (int i = 0; i < 24; ++i) values[i] = static_cast<uint8_t>(i + 1);
+  Ref source = Gray(6, 4, values);
+  // 3 x 1 at (1, 2) from (2, 1): 9, 10, 11 into bytes 13 to 15.
+  Ref dest = Gray(6, 4, Bytes(24, 0xEE));
+  EXPECT_TRUE(dest.Call<bool>("CopyPixels", source, 1, 2, 3, 1, 2, 1));
+  Bytes want(24, 0xEE);
+  want[13] = 9, want[14] = 10, want[15] = 11;
+  EXPECT_EQ(PixelBytes(dest), want);
+  // Sizes -2 x -2 count back from (4, 3): 2 x 2 at (2, 1) from the source's corner.
+  dest = Gray(6, 4, Bytes(24, 0xEE));
+  EXPECT_TRUE(dest.Call<bool>("CopyPixels", source, 4, 3, -2, -2, 0, 0));
+  want.assign(24, 0xEE);
+  want[8] = 1, want[9] = 2, want[14] = 7, want[15] = 8;
+  EXPECT_EQ(PixelBytes(dest), want);
   // Rectangles right of or below self, or a source start past the source: nothing happens.
-  Ref dest = Gray(40, 1, std::vector<uint8_t>(40, 0xEE));
-  EXPECT_FALSE(dest.Call<bool>("CopyPixels", source, 40, 0, 5, 1, 0, 0));
-  EXPECT_FALSE(dest.Call<bool>("CopyPixels", source, 0, 1, 5, 1, 0, 0));
-  EXPECT_FALSE(dest.Call<bool>("CopyPixels", source, 0, 0, 5, 1, 40, 0));
+  dest = Gray(6, 4, Bytes(24, 0xEE));
+  EXPECT_FALSE(dest.Call<bool>("CopyPixels", source, 6, 0, 5, 1, 0, 0));
+  EXPECT_FALSE(dest.Call<bool>("CopyPixels", source, 0, 4, 5, 1, 0, 0));
+  EXPECT_FALSE(dest.Call<bool>("CopyPixels", source, 0, 0, 5, 1, 6, 0));
   EXPECT_FALSE(dest.Call<bool>("CopyPixels", source, INT64_MIN, INT64_MIN, INT64_MIN, INT64_MIN,
                                INT64_MAX, INT64_MAX));
   EXPECT_FALSE(dest.Call<bool>("CopyPixels", nullptr));
-  EXPECT_EQ(GrayRow(dest, 0), std::vector<uint8_t>(40, 0xEE));
+  EXPECT_EQ(PixelBytes(dest), Bytes(24, 0xEE));
 }
 
 // The gray recipes by hand, into destinations whose bytes were all 0x77: RGB to gray by
