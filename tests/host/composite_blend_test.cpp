@@ -2,7 +2,6 @@
 // ends against CopyPixels, the blend values in the middle by hand, the rectangle and size rules.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <random>
@@ -30,12 +29,8 @@ class Blend : public PluginTest {
   }
   Ref Filled(int64_t width, int64_t height, int64_t format, uint8_t value) {
     Ref image = NewImage(width, height, format);
-    Layout l = LayoutOf(image);
-    for (int64_t y = 0; y < height; ++y) std::memset(Row(image, y), value, l.rowSize);
+    FillBytes(image, value);
     return image;
-  }
-  uint8_t At(const Ref& image, int64_t x, int64_t y, int64_t offset) {
-    return Row(image, y)[x * image.Get<int64_t>("PixelSize") + offset];
   }
 };
 
@@ -111,17 +106,17 @@ TEST_F(Blend, MaskMiddleAndSixteenBitResults) {
   Ref half = Filled(3, 2, kG, 128), result = Filled(3, 2, kRGB, 7);
   // Over white: (127 x 0 + 255 x 128) / 255 = 128.
   EXPECT_TRUE(Call(black, nullptr, &half, result, 0xFFFFFF));
-  EXPECT_EQ(At(result, 1, 1, 2), 128);
+  EXPECT_EQ(Pixel(result, 1, 1)[2], 128);
   // Between 0 and 200: (200 x 128 + 127 x 0) / 255 = 100.39.
   EXPECT_TRUE(Call(black, &picture, &half, result, 0xFFFFFF));
-  EXPECT_EQ(At(result, 1, 0, 0), 100);
+  EXPECT_EQ(Pixel(result, 1, 0)[0], 100);
   // A 16-bit gray result takes the gray, 76 for red, as one byte at its gray offset.
   Ref red = Filled(1, 1, kRGB, 0);
   Row(red, 0)[0] = 255;
   Ref wide = Filled(1, 1, kGray16, 0x33);
   EXPECT_TRUE(Call(red, nullptr, nullptr, wide, 0));
-  EXPECT_EQ(At(wide, 0, 0, 0), 76);
-  EXPECT_EQ(At(wide, 0, 0, 1), 0x33);
+  EXPECT_EQ(Pixel(wide, 0, 0)[0], 76);
+  EXPECT_EQ(Pixel(wide, 0, 0)[1], 0x33);
 }
 
 // Alpha is neither read nor written (the family test holds no result with alpha): a BGRA result
@@ -131,8 +126,8 @@ TEST_F(Blend, ResultAlphaIsLeftAlone) {
   RandomizeWholeRows(source, 5);
   Ref result = Filled(5, 3, kBGRA, 1);
   EXPECT_TRUE(Call(source, nullptr, nullptr, result, 0x00FF00));
-  EXPECT_EQ(At(result, 4, 2, 2), At(source, 4, 2, 1));
-  EXPECT_EQ(At(result, 4, 2, 3), 1);
+  EXPECT_EQ(Pixel(result, 4, 2)[2], Pixel(source, 4, 2)[1]);
+  EXPECT_EQ(Pixel(result, 4, 2)[3], 1);
 }
 
 TEST_F(Blend, RectangleAndSizes) {
@@ -141,17 +136,17 @@ TEST_F(Blend, RectangleAndSizes) {
   Ref result = Filled(8, 5, kG, 0);
   EXPECT_TRUE(Call(source, nullptr, nullptr, result, 0, 4, 1, -3, 2));
   for (int64_t x = 0; x < 8; ++x) {
-    EXPECT_EQ(At(result, x, 1, 0), x >= 1 && x <= 3 ? 9 : 0) << x;
-    EXPECT_EQ(At(result, x, 2, 0), x >= 1 && x <= 3 ? 9 : 0) << x;
-    EXPECT_EQ(At(result, x, 3, 0), 0) << x;
+    EXPECT_EQ(Pixel(result, x, 1)[0], x >= 1 && x <= 3 ? 9 : 0) << x;
+    EXPECT_EQ(Pixel(result, x, 2)[0], x >= 1 && x <= 3 ? 9 : 0) << x;
+    EXPECT_EQ(Pixel(result, x, 3)[0], 0) << x;
   }
   // The rectangle is cut to the source alone, even inside a larger result.
   Ref cut = Filled(8, 5, kG, 0);
   EXPECT_TRUE(Call(source, nullptr, nullptr, cut, 0, -2, 2, 20, 20));
-  EXPECT_EQ(At(cut, 5, 3, 0), 9);
-  EXPECT_EQ(At(cut, 6, 3, 0), 0);
-  EXPECT_EQ(At(cut, 0, 4, 0), 0);
-  EXPECT_EQ(At(cut, 0, 1, 0), 0);
+  EXPECT_EQ(Pixel(cut, 5, 3)[0], 9);
+  EXPECT_EQ(Pixel(cut, 6, 3)[0], 0);
+  EXPECT_EQ(Pixel(cut, 0, 4)[0], 0);
+  EXPECT_EQ(Pixel(cut, 0, 1)[0], 0);
   EXPECT_FALSE(Call(source, nullptr, nullptr, cut, 0, 6, 0, 2, 2));
 
   Ref smallMask = Filled(6, 3, kG, 0), smallDest = Filled(5, 4, kG, 0);

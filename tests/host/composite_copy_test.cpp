@@ -69,19 +69,14 @@ std::vector<Participant> Participants() {
     if (code == 14 || (code > 33 && code <= 40)) continue;  // one Scaling format is enough
     all.push_back(Format(code));
   }
-  // Gray views whose pixels are several bytes apart, a 16-bit one among them.
-  all.push_back(View(kRGBA, "RedChannel"));
-  all.push_back(View(kARGB, "AlphaChannel"));
-  all.push_back(View(kXRGB, "BlueChannel"));
-  all.push_back(View(kCMYKA, "BlackChannel"));
-  all.push_back(View(kGray16, "GrayChannel"));
-  all.push_back(View(kRGBA, "RGBChannels"));
-  all.push_back(View(kBGRA, "MirroredView"));
-  // Clips, whose offsets reach past PixelSize.
+  // Gray views whose pixels are several bytes apart, a 16-bit one among them; clips, whose offsets
+  // reach past PixelSize; file-mapped images.
+  all.insert(
+      all.end(),
+      {View(kRGBA, "RedChannel"), View(kARGB, "AlphaChannel"), View(kXRGB, "BlueChannel"),
+       View(kCMYKA, "BlackChannel"), View(kGray16, "GrayChannel"), View(kRGBA, "RGBChannels"),
+       View(kBGRA, "MirroredView"), Mapped(kXRGB), Mapped(kGray16), Mapped(kRGBA)});
   for (int64_t code : {kBGRA, kRGB, kGA, kG, kKYMC, kCMYKA, kGray16}) all.push_back(Clip(code));
-  all.push_back(Mapped(kXRGB));
-  all.push_back(Mapped(kGray16));
-  all.push_back(Mapped(kRGBA));
   return all;
 }
 
