@@ -1,7 +1,6 @@
-// The rules of copying and blending on plain records: the rectangle rule, the first used byte of a
-// pixel, when rows copy as bytes, and the checks with their debug lines in their order; then the
-// colour moves behind the format-converting rows and Combine: RGB to CMYK undone exactly by the
-// picture bridge's CMYK to RGB for every colour, and the gray steps of CopyPixels.
+// The rules of copying and blending on plain records: the rectangle rule, when rows copy as bytes,
+// and the checks with their debug lines in their order; then Combine's colour moves: RGB to CMYK,
+// undone exactly by the picture bridge's CMYK to RGB for every colour, and 16-bit gray.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,7 +8,6 @@
 #include <cstdint>
 #include <ostream>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "composite/blend_with_mask.h"
@@ -113,69 +111,35 @@ TEST(FixRectangleSource, ExtremeValuesNeitherOverflowNorEscape) {
   }
 }
 
-TEST(FixRectangleSource, LogsBeforeAndAfter) {
-  LogCapture log;
-  Fixed({10, 2, 20, 5, -5, 0});
-  EXPECT_TRUE(log.Contains("XQT Debug: Fix 10, 2, 20, 5, -5, 0, 25, 15\n"));
-  EXPECT_TRUE(log.Contains("XQT Debug: Fixed 5, 2, 15, 5, 0, 0, 25, 15\n"));
-}
-
-int64_t MinOffsetOf(int64_t format) {
-  ImageClassData image = Layout(format);
-  return GetMinOffset(&image);
-}
-
-TEST(GetMinOffset, SmallestPresentOffsetOrMinusOne) {
-  // The padding byte is no channel; alpha may come first; CMYK offsets are not looked at, and a
-  // raw buffer has no channel.
-  const std::pair<int64_t, int64_t> cases[] = {
-      {ImageFormatRGB, 0},    {ImageFormatXRGB, 1},   {ImageFormatXBGR, 1}, {ImageFormatABGR, 0},
-      {ImageFormatAG, 0},     {ImageFormat3of3, 2},   {ImageFormat4of4, 3}, {ImageFormatCMYK, -1},
-      {ImageFormatXCMYK, -1}, {ImageFormatBuffer, -1}};
-  for (auto [format, offset] : cases) EXPECT_EQ(MinOffsetOf(format), offset) << format;
-
-  // A clip's offsets, moved by its x, and an alpha alone in front.
-  ImageClassData clip = Layout(ImageFormatBGRA);
-  clip.RedOffset += 12;
-  clip.GreenOffset += 12;
-  clip.BlueOffset += 12;
-  clip.AlphaOffset += 12;
-  EXPECT_EQ(GetMinOffset(&clip), 12);
-  ImageClassData cmyka = Layout(ImageFormatACMYK);
-  EXPECT_EQ(GetMinOffset(&cmyka), 0);
-}
-
 TEST(BlockCopy, OnlyOnePackedEightBitLayoutQualifies) {
-  auto qualifies = [](int64_t to, int64_t from) {
-    ImageClassData dest = Layout(to), source = Layout(from);
-    return QualifiesForBlockCopy(dest, source);
-  };
-  for (int64_t code : {ImageFormatRGB, ImageFormatRGBA, ImageFormatARGB, ImageFormatBGR,
-                       ImageFormatBGRA, ImageFormatABGR, ImageFormatG, ImageFormatGA}) {
-    EXPECT_TRUE(qualifies(code, code)) << code;
+  // Padding, a gray byte of a wider pixel, 16 bits and CMYK never qualify; nor do pairs whose red
+  // and blue swap places, whose alpha moves, is present in one only, or whose offsets differ.
+  const struct {
+    int64_t to, from;
+    bool qualifies;
+  } cases[] = {
+      {ImageFormatRGB, ImageFormatRGB, true},    {ImageFormatRGBA, ImageFormatRGBA, true},
+      {ImageFormatARGB, ImageFormatARGB, true},  {ImageFormatBGR, ImageFormatBGR, true},
+      {ImageFormatBGRA, ImageFormatBGRA, true},  {ImageFormatABGR, ImageFormatABGR, true},
+      {ImageFormatG, ImageFormatG, true},        {ImageFormatGA, ImageFormatGA, true},
+      {ImageFormatRGBX, ImageFormatRGBX, false}, {ImageFormatXRGB, ImageFormatXRGB, false},
+      {ImageFormat2of3, ImageFormat2of3, false}, {ImageFormat1of4, ImageFormat1of4, false},
+      {ImageFormatG2, ImageFormatG2, false},     {ImageFormatGray16, ImageFormatGray16, false},
+      {ImageFormatCMYK, ImageFormatCMYK, false}, {ImageFormatCMYKA, ImageFormatCMYKA, false},
+      {ImageFormatRGB, ImageFormatBGR, false},   {ImageFormatGA, ImageFormatAG, false},
+      {ImageFormatRGBA, ImageFormatRGB, false},  {ImageFormatARGB, ImageFormatRGBA, false}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(QualifiesForBlockCopy(Layout(c.to), Layout(c.from)), c.qualifies)
+        << c.to << " " << c.from;
   }
-  // Padding, a gray byte of a wider pixel, 16 bits and CMYK never qualify.
-  for (int64_t code : {ImageFormatRGBX, ImageFormatXRGB, ImageFormat2of3, ImageFormat1of4,
-                       ImageFormatG2, ImageFormatGray16, ImageFormatCMYK, ImageFormatCMYKA}) {
-    EXPECT_FALSE(qualifies(code, code)) << code;
-  }
-  EXPECT_FALSE(qualifies(ImageFormatRGB, ImageFormatBGR));    // red and blue swap places
-  EXPECT_FALSE(qualifies(ImageFormatGA, ImageFormatAG));      // alpha moves
-  EXPECT_FALSE(qualifies(ImageFormatRGBA, ImageFormatRGB));   // presence differs
-  EXPECT_FALSE(qualifies(ImageFormatARGB, ImageFormatRGBA));  // offsets differ
 
   // The gray offsets are not compared; the alpha offsets only when self has alpha.
-  ImageClassData grayDest = Layout(ImageFormatG), graySource = Layout(ImageFormatG);
-  graySource.GrayOffset = 0;
-  grayDest.GrayOffset = 0;
-  grayDest.HasAlpha = false;
-  ImageClassData movedGray = grayDest;
+  ImageClassData movedGray = Layout(ImageFormatG);
   movedGray.GrayOffset = 5;
-  EXPECT_TRUE(QualifiesForBlockCopy(movedGray, graySource));
-  ImageClassData rgbDest = Layout(ImageFormatRGB), rgbSource = Layout(ImageFormatRGB);
+  EXPECT_TRUE(QualifiesForBlockCopy(movedGray, Layout(ImageFormatG)));
+  ImageClassData rgbSource = Layout(ImageFormatRGB);
   rgbSource.AlphaOffset = 2;
-  EXPECT_TRUE(QualifiesForBlockCopy(rgbDest, rgbSource));
-
+  EXPECT_TRUE(QualifiesForBlockCopy(Layout(ImageFormatRGB), rgbSource));
   // Mapped storage copies per pixel.
   ImageClassData mapped = Layout(ImageFormatRGBA);
   mapped.IsMapping = true;
@@ -245,58 +209,9 @@ TEST(CopyPixelsChecks, RefusalsInTheirOrder) {
       "XQT Debug: Fix 0, 0, 6, 4, 0, 0, 5, 3\n",
       "XQT Debug: Fixed 0, 0, 5, 3, 0, 0, 5, 3\n",
       "XQT Debug: CopyPixelsBlock\n",
-      "XQT Debug: pixel size 3, 3\n",
-      "XQT Debug: min offset 0, 0\n",
-      "XQT Debug: offset 0, 0\n",
-      "XQT Debug: uh 3\n",
-      "XQT Debug: pw 15\n",
-      "XQT Debug: y 0\n",
-      "XQT Debug: row 0\n",
   };
   ASSERT_GE(log.lines().size(), mark + expected.size());
   for (size_t i = 0; i < expected.size(); ++i) EXPECT_EQ(log.lines()[mark + i], expected[i]) << i;
-}
-
-TEST(CopyPixelsChecks, PairsLogTheirLabel) {
-  struct Case {
-    int64_t to, from;
-    const char* label;
-    bool copied;
-  };
-  const Case cases[] = {
-      {ImageFormatRGBA, ImageFormatBGRA, "CopyPixelsRGBAtoRGBA", true},
-      {ImageFormatARGB, ImageFormatGA, "CopyPixelsGAtoRGBA", true},
-      {ImageFormatRGBA, ImageFormatCMYKA, "CopyPixelsCMYKAtoRGBA", false},
-      {ImageFormatCMYKA, ImageFormatAKYMC, "CopyPixelsCMYKAtoCMYKA", true},
-      {ImageFormatCMYKA, ImageFormatAG, "CopyPixelsGAtoCMYKA", true},
-      {ImageFormatKYMCA, ImageFormatRGBA, "CopyPixelsRGBAtoCMYKA", false},
-      {ImageFormatGA, ImageFormatAG, "CopyPixelsGAtoGA", true},
-      {ImageFormatAG, ImageFormatABGR, "CopyPixelsRGBAtoGA", true},
-      {ImageFormatGA, ImageFormatCMYKA, "CopyPixelsCMYKAtoGA", true},
-      {ImageFormatG, ImageFormatXCMYK, "CopyPixelsCMYKtoG", true},
-      {ImageFormat2of4, ImageFormatBGR, "CopyPixelsRGBtoG", true},
-      {ImageFormatG, ImageFormat3of3, "CopyPixelsGtoG", true},
-      {ImageFormatG, ImageFormatGray16, "CopyPixelsGray16toG", true},
-      {ImageFormatGray16, ImageFormatG3, "CopyPixelsGtoGray16", true},
-      {ImageFormatGray16, ImageFormatGray16, "CopyPixelsGray16toGray16", true},
-      {ImageFormatXRGB, ImageFormatRGBX, "CopyPixelsRGBtoRGB", true},
-      {ImageFormatRGBA, ImageFormatG, "CopyPixelsGtoRGB", true},  // a source without alpha
-      {ImageFormatRGB, ImageFormatKYMC, "CopyPixelsCMYKtoRGB", false},
-      {ImageFormatCMYKX, ImageFormatKYMCA, "CopyPixelsCMYKtoCMYK", true},
-      {ImageFormatXKYMC, ImageFormatGA, "CopyPixelsGtoCMYK", true},
-      {ImageFormatCMYK, ImageFormatBGRX, "CopyPixelsRGBtoCMYK", false},
-  };
-  for (const Case& c : cases) {
-    LogCapture log;
-    TestImage dest(3, 2, c.to), source(4, 3, c.from);
-    EXPECT_EQ(CopyPixels(dest.get(), source.get(), 0, 0, 3, 2, 1, 1), c.copied) << c.label;
-    EXPECT_TRUE(log.Contains(std::string("XQT Debug: ") + c.label + "\n")) << c.label;
-  }
-  // Formats outside the three families.
-  TestImage buffer(3, 2, ImageFormatBuffer), scaling(3, 2, ImageFormatScaling3),
-      rgb(3, 2, ImageFormatRGB);
-  EXPECT_FALSE(CopyPixels(buffer.get(), rgb.get(), 0, 0, 3, 2, 0, 0));
-  EXPECT_FALSE(CopyPixels(rgb.get(), scaling.get(), 0, 0, 3, 2, 0, 0));
 }
 
 TEST(CopyPixelsChecks, SixteenBitSampleMustFitItsPixel) {
@@ -397,49 +312,19 @@ TEST(CombineConversions, RGBThroughCMYKComesBackForEveryColour) {
   EXPECT_EQ(failures, 0);
 }
 
-TEST(CombineConversions, FamiliesMeetAsCopyPixelsDoes) {
-  // Black and white ends: white has no ink, black is K alone.
-  PixelValue white = CMYKFromRGBValue(255, 255, 255);
-  EXPECT_EQ(white.v[0] + white.v[1] + white.v[2] + white.v[3], 0u);
-  PixelValue black = CMYKFromRGBValue(0, 0, 0);
-  EXPECT_EQ(black.v[3], 255u);
-  EXPECT_EQ(black.v[0] + black.v[1] + black.v[2], 0u);
-
-  PixelValue gray{{0x12, 0, 0, 0}, 77};
-  PixelValue wide = ConvertValue(PixelFamily::kGray8, PixelFamily::kGray16, gray);
+// Gray widens by 257 and narrows to its high byte; into RGB it goes through that byte, alpha kept.
+TEST(CombineConversions, SixteenBitGrayMeetsTheOtherFamilies) {
+  const PixelValue wide =
+      ConvertValue(PixelFamily::kGray8, PixelFamily::kGray16, {{0x12, 0, 0, 0}, 77});
   EXPECT_EQ(wide.v[0], 0x1212u);
   EXPECT_EQ(wide.alpha, 77u);
   EXPECT_EQ(ConvertValue(PixelFamily::kGray16, PixelFamily::kGray8, {{0xABCD, 0, 0, 0}, 1}).v[0],
             0xABu);
-  PixelValue cmyk = ConvertValue(PixelFamily::kGray8, PixelFamily::kCMYK, {{200, 0, 0, 0}, 9});
-  EXPECT_EQ(cmyk.v[0] + cmyk.v[1] + cmyk.v[2], 0u);
-  EXPECT_EQ(cmyk.v[3], 200u);
-  EXPECT_EQ(ConvertValue(PixelFamily::kCMYK, PixelFamily::kGray8, {{1, 2, 3, 44}, 9}).v[0], 44u);
-  // Pure red, green and blue give 76, 150 and 27; 16-bit gray of red is 76 x 257.
-  EXPECT_EQ(ConvertValue(PixelFamily::kRGB, PixelFamily::kGray8, {{255, 0, 0, 0}, 9}).v[0], 76u);
-  EXPECT_EQ(ConvertValue(PixelFamily::kRGB, PixelFamily::kGray8, {{0, 255, 0, 0}, 9}).v[0], 150u);
-  EXPECT_EQ(ConvertValue(PixelFamily::kRGB, PixelFamily::kGray16, {{255, 0, 0, 0}, 9}).v[0],
-            76u * 257u);
-  // A 16-bit gray into RGB goes through its high byte.
-  PixelValue rgb = ConvertValue(PixelFamily::kGray16, PixelFamily::kRGB, {{0x8001, 0, 0, 0}, 5});
+  const PixelValue rgb =
+      ConvertValue(PixelFamily::kGray16, PixelFamily::kRGB, {{0x8001, 0, 0, 0}, 5});
   EXPECT_EQ(rgb.v[0], 0x80u);
   EXPECT_EQ(rgb.v[2], 0x80u);
   EXPECT_EQ(rgb.alpha, 5u);
-}
-
-TEST(CombineConversions, LayoutsFollowTheFormatTable) {
-  PixelLayout argb = LayoutOfFormat(4);
-  EXPECT_EQ(argb.family, PixelFamily::kRGB);
-  EXPECT_EQ(argb.pixelSize, 4);
-  EXPECT_EQ(argb.alpha, 0);
-  EXPECT_EQ(argb.channel[0], 1);
-  EXPECT_EQ(LayoutOfFormat(41).family, PixelFamily::kGray16);
-  PixelLayout xkymc = LayoutOfFormat(32);
-  EXPECT_EQ(xkymc.channel[0], 4);  // cyan last
-  EXPECT_EQ(xkymc.channel[3], 1);
-  for (int64_t code : {-1, 0, 14, 22, 33, 40, 49}) {
-    EXPECT_EQ(LayoutOfFormat(code).family, PixelFamily::kNone) << code;
-  }
 }
 
 }  // namespace

@@ -45,39 +45,44 @@ TEST(PixelFormats, SizesBelowOneChangeNothing) {
   EXPECT_EQ(image.Width, 0);
 }
 
-TEST(PixelFormats, SpecialCodes) {
-  bool ok = false;
-  ImageClassData buffer = Layout(ImageFormatBuffer, &ok);
-  EXPECT_TRUE(ok);
-  EXPECT_EQ(buffer.PixelSize, 1);
-  EXPECT_EQ(buffer.ChannelCount, 0);
-  EXPECT_FALSE(buffer.IsGray || buffer.IsRGB || buffer.IsCMYK);
-
-  ImageClassData scaling = Layout(ImageFormatScaling5);
-  EXPECT_EQ(scaling.PixelSize, 5);
-  EXPECT_EQ(scaling.ChannelCount, 0);
-  EXPECT_STREQ(FormatRow(ImageFormatScaling5)->formatString, "Scaling");
-
-  ImageClassData gray16 = Layout(ImageFormatGray16);
-  EXPECT_EQ(gray16.PixelSize, 2);
-  EXPECT_EQ(gray16.BitsPerComponent, 16);
-  EXPECT_TRUE(gray16.IsGray && gray16.HasGray);
+// Layouts read off the format names: pixel size, channel count, first and last channel offset and
+// the name of the first channel (none for the one-of-n codes, which pick a byte of a wider pixel).
+TEST(PixelFormats, LayoutsOfTheNames) {
+  struct Case {
+    int64_t code, pixelSize, channels, first, last;
+    const char* firstName;
+  } cases[] = {
+      {ImageFormatXRGB, 4, 3, 1, 3, "Red"},     {ImageFormatRGBX, 4, 3, 0, 2, "Red"},
+      {ImageFormatXBGR, 4, 3, 1, 3, "Blue"},    {ImageFormatABGR, 4, 4, 0, 3, "Alpha"},
+      {ImageFormatCMYKX, 5, 4, 0, 3, "Cyan"},   {ImageFormatXCMYK, 5, 4, 1, 4, "Cyan"},
+      {ImageFormatXKYMC, 5, 4, 1, 4, "Black"},  {ImageFormatAKYMC, 5, 5, 0, 4, "Alpha"},
+      {ImageFormatGA, 2, 2, 0, 1, "Gray"},      {ImageFormatAofARGB, 4, 1, 0, 0, nullptr},
+      {ImageFormat3of4, 4, 1, 2, 2, nullptr},   {ImageFormatRofBGR, 3, 1, 2, 2, nullptr},
+      {ImageFormat4of4, 4, 1, 3, 3, nullptr},   {ImageFormatGray16, 2, 1, 0, 0, "Gray"},
+      {ImageFormatG3, 3, 3, 0, 2, "Gray"},      {ImageFormatG8, 8, 8, 0, 7, "Gray"},
+      {ImageFormatBuffer, 1, 0, 0, 0, nullptr}, {ImageFormatScaling5, 5, 0, 0, 0, nullptr}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.code);
+    const ImageClassData image = Layout(c.code);
+    EXPECT_EQ(image.PixelSize, c.pixelSize);
+    ASSERT_EQ(image.ChannelCount, c.channels);
+    if (c.channels > 0) {
+      EXPECT_EQ(image.ChannelOffsets[0], c.first);
+      EXPECT_EQ(image.ChannelOffsets[c.channels - 1], c.last);
+    }
+    const ChannelNameList names = ChannelNames(c.code);
+    EXPECT_EQ(names.count, c.firstName ? c.channels : 0);
+    if (c.firstName) {
+      EXPECT_STREQ(names.names[0], c.firstName);
+    }
+  }
+  EXPECT_FALSE(Layout(ImageFormatAofARGB).HasAlpha);  // a gray view of the alpha byte
+  EXPECT_STREQ(ChannelNames(ImageFormatG5).names[4], "Gray5");
+  EXPECT_EQ(Layout(ImageFormatGray16).BitsPerComponent, 16);
   EXPECT_STREQ(FormatRow(ImageFormatGray16)->formatString, "G16");
-
-  ImageClassData alphaOfARGB = Layout(ImageFormatAofARGB);
-  EXPECT_EQ(ImageFormatAofARGB, ImageFormat1of4);
-  EXPECT_EQ(alphaOfARGB.PixelSize, 4);
-  EXPECT_EQ(alphaOfARGB.GrayOffset, 0);
-  EXPECT_FALSE(alphaOfARGB.HasAlpha);
-
-  ImageClassData xrgb = Layout(ImageFormatXRGB);
-  EXPECT_EQ(xrgb.ChannelCount, 3);
-  EXPECT_EQ(xrgb.ChannelOffsets[0], 1);
-  EXPECT_EQ(xrgb.RedOffset, 1);
-  EXPECT_EQ(xrgb.BlueOffset, 3);
-  EXPECT_EQ(FormatRow(ImageFormatRofBGR)->gray, 2);
-  EXPECT_EQ(FormatRow(ImageFormat4of4)->gray, 3);
-  EXPECT_EQ(Layout(ImageFormatG1).ImageFormat, ImageFormatG);
+  EXPECT_STREQ(FormatRow(ImageFormatScaling5)->formatString, "Scaling");
+  const ImageClassData buffer = Layout(ImageFormatBuffer);
+  EXPECT_FALSE(buffer.IsGray || buffer.IsRGB || buffer.IsCMYK);
 }
 
 // Every accepted code: channels inside the pixel, offsets in memory order, one family at most,
@@ -93,16 +98,23 @@ TEST(PixelFormats, EveryCodeKeepsTheInvariants) {
     EXPECT_LE(image.ChannelCount, image.PixelSize);
     EXPECT_LE(image.ChannelCount, 8);
     EXPECT_LE(int(image.IsGray) + int(image.IsRGB) + int(image.IsCMYK), 1);
-    struct {
+    const struct {
+      const char* name;
       bool has;
       int64_t offset;
-    } channels[] = {{image.HasRed, image.RedOffset},         {image.HasGreen, image.GreenOffset},
-                    {image.HasBlue, image.BlueOffset},       {image.HasGray, image.GrayOffset},
-                    {image.HasAlpha, image.AlphaOffset},     {image.HasCyan, image.CyanOffset},
-                    {image.HasMagenta, image.MagentaOffset}, {image.HasYellow, image.YellowOffset},
-                    {image.HasBlack, image.BlackOffset}};
+    } channels[] = {{"Red", image.HasRed, image.RedOffset},
+                    {"Green", image.HasGreen, image.GreenOffset},
+                    {"Blue", image.HasBlue, image.BlueOffset},
+                    {"Gray", image.HasGray, image.GrayOffset},
+                    {"Alpha", image.HasAlpha, image.AlphaOffset},
+                    {"Cyan", image.HasCyan, image.CyanOffset},
+                    {"Magenta", image.HasMagenta, image.MagentaOffset},
+                    {"Yellow", image.HasYellow, image.YellowOffset},
+                    {"Black", image.HasBlack, image.BlackOffset}};
     std::set<int64_t> named;
+    std::map<std::string, int64_t> offsetByName;
     for (const auto& channel : channels) {
+      offsetByName[channel.name] = channel.offset;
       if (!channel.has) {
         EXPECT_EQ(channel.offset, 0);
         continue;
@@ -110,11 +122,10 @@ TEST(PixelFormats, EveryCodeKeepsTheInvariants) {
       EXPECT_LT(channel.offset, image.PixelSize);
       EXPECT_TRUE(named.insert(channel.offset).second) << "two channels share a byte";
     }
-    for (int64_t i = 1; i < image.ChannelCount; ++i) {
-      EXPECT_LT(image.ChannelOffsets[i - 1], image.ChannelOffsets[i]);
-    }
-    for (int64_t i = 0; i < image.ChannelCount; ++i) {
-      EXPECT_LT(image.ChannelOffsets[i], image.PixelSize);
+    for (int64_t i = 0; i < image.ChannelCount; ++i) {  // rising, and inside the pixel
+      const int64_t next =
+          i + 1 < image.ChannelCount ? image.ChannelOffsets[i + 1] : image.PixelSize;
+      EXPECT_LT(image.ChannelOffsets[i], next);
     }
     EXPECT_TRUE(!image.IsRGB || (image.HasRed && image.HasGreen && image.HasBlue));
     EXPECT_TRUE(!image.IsCMYK ||
@@ -133,42 +144,10 @@ TEST(PixelFormats, EveryCodeKeepsTheInvariants) {
     bool nameless = (code >= 15 && code <= 22) || (code >= 33 && code <= 40);
     EXPECT_EQ(names.count, nameless ? 0 : image.ChannelCount);
     // The name of each channel sits at that channel's offset.
-    const std::map<std::string, int64_t> offsetByName = {
-        {"Red", image.RedOffset},         {"Green", image.GreenOffset},
-        {"Blue", image.BlueOffset},       {"Alpha", image.AlphaOffset},
-        {"Gray", image.GrayOffset},       {"Cyan", image.CyanOffset},
-        {"Magenta", image.MagentaOffset}, {"Yellow", image.YellowOffset},
-        {"Black", image.BlackOffset}};
     for (int i = 0; i < names.count && !multiGray; ++i) {
       EXPECT_EQ(offsetByName.at(names.names[i]), image.ChannelOffsets[i]) << names.names[i];
     }
   }
-}
-
-TEST(PixelFormats, MultiGrayNamesAreTheFirstN) {
-  ChannelNameList five = ChannelNames(ImageFormatG5);
-  ASSERT_EQ(five.count, 5);
-  EXPECT_STREQ(five.names[0], "Gray");
-  EXPECT_STREQ(five.names[4], "Gray5");
-  EXPECT_EQ(ChannelNames(ImageFormatG8).count, 8);
-  EXPECT_EQ(ChannelNames(ImageFormatRofRGB).count, 0);
-  ImageClassData g3 = Layout(ImageFormatG3);
-  EXPECT_EQ(g3.ChannelCount, 3);
-  EXPECT_EQ(g3.ChannelOffsets[2], 2);
-}
-
-TEST(PixelFormats, ChannelCountsByFamily) {
-  struct Case {
-    int64_t code;
-    int64_t channels;
-  } cases[] = {{ImageFormatRGBX, 3},  {ImageFormatXBGR, 3},  {ImageFormatABGR, 4},
-               {ImageFormatCMYKX, 4}, {ImageFormatXKYMC, 4}, {ImageFormatAKYMC, 5},
-               {ImageFormatGA, 2},    {ImageFormat3of4, 1},  {ImageFormatG8, 8}};
-  for (const Case& c : cases) EXPECT_EQ(Layout(c.code).ChannelCount, c.channels) << c.code;
-  ImageClassData xcmyk = Layout(ImageFormatXCMYK);
-  EXPECT_EQ(xcmyk.ChannelOffsets[0], 1);
-  EXPECT_EQ(xcmyk.CyanOffset, 1);
-  EXPECT_EQ(Layout(ImageFormatAKYMC).CyanOffset, 4);
 }
 
 }  // namespace
