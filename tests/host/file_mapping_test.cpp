@@ -18,26 +18,17 @@
 #include "support/environment.h"
 #include "support/format_codes.h"
 #include "support/host_expectations.h"
+#include "support/mapped_image_files.h"
 #include "support/plugin_fixture.h"
-#include "support/scratch_folder.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using xqt::host::Ref;
 
-constexpr int64_t kPage = 4096;
-constexpr int64_t kMiB16 = kPage * kPage;
-
-// Temporary backing files go to a scratch directory of the test, which must be empty again at the
-// end: every path out of the constructor and every way of closing removes the file.
-class FileMapping : public PluginTest {
+// Every path out of the constructor and every way of closing removes the backing file.
+class FileMapping : public MappedImagesTest<PluginTest> {
  protected:
-  ~FileMapping() override { EXPECT_TRUE(scratch_.IsEmpty()) << "a backing file was left behind"; }
-
-  Ref NewMapped(int64_t width, int64_t height, int64_t format = kRGB, int64_t blockSize = 0) {
-    return host_.New("PictureXQT", width, height, format, blockSize, nullptr);
-  }
   Ref NewMappedAt(const fs::path& path, int64_t width, int64_t height, int64_t blockSize = 0) {
     Ref item = host_.NewFolderItem(path.string());
     return host_.New("PictureXQT", width, height, kRGB, blockSize, item);
@@ -53,31 +44,15 @@ class FileMapping : public PluginTest {
     if (!band) return nullptr;
     return xqt::host::Host::BlockData(band) + (y - first) * image.Get<int64_t>("RowSize");
   }
-
-  ScratchFolder scratch_{"xqt-mapping"};
 };
 
-TEST_F(FileMapping, RowSizeAndBandSize) {
-  Ref image = NewMapped(100, 20, kRGB, 1);
-  ASSERT_TRUE(image.Get<bool>("Valid"));
-  EXPECT_TRUE(image.Get<bool>("IsMapping"));
-  // The 16 MiB floor, reduced to the whole of a small image.
-  ExpectIntegers(image, {{"RowSize", kPage},
-                         {"TotalSize", 20 * kPage},
-                         {"MappingBlockSize", 20 * kPage},
-                         {"MappingRows", 20},
-                         {"MappingFirstRow", 0},
-                         {"MappingLastRow", 19}});
-
-  // A wider row takes whole pages: 1100 RGBA pixels need two.
+TEST_F(FileMapping, RowAndBlockSizes) {
+  // A row takes whole pages (1100 RGBA pixels two), and a band at least five rows.
   Ref wide = NewMapped(1100, 4, kRGBA, 1);
-  ASSERT_TRUE(wide.Get<bool>("Valid"));
-  // At least five rows, even over a four-row image.
+  ASSERT_TRUE(wide.Get<bool>("IsMapping"));
   ExpectIntegers(wide,
                  {{"RowSize", 2 * kPage}, {"MappingRows", 5}, {"MappingBlockSize", 10 * kPage}});
-}
 
-TEST_F(FileMapping, BlockSizeProperty) {
   Ref image = NewMapped(100, 10000, kRGB, int64_t{1} << 40);
   ASSERT_TRUE(image.Get<bool>("Valid"));
   // The whole file; then the floor, and whole multiples of it. The setter maps the first band
@@ -91,39 +66,6 @@ TEST_F(FileMapping, BlockSizeProperty) {
   ASSERT_TRUE(image.Get<Ref>("Memory"));
   image.Set("MappingBlockSize", 2 * kMiB16 + 100);
   ExpectIntegers(image, {{"MappingBlockSize", 2 * kMiB16}, {"MappingLastRow", 8191}});
-}
-
-// The band walk itself is the unit tests'; here the member reaches it and reports.
-TEST_F(FileMapping, MapInRows) {
-  Ref image = NewMapped(100, 10000, kRGB, 1);
-  ASSERT_TRUE(image.Get<bool>("Valid"));
-  EXPECT_FALSE(image.Call<bool>("MapInRows", int64_t{5}, int64_t{2}));
-  // A range within the band size; the band starts two rows early.
-  EXPECT_TRUE(image.Call<bool>("MapInRows", int64_t{5000}, int64_t{5500}));
-  EXPECT_EQ(image.Get<int64_t>("MappingFirstRow"), 4998);
-  EXPECT_EQ(image.Get<int64_t>("MappingBlockSize"), kMiB16);
-  // Storage that is wholly addressable needs nothing; a closed image maps nothing.
-  EXPECT_TRUE(NewImage(10, 10, kRGB).Call<bool>("MapInRows", int64_t{0}, int64_t{9}));
-  image.Call("Close");
-  EXPECT_FALSE(image.Call<bool>("MapInRows", int64_t{0}, int64_t{1}));
-}
-
-TEST_F(FileMapping, TemporaryFileLivesAsLongAsTheImage) {
-  Ref image = NewMapped(30, 30);
-  ASSERT_TRUE(image.Get<bool>("Valid"));
-  fs::path path = image.Get<std::string>("FilePath");
-  EXPECT_EQ(path.parent_path(), scratch_.path());
-  ASSERT_TRUE(fs::exists(path));
-  EXPECT_EQ(fs::file_size(path), static_cast<uintmax_t>(30 * kPage + kPage));
-  image.Call("Close");
-  EXPECT_FALSE(fs::exists(path));
-  image.Call("Close");  // a second close finds nothing to release
-
-  Ref dying = NewMapped(30, 30);
-  path = dying.Get<std::string>("FilePath");
-  ASSERT_TRUE(fs::exists(path));
-  dying.reset();
-  EXPECT_FALSE(fs::exists(path));
 }
 
 TEST_F(FileMapping, NamedFileIsRemovedToo) {

@@ -8,7 +8,6 @@
 #include <string>
 #include <tuple>
 #include <utility>
-#include <vector>
 
 #include "support/format_codes.h"
 #include "support/image_layout.h"
@@ -139,55 +138,31 @@ TEST_F(Geometry, DestinationsOfOtherByteOrdersAndSizes) {
   }
 }
 
-// The refusals the frame shares are in frame_refusals_test.cpp.
+// The refusals of every frame operation are in frame_refusals_test.cpp; these are the turns' own.
+// The in-place members leave a 16-bit or a closed image alone, and no view of the source (nor the
+// source seen through a view) is a destination: it would be overwritten while read.
 TEST_F(Geometry, RefusedSourcesAndDestinations) {
   Ref sixteen = NewImage(4, 3, kGray16);
   RandomizeWholeRows(sixteen, 1);
   ImageSnapshot before(sixteen);
-  for (const char* name : {"HMirror", "VMirror", "Rotate180"}) sixteen.Call(name);
+  Ref closed = NewImage(4, 6, kRGBA);
+  closed.Call("Close");
+  for (const char* name : {"HMirror", "VMirror", "Rotate180"}) {
+    sixteen.Call(name);
+    closed.Call(name);
+  }
   ExpectSameBytes(before, sixteen, "16-bit gray");
 
-  // Destinations without the source's alpha, or not valid.
-  Ref source = NewImage(6, 4, kRGBA);
-  RandomizeWholeRows(source, 2);
-  for (int64_t format : {kRGB, int64_t{14}}) {
-    SCOPED_TRACE(format);
-    Ref dest = NewImage(4, 6, format);
-    const bool valid = dest.Get<bool>("Valid");
-    std::vector<uint8_t> destBefore = valid ? ImageSnapshot(dest).data : std::vector<uint8_t>{};
-    for (const char* name : {"Rotate90", "Rotate270", "Rotate90slow", "Rotate270slow"}) {
-      EXPECT_FALSE(source.Call<Ref>(name, dest));
-    }
-    if (valid) {
-      EXPECT_EQ(ImageSnapshot(dest).data, destBefore);
-    }
-  }
-  // The source itself is not a destination, nor is any view of it: its mirrored view, a clip of
-  // it, or a view as the source.
   Ref square = NewImage(5, 5, kRGBA);
   RandomizeWholeRows(square, 3);
   ImageSnapshot squareBefore(square);
-  EXPECT_FALSE(square.Call<Ref>("Rotate90", square));
   Ref mirrored = square.Call<Ref>("MirroredView");
   EXPECT_FALSE(square.Call<Ref>("Rotate90", mirrored));
   EXPECT_FALSE(square.Call<Ref>("Rotate180", mirrored));
   EXPECT_FALSE(mirrored.Call<Ref>("Rotate270", square));
   Ref clip = square.Call<Ref>("ClipImage", int64_t{0}, int64_t{0}, int64_t{5}, int64_t{5});
   EXPECT_FALSE(mirrored.Call<Ref>("Rotate90slow", clip));
-  ExpectSameBytes(squareBefore, square, "source as destination");
-
-  // A source without a family still returns the destination, unchanged.
-  Ref raw = NewImage(3, 2, kScaling3);
-  Ref rawDest = NewImage(2, 3, kScaling3);
-  RandomizeWholeRows(rawDest, 4);
-  ImageSnapshot rawBefore(rawDest);
-  EXPECT_EQ(raw.Call<Ref>("Rotate90", rawDest).get(), rawDest.get());
-  ExpectSameBytes(rawBefore, rawDest, "no family");
-
-  // The in-place members do nothing to a closed image.
-  Ref closed = NewImage(4, 6, kRGBA);
-  closed.Call("Close");
-  for (const char* name : {"HMirror", "VMirror", "Rotate180"}) closed.Call(name);
+  ExpectSameBytes(squareBefore, square, "a view as destination");
 }
 
 }  // namespace

@@ -8,8 +8,8 @@
 
 #include "support/format_codes.h"
 #include "support/image_bytes.h"
+#include "support/mapped_image_files.h"
 #include "support/plugin_fixture.h"
-#include "support/scratch_folder.h"
 
 namespace {
 
@@ -31,16 +31,13 @@ struct Operation {
   std::function<Ref(const On&)> run;  // returns what to compare
 };
 
-class MappedImages : public PluginTest {
+class MappedImages : public MappedImagesTest<PluginTest> {
  protected:
-  ~MappedImages() override { EXPECT_TRUE(scratch_.IsEmpty()) << "a backing file was left behind"; }
-
   // `image` and `other` of the operation's kind, filled with the same random bytes either way.
   void Run(const Operation& operation, bool mapped, Bytes* image, Bytes* result) {
     uint32_t seed = 0;
     const Make make = [&](int64_t width, int64_t height, int64_t format) {
-      Ref made = mapped ? host_.New("PictureXQT", width, height, format, int64_t{0}, nullptr)
-                        : NewImage(width, height, format);
+      Ref made = mapped ? NewMapped(width, height, format) : NewImage(width, height, format);
       EXPECT_EQ(made.Get<bool>("IsMapping"), mapped);
       Randomise(made, ++seed);
       return made;
@@ -55,8 +52,6 @@ class MappedImages : public PluginTest {
     *image = PixelBytes(self);
     *result = PixelBytes(out);
   }
-
-  ScratchFolder scratch_{"xqt-mapped"};
 };
 
 TEST_F(MappedImages, EveryOperationGivesTheBytesOfMemory) {

@@ -17,19 +17,14 @@
 #include "host/emulated_host.h"
 #include "image/image_class_data.h"
 #include "plugin/host_api.h"
-#include "plugin/plugin_main.h"
 #include "support/log_capture.h"
-#include "support/scratch_folder.h"
+#include "support/mapped_image_files.h"
+#include "support/static_plugin.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using xqt::host::Host;
 using xqt::host::Ref;
-
-constexpr int64_t kRGB = 1;
-constexpr int64_t kPage = 4096;
-constexpr int64_t kMiB16 = kPage * kPage;
 
 // A record sized as the file constructor sizes one, without a file.
 ImageClassData SizedRecord(int64_t rowSize, int64_t height) {
@@ -79,24 +74,12 @@ TEST(MappingBlockSize, FloorCapAndFiveRows) {
   setMemBlockSize(nullptr, 1);
 }
 
-// A file-mapped image through the plug-in linked into the test; temporary files go to a scratch
-// directory that must be empty again at the end.
-class FileMappedRecord : public ::testing::Test {
+// A file-mapped image through the plug-in linked into the test. The development environment
+// keeps the page granularity on every system, so the bands below are the same on Windows, whose
+// built applications map at 64 KiB.
+class FileMappedRecord : public MappedImagesTest<StaticPluginTest> {
  protected:
-  // The development environment keeps the page granularity on every system, so the bands below
-  // are the same on Windows, whose built applications map at 64 KiB.
-  FileMappedRecord() : host_({.inRuntime = false}) { host_.Attach(&REALPluginMain); }
-  ~FileMappedRecord() override {
-    EXPECT_EQ(host_.LiveObjects(), 0) << host_.LiveReport();
-    EXPECT_TRUE(scratch_.IsEmpty()) << "backing file left behind";
-  }
-
-  Ref NewMapped(int64_t width, int64_t height, int64_t blockSize = 0) {
-    return host_.New("PictureXQT", width, height, kRGB, blockSize, nullptr);
-  }
-
-  ScratchFolder scratch_{"xqt-mapping-unit"};
-  Host host_;
+  FileMappedRecord() : MappedImagesTest({.inRuntime = false}) {}
 };
 
 TEST_F(FileMappedRecord, BandWalk) {
@@ -198,12 +181,17 @@ TEST_F(FileMappedRecord, MapInRows) {
 
   // A span that is not a whole number of allocation units (64 KB on Windows): the band grows a
   // unit at a time until it has as many rows as were asked for (starting two rows early).
-  Ref tall = NewMapped(1000, 10000, kMiB16);
+  Ref tall = NewMapped(1000, 10000, 1, kMiB16);
   ImageClassData* tallRecord = ImageData(tall.get());
   ASSERT_TRUE(tallRecord->Valid);
   EXPECT_TRUE(MapInRows(tall.get(), 1001, 7004));
   EXPECT_GE(tallRecord->MappingRows, 6004);
   EXPECT_EQ(tallRecord->MappingFirstRow, 999);
+
+  // Storage that is wholly addressable needs nothing; a closed image maps nothing.
+  EXPECT_TRUE(MapInRows(NewImage(10, 10, 1).get(), 0, 9));
+  image.Call("Close");
+  EXPECT_FALSE(MapInRows(image.get(), 0, 1));
 }
 
 TEST_F(FileMappedRecord, ViewOverTheParentsFile) {
@@ -258,7 +246,7 @@ TEST_F(FileMappedRecord, ViewOverTheParentsFile) {
 }
 
 TEST_F(FileMappedRecord, ViewOfAnImageInMemory) {
-  Ref parent = host_.New("PictureXQT", int64_t{4}, int64_t{4}, kRGB);
+  Ref parent = NewImage(4, 4, 1);
   ImageClassData* record = ImageData(parent.get());
   ImageClassData view{};
   view.FileDescriptor = -1;

@@ -1,6 +1,6 @@
-// The scalers' refusals and their debug lines, the temp from the factory and its fallbacks, the
-// host's turns during an inline scale, and RunThreads: the slicing, the inline mode, the worker
-// cap, the refusal when the records cannot be had, and the host's turns while the caller waits.
+// The scalers' refusals and their debug lines, the temp from the factory and its fallbacks, and
+// RunThreads: the slicing, the inline mode, the worker cap, the refusal when the records cannot
+// be had, and the host's turns while the caller waits.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -90,19 +90,6 @@ TEST_F(ScaleChecks, NothingIsWrittenOutsideTheImages) {
   EXPECT_EQ(host_.LiveObjects(), live);  // nothing made is left behind
 }
 
-TEST_F(ScaleChecks, TheTempComesFromTheFactoryAndIsReleased) {
-  LogCapture log;
-  Ref dest = NewImage(6, 6, kRGBA), source = NewImage(3, 3, kRGBA);
-  int64_t live = host_.LiveObjects();
-  EXPECT_TRUE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 6, 6));
-  EXPECT_EQ(host_.LiveObjects(), live);
-  for (const char* line : {"RGBA_to_RGBA_Scale 6, 6", "sizeof(MyPixel) 4", "Create temp picture",
-                           "RGBA_to_RGBA_Scale7", "RGBA_to_RGBA_Scale2", "RGBA_to_RGBA_Scale5",
-                           "wdth*1000 1000.000000", "function 6 done"}) {
-    EXPECT_TRUE(log.Logged(line)) << line;
-  }
-}
-
 // A factory that has no picture to give: the plain image it falls back to is made by the host.
 REALobject NoPictureFactory(REALobject, int64_t, int64_t, int64_t) { return nullptr; }
 
@@ -172,21 +159,6 @@ TEST_F(ScaleChecks, InvalidImagesAreRefusedWithTheirLines) {
   EXPECT_FALSE(ScalePictureFast(Image(dest), Image(source), 4, 4));
   EXPECT_TRUE(log.Logged("GetRow is nil"));
   Image(dest)->GetRow = getRow;
-}
-
-// A clock that moves on by 2 ms each time it is read, so every chance to yield is taken.
-int64_t gTicking = 0;
-int64_t TickingClock() { return gTicking += 2000000; }
-
-TEST_F(ScaleChecks, InlineScaleGivesTheHostTurns) {
-  Ref dest = NewImage(40, 40, kRGB), source = NewImage(20, 20, kRGB);
-  Image(dest)->YieldTicks = -1;  // every millisecond
-  platform::ClockProc previous = platform::SetMonotonicClock(&TickingClock);
-  int64_t before = host_.YieldCount();
-  ASSERT_TRUE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 40, 40));
-  platform::SetMonotonicClock(previous);
-  // The destination's start, then after each of 40 + 40 lists and 20 + 40 rows.
-  EXPECT_EQ(host_.YieldCount() - before, 1 + 80 + 60);
 }
 
 using Slice = std::tuple<int64_t, int64_t, int64_t, int>;  // index, first, last, flag
