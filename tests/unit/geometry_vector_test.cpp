@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "geometry/rotate.h"
@@ -25,6 +26,10 @@ using xqt::host::Ref;
 // Formats whose pixels are four channel bytes: RGBA, ARGB, BGRA, ABGR, CMYK, KYMC.
 constexpr int64_t kFourByteFormats[] = {2, 4, 7, 9, 23, 28};
 constexpr int64_t kRGBA = 2, kG = 11, kGray16 = 41;
+
+// Where a turn writes: a whole image, a clip of a larger one whose rows start `shift` pixels in,
+// a mirrored view, or an image over a caller's block whose rows are not whole 64-byte units.
+enum class Into { kImage, kClip, kMirroredView, kCallersBlock };
 
 class TurnsUnit : public StaticPluginTest {
  protected:
@@ -49,9 +54,25 @@ class TurnsUnit : public StaticPluginTest {
         what);
   }
 
-  // `turn` of `source` into `into`, which must be returned.
-  static void Turn(const Ref& source, const char* turn, const Ref& into) {
-    EXPECT_EQ(source.Call<Ref>(turn, into).get(), into.get()) << turn;
+  // `turn` of `source` into a fresh random target, which it returns, on every path.
+  void ExpectTurnsAgree(const Ref& source, const char* turn, Into into, int64_t shift = 0) {
+    int64_t w = source.Get<int64_t>("Width"), h = source.Get<int64_t>("Height");
+    if (std::string(turn) != "Rotate180") std::swap(w, h);
+    const int64_t format = source.Get<int64_t>("ImageFormat"), rowSize = w * 4 + 4;
+    ExpectPathsAgree(
+        [&] {
+          Ref storage = into == Into::kCallersBlock
+                            ? host_.New("PictureXQT", host_.NewMemoryBlock(rowSize * h), w, h,
+                                        format, rowSize)
+                            : NewImage(w + 2 * shift, h + shift, format);
+          RandomizeWholeRows(storage, 600);
+          Ref target = into == Into::kClip ? storage.Call<Ref>("ClipImage", shift, shift, w, h)
+                       : into == Into::kMirroredView ? storage.Call<Ref>("MirroredView")
+                                                     : storage;
+          EXPECT_EQ(source.Call<Ref>(turn, target).get(), target.get()) << turn;
+          return storage;
+        },
+        std::string(turn) + " into target " + std::to_string(static_cast<int>(into)));
   }
 };
 
@@ -62,28 +83,20 @@ TEST_F(TurnsUnit, VectorAndPlainPathsGiveTheSameBytes) {
   uint32_t seed = 10;
   for (int64_t format : kFourByteFormats) {
     for (const auto& size : sizes) {
-      const int64_t w = size[0], h = size[1];
-      const std::string what =
-          std::to_string(format) + ", " + std::to_string(w) + " x " + std::to_string(h) + ": ";
-      Ref source = NewRandom(w, h, format, seed += 100);
+      SCOPED_TRACE(std::to_string(format) + ", " + std::to_string(size[0]) + " x " +
+                   std::to_string(size[1]));
+      Ref source = NewRandom(size[0], size[1], format, seed += 100);
       for (const char* turn : {"Rotate90", "Rotate270", "Rotate180"}) {
-        const bool half = std::string(turn) == "Rotate180";
-        ExpectPathsAgree(
-            [&] {
-              Ref dest = NewRandom(half ? w : h, half ? h : w, format, seed + 1);
-              Turn(source, turn, dest);
-              return dest;
-            },
-            what + turn);
+        ExpectTurnsAgree(source, turn, Into::kImage);
       }
       for (const char* inPlace : {"HMirror", "Rotate180"}) {
         ExpectPathsAgree(
             [&] {
-              Ref image = NewRandom(w, h, format, seed + 2);
+              Ref image = NewRandom(size[0], size[1], format, seed + 2);
               image.Call(inPlace);
               return image;
             },
-            what + inPlace + " in place");
+            std::string(inPlace) + " in place");
       }
     }
   }
@@ -91,50 +104,22 @@ TEST_F(TurnsUnit, VectorAndPlainPathsGiveTheSameBytes) {
 
 // Clips shift the pixels within the rows, so the bands start off the cache lines (and in the
 // source, off the rows' alignment); a mirrored view lists its rows backwards. The large image
-// streams its stores, and over a caller's block of odd row size its runs are aligned only now
-// and then.
+// streams its stores, and over a caller's block its runs are aligned only now and then.
 TEST_F(TurnsUnit, ClipsViewsAndLargeImagesAgreeAcrossPaths) {
   const int64_t clips[][4] = {{1, 2, 37, 41}, {3, 0, 20, 33}, {0, 5, 33, 19}};
   for (const auto& c : clips) {
+    SCOPED_TRACE("clip at " + std::to_string(c[0]) + ", " + std::to_string(c[1]));
     Ref parent = NewRandom(c[0] + c[2] + 2, c[1] + c[3] + 1, kRGBA, 500);
     Ref source = parent.Call<Ref>("ClipImage", c[0], c[1], c[2], c[3]);
     for (const char* turn : {"Rotate90", "Rotate270"}) {
-      const std::string what = std::string(turn) + " of the clip at " + std::to_string(c[0]);
-      ExpectPathsAgree(
-          [&] {
-            Ref whole = NewRandom(c[3] + c[1] + 3, c[2] + c[0] + 1, kRGBA, 600);
-            Turn(source, turn, whole.Call<Ref>("ClipImage", c[1], c[0], c[3], c[2]));
-            return whole;
-          },
-          what + " into a clip");
-      ExpectPathsAgree(
-          [&] {
-            Ref whole = NewRandom(c[3], c[2], kRGBA, 700);
-            Turn(source, turn, whole.Call<Ref>("MirroredView"));
-            return whole;
-          },
-          what + " into a mirrored view");
+      ExpectTurnsAgree(source, turn, Into::kClip, c[1] + 1);
+      ExpectTurnsAgree(source, turn, Into::kMirroredView);
     }
   }
   Ref large = NewRandom(1450, 1451, kRGBA, 800);
   for (const char* turn : {"Rotate90", "Rotate270"}) {
-    ExpectPathsAgree(
-        [&] {
-          Ref dest = NewRandom(1451, 1450, kRGBA, 900);
-          Turn(large, turn, dest);
-          return dest;
-        },
-        std::string(turn) + " streamed");
-    ExpectPathsAgree(
-        [&] {
-          const int64_t rowSize = 1451 * 4 + 4;
-          Ref dest = host_.New("PictureXQT", host_.NewMemoryBlock(rowSize * 1450), int64_t{1451},
-                               int64_t{1450}, kRGBA, rowSize);
-          RandomizeWholeRows(dest, 900);
-          Turn(large, turn, dest);
-          return dest;
-        },
-        std::string(turn) + " streamed over a caller's block");
+    ExpectTurnsAgree(large, turn, Into::kImage);
+    ExpectTurnsAgree(large, turn, Into::kCallersBlock);
   }
 }
 
