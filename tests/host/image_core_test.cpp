@@ -29,7 +29,7 @@ class ImageCore : public PluginTest {
   }
 };
 
-TEST_F(ImageCore, FormatPropertiesThroughTheHost) {
+TEST_F(ImageCore, FormatPropertiesAndOffsetsThroughTheHost) {
   for (auto [format, name] :
        {std::pair{kRGB, "RGB"}, {kScaling5, "Scaling"}, {kGray16, "G16"}, {kRofRGB, ""}}) {
     EXPECT_EQ(NewImage(3, 2, format).Get<std::string>("ImageFormatString"), name);
@@ -43,9 +43,8 @@ TEST_F(ImageCore, FormatPropertiesThroughTheHost) {
   Ref xrgb = NewImage(3, 2, kXRGB);
   EXPECT_EQ(xrgb.Call<int64_t>("ChannelOffset", 0), 1);
   EXPECT_OUT_OF_RANGE("index", "ChannelOffset", 0, 2, 3, xrgb.Call<int64_t>("ChannelOffset", 3));
-}
 
-TEST_F(ImageCore, OffsetSettersAcceptAnyByteOfThePixel) {
+  // The offset setters take any byte of the pixel.
   Ref gray = NewImage(4, 4, kRofRGB);
   gray.Set("RedOffset", int64_t{2});  // no red channel, still a byte of the pixel
   EXPECT_EQ(gray.Get<int64_t>("RedOffset"), 2);
@@ -117,7 +116,7 @@ TEST_F(ImageCore, ImagesOverTheCallersBlock) {
                         host_.New("PictureXQT", empty, 5, 4, kRGB, 100));
 }
 
-TEST_F(ImageCore, RowsAreCopiedWithTheirPadding) {
+TEST_F(ImageCore, RowsAreCopiedWithTheirPaddingOrRaiseOutOfMemory) {
   Ref image = NewImage(3, 100, kRGB);
   ASSERT_EQ(image.Get<int64_t>("RowSize"), 64);
   auto* row = static_cast<uint8_t*>(image.Call<void*>("RawRowPtr", 7));
@@ -138,8 +137,12 @@ TEST_F(ImageCore, RowsAreCopiedWithTheirPadding) {
   EXPECT_EQ(written[9], 0xEE);
   EXPECT_EQ(written[10], 11);  // the rest of the row is left alone
 
-  Ref raw = image.Call<Ref>("RawRow", 7);
-  EXPECT_EQ(Host::BlockData(raw), row);
+  EXPECT_EQ(Host::BlockData(image.Call<Ref>("RawRow", 7)), row);  // the row itself
+
+  host_.FailNextMemoryBlocks(1);
+  EXPECT_HOST_EXCEPTION("OutOfMemoryException",
+                        "Failed to allocate a memoryblock with 64 bytes in size.",
+                        image.Call<Ref>("Row", 1));
 }
 
 TEST_F(ImageCore, RowIndexChecks) {
@@ -161,14 +164,6 @@ TEST_F(ImageCore, RowIndexChecks) {
   EXPECT_FALSE(invalid.Call<Ref>("RawRow", 0));
   // Assigning checks the index against the (zero) height even on an invalid image.
   EXPECT_OUT_OF_RANGE("index", "Row", 0, -1, 0, invalid.Assign("Row", host_.NewMemoryBlock(4), 0));
-}
-
-TEST_F(ImageCore, CopyingARowFailsWithOutOfMemory) {
-  Ref image = NewImage(3, 4, kRGB);
-  host_.FailNextMemoryBlocks(1);
-  EXPECT_HOST_EXCEPTION("OutOfMemoryException",
-                        "Failed to allocate a memoryblock with 64 bytes in size.",
-                        image.Call<Ref>("Row", 1));
 }
 
 // Views read the parent's rows, in memory and in a mapped file alike; only in-memory images clone.

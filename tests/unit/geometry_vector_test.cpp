@@ -1,18 +1,22 @@
-// The turns' vector paths against the plain per-pixel path, bit for bit, at every vector level:
-// random images of odd sizes in every format they serve, clips, mirrored views, destinations
-// whose rows leave the band kernel's alignment, and a size that streams; then the debug labels
-// and a rotation box too large.
+// Quarter turns, half turns and mirrors. The plain per-pixel path against the mapping of pixel
+// positions (pinned by hand in the host's geometry test) in every format at odd and degenerate
+// sizes, and the vector paths of every level against the plain path bit for bit: into whole
+// images, larger ones, clips, mirrored views and a caller's block, and at a size that streams.
+// Then the debug labels and a rotation box too large.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
 #include "geometry/rotate.h"
 #include "geometry/turn_kernels.h"
 #include "host/emulated_host.h"
+#include "support/format_codes.h"
 #include "support/image_layout.h"
 #include "support/log_capture.h"
 #include "support/simd_levels.h"
@@ -23,12 +27,49 @@ namespace {
 using platform::SimdLevel;
 using xqt::host::Ref;
 
-// Formats whose pixels are four channel bytes: RGBA, ARGB, BGRA, ABGR, CMYK, KYMC.
-constexpr int64_t kFourByteFormats[] = {2, 4, 7, 9, 23, 28};
-constexpr int64_t kRGBA = 2, kG = 11, kGray16 = 41;
+enum class Op { k90, k270, k180, kHMirror, kVMirror };
 
-// Where a turn writes: a whole image, a clip of a larger one whose rows start `shift` pixels in,
-// a mirrored view, or an image over a caller's block whose rows are not whole 64-byte units.
+// Where pixel (x, y) of a w x h image goes; a quarter turn of 90 is counter-clockwise.
+std::pair<int64_t, int64_t> Map(Op op, int64_t w, int64_t h, int64_t x, int64_t y) {
+  const int64_t fx = w - 1 - x, fy = h - 1 - y;
+  return op == Op::k90        ? std::pair{y, fx}
+         : op == Op::k270     ? std::pair{fy, x}
+         : op == Op::k180     ? std::pair{fx, fy}
+         : op == Op::kHMirror ? std::pair{fx, y}
+                              : std::pair{x, fy};
+}
+
+// The destination as it must be after the operation (it may be the source itself): its old
+// bytes, with the family's channels of every source pixel written at the mapped position.
+ImageSnapshot Expected(const Ref& source, const Ref& dest, Op op) {
+  ImageSnapshot from(source), to(dest);
+  const Layout& l = from.layout;
+  for (int64_t y = 0; y < l.height; ++y) {
+    for (int64_t x = 0; x < l.width; ++x) {
+      auto [dx, dy] = Map(op, l.width, l.height, x, y);
+      for (size_t c = 0; c < l.channels.size(); ++c) {
+        to.Pixel(dx, dy)[to.layout.channels[c]] = from.Pixel(x, y)[l.channels[c]];
+      }
+    }
+  }
+  return to;
+}
+
+struct TurnCase {
+  const char* name;
+  Op op;
+};
+constexpr TurnCase kTurns[] = {{"Rotate90", Op::k90},
+                               {"Rotate270", Op::k270},
+                               {"Rotate90slow", Op::k90},
+                               {"Rotate270slow", Op::k270},
+                               {"Rotate180", Op::k180}};
+constexpr TurnCase kInPlace[] = {
+    {"HMirror", Op::kHMirror}, {"VMirror", Op::kVMirror}, {"Rotate180", Op::k180}};
+
+// Where a turn writes: an image (`shift` columns and rows larger, whose top left it takes), a
+// clip `shift` pixels in of a larger one, a mirrored view, or an image over a caller's block
+// whose rows are not whole 64-byte units.
 enum class Into { kImage, kClip, kMirroredView, kCallersBlock };
 
 class TurnsUnit : public StaticPluginTest {
@@ -41,85 +82,121 @@ class TurnsUnit : public StaticPluginTest {
     return image;
   }
 
-  // `run` on fresh images by the plain path and by the vector paths of every level returns the
-  // image that holds what it wrote: the same bytes in all of its rows every time.
-  void ExpectPathsAgree(const std::function<Ref()>& run, const std::string& what) {
+  // `run` on fresh images by the plain path and at every vector level returns the image that
+  // holds what it wrote (and checks it on the plain path): the same bytes every time.
+  void ExpectPathsAgree(const std::function<Ref(bool plain)>& run, const std::string& what) {
     ExpectEveryLevelAsPlain(
         [&](SimdLevel level) {
           SetVectorTurns(level != SimdLevel::kScalar);
-          std::vector<uint8_t> bytes = ImageSnapshot(run()).data;
+          std::vector<uint8_t> bytes = ImageSnapshot(run(level == SimdLevel::kScalar)).data;
           SetVectorTurns(true);
           return bytes;
         },
         what);
   }
 
-  // `turn` of `source` into a fresh random target, which it returns, on every path.
-  void ExpectTurnsAgree(const Ref& source, const char* turn, Into into, int64_t shift = 0) {
+  // `turn` of `source` into a fresh random target of `format` (the source's if 0), which it
+  // returns, as the mapping says.
+  void ExpectTurn(const Ref& source, const TurnCase& turn, Into into = Into::kImage,
+                  int64_t shift = 0, int64_t format = 0) {
     int64_t w = source.Get<int64_t>("Width"), h = source.Get<int64_t>("Height");
-    if (std::string(turn) != "Rotate180") std::swap(w, h);
-    const int64_t format = source.Get<int64_t>("ImageFormat"), rowSize = w * 4 + 4;
+    if (turn.op != Op::k180) std::swap(w, h);
+    if (format == 0) format = source.Get<int64_t>("ImageFormat");
+    const int64_t rowSize = w * 4 + 4;
     ExpectPathsAgree(
-        [&] {
+        [&](bool plain) {
           Ref storage = into == Into::kCallersBlock
                             ? host_.New("PictureXQT", host_.NewMemoryBlock(rowSize * h), w, h,
                                         format, rowSize)
-                            : NewImage(w + 2 * shift, h + shift, format);
+                            : NewImage(w + shift, h + shift, format);
           RandomizeWholeRows(storage, 600);
           Ref target = into == Into::kClip ? storage.Call<Ref>("ClipImage", shift, shift, w, h)
                        : into == Into::kMirroredView ? storage.Call<Ref>("MirroredView")
                                                      : storage;
-          EXPECT_EQ(source.Call<Ref>(turn, target).get(), target.get()) << turn;
+          std::optional<ImageSnapshot> expected;
+          if (plain) expected.emplace(Expected(source, target, turn.op));
+          EXPECT_EQ(source.Call<Ref>(turn.name, target).get(), target.get()) << turn.name;
+          if (plain) ExpectSameBytes(*expected, target, turn.name);
           return storage;
         },
-        std::string(turn) + " into target " + std::to_string(static_cast<int>(into)));
+        std::string(turn.name) + " into target " + std::to_string(static_cast<int>(into)));
   }
 };
 
-TEST_F(TurnsUnit, VectorAndPlainPathsGiveTheSameBytes) {
-  // Bands of 16 rows with rows and columns left over in every direction, and single pixels.
-  const int64_t sizes[][2] = {{131, 77}, {7, 5},  {3, 9},   {4, 4},   {257, 130}, {1, 1},
-                              {1, 40},   {40, 1}, {19, 16}, {16, 17}, {33, 35}};
-  uint32_t seed = 10;
-  for (int64_t format : kFourByteFormats) {
+// Every format with 8-bit samples at odd and degenerate sizes, and those of four channel bytes
+// also in bands of 16 rows with rows and columns left over in every direction: each turn into a
+// destination of the same format and into a new one, and the in-place mirrors and half turn.
+TEST_F(TurnsUnit, EveryFormatOnEveryPath) {
+  const int64_t sizes[][2] = {{13, 7}, {1, 1},   {1, 6},    {5, 1},   {2, 3},  {37, 23},
+                              {4, 4},  {130, 3}, {131, 77}, {7, 5},   {3, 9},  {257, 130},
+                              {1, 40}, {40, 1},  {19, 16},  {16, 17}, {33, 35}};
+  uint32_t seed = 1;
+  for (int64_t format : AllFormats()) {
+    if (format == kGray16) continue;
     for (const auto& size : sizes) {
-      SCOPED_TRACE(std::to_string(format) + ", " + std::to_string(size[0]) + " x " +
+      const bool fourBytes = format == kRGBA || format == kARGB || format == kBGRA ||
+                             format == kABGR || format == kCMYK || format == kKYMC;
+      if (size[0] * size[1] > 1000 && !fourBytes) continue;  // bands where vectors serve
+      SCOPED_TRACE("format " + std::to_string(format) + ", " + std::to_string(size[0]) + " x " +
                    std::to_string(size[1]));
-      Ref source = NewRandom(size[0], size[1], format, seed += 100);
-      for (const char* turn : {"Rotate90", "Rotate270", "Rotate180"}) {
-        ExpectTurnsAgree(source, turn, Into::kImage);
+      Ref source = NewRandom(size[0], size[1], format, ++seed);
+      for (const TurnCase& turn : kTurns) {
+        ExpectTurn(source, turn);
+        // A new image has the source's format and the bytes of a given destination's channels.
+        Ref made = source.Call<Ref>(turn.name, nullptr);
+        ASSERT_TRUE(made);
+        EXPECT_EQ(made.Get<int64_t>("ImageFormat"), format);
+        Ref given = NewImage(made.Get<int64_t>("Width"), made.Get<int64_t>("Height"), format);
+        source.Call<Ref>(turn.name, given);
+        ExpectSameChannels(made, given);
       }
-      for (const char* inPlace : {"HMirror", "Rotate180"}) {
+      for (const TurnCase& turn : kInPlace) {
         ExpectPathsAgree(
-            [&] {
-              Ref image = NewRandom(size[0], size[1], format, seed + 2);
-              image.Call(inPlace);
+            [&](bool plain) {
+              Ref image = NewRandom(size[0], size[1], format, seed);
+              ImageSnapshot expected = Expected(image, image, turn.op);
+              image.Call(turn.name);
+              if (plain) ExpectSameBytes(expected, image, turn.name);
               return image;
             },
-            std::string(inPlace) + " in place");
+            std::string(turn.name) + " in place");
       }
     }
+  }
+}
+
+// An RGBA destination has the source's channels; its alpha stays as it was. A larger one takes
+// the turned image at its top left.
+TEST_F(TurnsUnit, DestinationsOfOtherByteOrdersAndSizes) {
+  for (auto [from, to, extra] : {std::tuple{kBGR, kRGBA, 0},
+                                 {kCMYK, kCMYKX, 0},
+                                 {kCMYK, kKYMCA, 0},
+                                 {kG, kGA, 0},
+                                 {kRGBA, kRGBA, 4},
+                                 {kRGB, kRGBA, 1}}) {
+    Ref source = NewRandom(9, 4, from, static_cast<uint32_t>(to));
+    for (const TurnCase& turn : kTurns) ExpectTurn(source, turn, Into::kImage, extra, to);
   }
 }
 
 // Clips shift the pixels within the rows, so the bands start off the cache lines (and in the
 // source, off the rows' alignment); a mirrored view lists its rows backwards. The large image
 // streams its stores, and over a caller's block its runs are aligned only now and then.
-TEST_F(TurnsUnit, ClipsViewsAndLargeImagesAgreeAcrossPaths) {
+TEST_F(TurnsUnit, ClipsViewsAndLargeImages) {
   const int64_t clips[][4] = {{1, 2, 37, 41}, {3, 0, 20, 33}, {0, 5, 33, 19}};
   for (const auto& c : clips) {
     SCOPED_TRACE("clip at " + std::to_string(c[0]) + ", " + std::to_string(c[1]));
     Ref parent = NewRandom(c[0] + c[2] + 2, c[1] + c[3] + 1, kRGBA, 500);
     Ref source = parent.Call<Ref>("ClipImage", c[0], c[1], c[2], c[3]);
-    for (const char* turn : {"Rotate90", "Rotate270"}) {
-      ExpectTurnsAgree(source, turn, Into::kClip, c[1] + 1);
-      ExpectTurnsAgree(source, turn, Into::kMirroredView);
+    for (const TurnCase& turn : {kTurns[0], kTurns[1]}) {
+      ExpectTurn(source, turn, Into::kClip, c[1] + 1);
+      ExpectTurn(source, turn, Into::kMirroredView);
     }
   }
   Ref large = NewRandom(1450, 1451, kRGBA, 800);
-  for (const char* turn : {"Rotate90", "Rotate270"}) {
-    ExpectTurnsAgree(large, turn, Into::kImage);
-    ExpectTurnsAgree(large, turn, Into::kCallersBlock);
+  for (const TurnCase& turn : {kTurns[0], kTurns[1]}) {
+    ExpectTurn(large, turn);
+    ExpectTurn(large, turn, Into::kCallersBlock);
   }
 }
 

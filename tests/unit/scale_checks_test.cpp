@@ -185,27 +185,19 @@ void* NoMemory(size_t) { return nullptr; }
 
 using RunThreadsTest = StaticPluginTest;
 
-TEST_F(RunThreadsTest, ContiguousSlicesTheLastTakingTheRemainder) {
+// Contiguous slices, the last taking the remainder, and with fewer rows than workers all of them;
+// at most 32 workers, one per processor for 0, and a negative count runs inline once, flag 0.
+TEST_F(RunThreadsTest, SlicesAndWorkers) {
   EXPECT_EQ(RunSlices(4, 10),
             (std::vector<Slice>{{0, 0, 1, 1}, {1, 2, 3, 1}, {2, 4, 5, 1}, {3, 6, 9, 1}}));
-  // Fewer rows than workers: no rebalancing, the last slice does them all.
   std::vector<Slice> few = RunSlices(8, 3);
   ASSERT_EQ(few.size(), 8u);
   for (int64_t i = 0; i < 7; ++i) EXPECT_EQ(few[i], Slice(i, 0, -1, 1));
   EXPECT_EQ(few[7], Slice(7, 0, 2, 1));
-  for (const Slice& slice : RunSlices(3, 0)) {
-    EXPECT_EQ(std::get<1>(slice), 0);
-    EXPECT_EQ(std::get<2>(slice), -1);
-  }
-}
-
-TEST_F(RunThreadsTest, WorkerCounts) {
+  EXPECT_EQ(RunSlices(3, 0), (std::vector<Slice>{{0, 0, -1, 1}, {1, 0, -1, 1}, {2, 0, -1, 1}}));
   EXPECT_EQ(RunSlices(100, 1000).size(), 32u);
   EXPECT_EQ(RunSlices(0, 1000).size(), static_cast<size_t>(platform::ProcessorCount()));
   EXPECT_EQ(RunSlices(1, 5), (std::vector<Slice>{{0, 0, 4, 1}}));
-}
-
-TEST_F(RunThreadsTest, NegativeCountRunsInlineOnce) {
   LogCapture log;
   EXPECT_EQ(RunSlices(-1, 7), (std::vector<Slice>{{-1, 0, 6, 0}}));
   EXPECT_TRUE(log.Logged("No thread"));
