@@ -9,10 +9,8 @@
 #endif
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "support/environment.h"
@@ -79,12 +77,8 @@ TEST_F(FileMapping, NamedFileIsRemovedToo) {
 
   // An existing file is truncated and reused, then removed all the same.
   fs::path existing = scratch_ / "existing";
-  {
-    std::FILE* file = std::fopen(existing.string().c_str(), "w");
-    ASSERT_NE(file, nullptr);
-    std::fputs(std::string(100000, 'x').c_str(), file);
-    std::fclose(file);
-  }
+  std::ofstream(existing) << std::string(100000, 'x');
+  ASSERT_EQ(fs::file_size(existing), 100000u);
   Ref reused = NewMappedAt(existing, 10, 2);
   ASSERT_TRUE(reused.Get<bool>("Valid"));
   EXPECT_EQ(fs::file_size(existing), static_cast<uintmax_t>(3 * kPage));

@@ -116,23 +116,23 @@ class ScaleExact : public StaticPluginTest {
     const auto n = static_cast<int64_t>(in.size());
     Ref source = NewImage(column ? 1 : n, column ? n : 1, format);
     Ref dest = NewImage(column ? 1 : count, column ? count : 1, format);
-    auto at = [](const Ref& image, int64_t i, bool down) {
-      D* data = ImageData(image.get());
-      return data->GetRow(data, down ? i : 0) + (down ? 0 : i) * data->PixelSize + data->GrayOffset;
+    // Gray is the first byte of both formats.
+    auto at = [&](const Ref& image, int64_t i) {
+      return column ? Row(image, i) : Pixel(image, i, 0);
     };
     const bool wide = format == kGray16;
     for (int64_t i = 0; i < n; ++i) {
       const auto sample = static_cast<uint16_t>(in[i]);
-      if (wide) std::memcpy(at(source, i, column), &sample, 2);
-      if (!wide) *at(source, i, column) = static_cast<uint8_t>(sample);
+      if (wide) std::memcpy(at(source, i), &sample, 2);
+      if (!wide) *at(source, i) = static_cast<uint8_t>(sample);
     }
     EXPECT_TRUE(PictureScaleXQT(ImageData(dest.get()), ImageData(source.get()), nullptr, mode,
                                 column ? 1 : count, column ? count : 1));
-    std::vector<int64_t> out(static_cast<size_t>(count), 0);
+    std::vector<int64_t> out;
     for (int64_t i = 0; i < count; ++i) {
-      uint16_t sample = *at(dest, i, column);
-      if (wide) std::memcpy(&sample, at(dest, i, column), 2);
-      out[i] = sample;
+      uint16_t sample = *at(dest, i);
+      if (wide) std::memcpy(&sample, at(dest, i), 2);
+      out.push_back(sample);
     }
     return out;
   }
@@ -205,14 +205,11 @@ TEST_F(ScaleExact, ChannelsReachTheirPlaces) {
 
 // A caller's temp shows the first pass alone, truncated (75.75 above), in every channel.
 TEST_F(ScaleExact, TheTempHoldsTheTruncatedFirstPass) {
-  Ref source = NewImage(2, 1, kABGR);
-  std::memset(ImageData(source.get())->GetRow(ImageData(source.get()), 0), 0, 4);
-  std::memset(ImageData(source.get())->GetRow(ImageData(source.get()), 0) + 4, 101, 4);
-  Ref temp = NewImage(4, 1, kScaling4);
+  Ref source = NewImage(2, 1, kABGR), temp = NewImage(4, 1, kScaling4);
+  SetPixels(source, 0, {0, 0, 0, 0, 101, 101, 101, 101});
   Scaled(source, kRGBA, 1, 4, 2, false, 0, temp.get());
-  const uint8_t* row = ImageData(temp.get())->GetRow(ImageData(temp.get()), 0);
-  const uint8_t expected[] = {0, 25, 75, 101};
-  for (int64_t i = 0; i < 16; ++i) EXPECT_EQ(row[i], expected[i / 4]) << i;
+  EXPECT_EQ(RowBytes(temp, 0, 16),
+            (Bytes{0, 0, 0, 0, 25, 25, 25, 25, 75, 75, 75, 75, 101, 101, 101, 101}));
 }
 
 // Pairs of every kind, and between them every byte order of each family.
