@@ -1,11 +1,12 @@
 // Quarter turns, half turns and mirrors. The plain per-pixel path against the mapping of pixel
-// positions (pinned by hand in the host's geometry test) in every format at odd and degenerate
-// sizes, and the vector paths of every level against the plain path bit for bit: into whole
-// images, larger ones, clips, mirrored views and a caller's block, and at a size that streams.
-// Then the debug labels and a rotation box too large.
+// positions (pinned by hand) in every format at odd and degenerate sizes, and the vector paths of
+// every level against the plain path bit for bit: into whole images, larger ones, clips,
+// mirrored views and a caller's block, and at a size that streams. Then the debug labels, the
+// turns' own refusals and a rotation box too large.
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <optional>
 #include <string>
@@ -123,6 +124,24 @@ class TurnsUnit : public StaticPluginTest {
   }
 };
 
+// Pins the mapping: a 3 x 2 RGB image whose pixels hold 10 y + x.
+TEST_F(TurnsUnit, ThreeByTwoByHand) {
+  Ref image = NewImage(3, 2, kRGB);
+  for (int64_t y = 0; y < 2; ++y) {
+    for (int64_t x = 0; x < 3; ++x) std::memset(Row(image, y) + x * 3, int(10 * y + x), 3);
+  }
+  Ref left = image.Call<Ref>("Rotate90", nullptr);
+  EXPECT_EQ(left.Get<int64_t>("Width"), 2);
+  EXPECT_EQ(left.Get<int64_t>("Height"), 3);
+  EXPECT_EQ(Row(left, 0)[0], 2);   // the source's top-right pixel
+  EXPECT_EQ(Row(left, 0)[3], 12);  // below it
+  EXPECT_EQ(Row(left, 2)[0], 0);   // the source's top-left
+  Ref right = image.Call<Ref>("Rotate270", nullptr);
+  EXPECT_EQ(Row(right, 0)[0], 10);  // the source's bottom-left pixel
+  EXPECT_EQ(Row(right, 0)[3], 0);
+  EXPECT_EQ(Row(right, 2)[3], 2);
+}
+
 // Every format with 8-bit samples at odd and degenerate sizes, and those of four channel bytes
 // also in bands of 16 rows with rows and columns left over in every direction: each turn into a
 // destination of the same format and into a new one, and the in-place mirrors and half turn.
@@ -200,8 +219,12 @@ TEST_F(TurnsUnit, ClipsViewsAndLargeImages) {
   }
 }
 
+// The debug labels, and the turns' own refusals (those of every frame operation are in
+// frame_refusals_test.cpp): the in-place members leave a 16-bit or a closed image alone, and no
+// view of the source (nor the source seen through a view) is a destination, since it would be
+// overwritten while read.
 TEST_F(TurnsUnit, LabelsAndRefusals) {
-  Ref rgba = NewRandom(5, 3, kRGBA, 1);
+  Ref rgba = NewRandom(5, 5, kRGBA, 1);
   Ref gray = NewRandom(5, 3, kG, 2);
   LogCapture log;
   Ref turned = rgba.Call<Ref>("Rotate90", nullptr);
@@ -216,10 +239,30 @@ TEST_F(TurnsUnit, LabelsAndRefusals) {
   EXPECT_TRUE(log.Logged("Rotate180SelfRGBA"));
   EXPECT_FALSE(rgba.Call<Ref>("Rotate90", gray));
   EXPECT_TRUE(log.Logged("Destination too small."));
-  EXPECT_FALSE(rgba.Call<Ref>("Rotate180", gray));
+  EXPECT_FALSE(rgba.Call<Ref>("Rotate180", NewImage(5, 5, kG)));
   EXPECT_TRUE(log.Logged("Destination lacks the source's channels."));
   EXPECT_FALSE(NewImage(2, 2, kGray16).Call<Ref>("Rotate90", nullptr));
   EXPECT_TRUE(log.Logged("BitsPerComponent > 8 not supported."));
+
+  Ref sixteen = NewRandom(4, 3, kGray16, 1);
+  ImageSnapshot before(sixteen);
+  Ref closed = NewImage(4, 6, kRGBA);
+  closed.Call("Close");
+  for (const char* name : {"HMirror", "VMirror", "Rotate180"}) {
+    sixteen.Call(name);
+    closed.Call(name);
+  }
+  ExpectSameBytes(before, sixteen, "16-bit gray");
+
+  ImageSnapshot rgbaBefore(rgba);
+  Ref mirrored = rgba.Call<Ref>("MirroredView");
+  EXPECT_FALSE(rgba.Call<Ref>("Rotate90", mirrored));
+  EXPECT_TRUE(log.Logged("Destination shares the source's storage."));
+  EXPECT_FALSE(rgba.Call<Ref>("Rotate180", mirrored));
+  EXPECT_FALSE(mirrored.Call<Ref>("Rotate270", rgba));
+  Ref clip = rgba.Call<Ref>("ClipImage", int64_t{0}, int64_t{0}, int64_t{5}, int64_t{5});
+  EXPECT_FALSE(mirrored.Call<Ref>("Rotate90slow", clip));
+  ExpectSameBytes(rgbaBefore, rgba, "a view as destination");
 }
 
 // A box whose sides do not fit is refused; the boxes of the angles are the host test's.
