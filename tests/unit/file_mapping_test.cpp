@@ -234,17 +234,15 @@ TEST_F(FileMappedRecord, ViewOverTheParentsFile) {
   EXPECT_EQ(view.FileDescriptor, -1);
   EXPECT_EQ(GetRowMapping(&view, 0), nullptr);  // no descriptor: the mapping fails cleanly
   ReleaseBackingFile(&view);                    // twice is harmless
-}
 
-TEST_F(FileMappedRecord, ViewOfAnImageInMemory) {
-  Ref parent = NewImage(4, 4, 1);
-  ImageClassData* record = ImageData(parent.get());
-  ImageClassData view{};
-  view.FileDescriptor = -1;
-  ShareParentFile(&view, record);
-  EXPECT_EQ(view.RowBuffer, record->RowBuffer);
-  EXPECT_FALSE(view.IsMapping);
-  EXPECT_EQ(view.FileDescriptor, -1);
+  // A view of an image in memory shares its buffer and has no file.
+  Ref memory = NewImage(4, 4, 1);
+  ImageClassData inMemory{};
+  inMemory.FileDescriptor = -1;
+  ShareParentFile(&inMemory, ImageData(memory.get()));
+  EXPECT_EQ(inMemory.RowBuffer, ImageData(memory.get())->RowBuffer);
+  EXPECT_FALSE(inMemory.IsMapping);
+  EXPECT_EQ(inMemory.FileDescriptor, -1);
 }
 
 TEST_F(FileMappedRecord, ClosingTwiceReleasesTheFileOnce) {
