@@ -4,10 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <random>
 #include <string>
-#include <utility>
-#include <vector>
+#include <tuple>
 
 #include "support/format_codes.h"
 #include "support/host_expectations.h"
@@ -61,16 +59,18 @@ TEST_F(RotateAngle, BoundingBoxAndUncoveredCorners) {
   EXPECT_EQ(RowBytes(turned, 0, 4), (Bytes{10, 20, 30, 40}));
   EXPECT_EQ(Bytes(Pixel(turned, 22, 19), Pixel(turned, 22, 19) + 4), (Bytes{200, 100, 50, 255}));
 
-  Ref gray = NewImage(9, 9, kGA);
-  Ref grayTurned = Turn(gray, 45);
-  EXPECT_EQ(grayTurned.Get<int64_t>("Width"), 13);  // 9 x sqrt(2) = 12.73
-  EXPECT_EQ(Row(grayTurned, 0)[gray.Get<int64_t>("GrayOffset")], 50);
-  EXPECT_EQ(Row(grayTurned, 0)[gray.Get<int64_t>("AlphaOffset")], 40);
-  Ref cmyk = NewImage(9, 9, kCMYK);
-  Ref cmykTurned = Turn(cmyk, 45);
-  const uint8_t* ink = Row(cmykTurned, 0);
-  EXPECT_EQ(ink[cmyk.Get<int64_t>("CyanOffset")], 60);
-  EXPECT_EQ(ink[cmyk.Get<int64_t>("BlackOffset")], 90);
+  // The corners of the other families, 45 degrees of 9 x 9 (9 sqrt 2 = 12.73 -> 13 wide): gray and
+  // alpha arguments 50 and 40, cyan ... black 60 ... 90.
+  for (auto [format, channel, value] : {std::tuple{kGA, "Gray", 50},
+                                        {kGA, "Alpha", 40},
+                                        {kCMYK, "Cyan", 60},
+                                        {kCMYK, "Yellow", 80},
+                                        {kCMYK, "Black", 90}}) {
+    Ref image = NewImage(9, 9, format), turned = Turn(image, 45);
+    EXPECT_EQ(turned.Get<int64_t>("Width"), 13);
+    EXPECT_EQ(Row(turned, 0)[image.Get<int64_t>(std::string(channel) + "Offset")], value)
+        << channel;
+  }
 }
 
 TEST_F(RotateAngle, BilinearSampleByHand) {

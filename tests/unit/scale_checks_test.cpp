@@ -1,21 +1,17 @@
 // The scalers' refusals and their debug lines, the temp from the factory and its fallbacks, and
-// RunThreads: the slicing, the inline mode, the worker cap, the refusal when the records cannot
-// be had, and the host's turns while the caller waits.
+// RunThreads: the slicing, the inline mode, the worker cap and the refusal when the records cannot
+// be had (the host's turns while the caller waits are the responsiveness test's).
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <tuple>
 #include <vector>
 
 #include "host/emulated_host.h"
 #include "image/image_class_data.h"
 #include "platform/system_info.h"
-#include "plugin/plugin_main.h"
 #include "scale/picture_scale.h"
 #include "scale/run_threads.h"
 #include "scale/scale_fast.h"
@@ -219,23 +215,6 @@ TEST_F(RunThreadsTest, LogsEachSliceAndTheWait) {
                            "WaitForThreads", "After Job 1, 2, 4, 1", "Done with all."}) {
     EXPECT_TRUE(log.Logged(line)) << line;
   }
-}
-
-// The worker finishes only once the host has had ten turns, which can come only from the caller's
-// wait; the cap keeps a wait that never yields from hanging the suite.
-TEST_F(RunThreadsTest, TheHostGetsTurnsWhileTheCallerWaits) {
-  std::atomic<int64_t> turns{0};
-  host_.OnYield([&] { turns.fetch_add(1); });
-  auto waitForTurns = [](int64_t, int64_t, int64_t, int8_t, const void* context) {
-    const auto& seen = *static_cast<const std::atomic<int64_t>*>(context);
-    const auto cap = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (seen.load() < 10 && std::chrono::steady_clock::now() < cap) {
-      std::this_thread::sleep_for(std::chrono::microseconds(200));
-    }
-  };
-  RunThreads(1, 1, &turns, waitForTurns);
-  host_.OnYield(nullptr);
-  EXPECT_GE(turns.load(), 10);
 }
 
 }  // namespace

@@ -12,7 +12,6 @@
 
 #include "host/emulated_host.h"
 #include "image/image_class_data.h"
-#include "plugin/plugin_main.h"
 #include "scale/picture_scale.h"
 #include "scale/scale_filters.h"
 #include "support/host_expectations.h"
