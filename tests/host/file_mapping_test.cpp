@@ -129,24 +129,31 @@ TEST_F(FileMapping, FileOfALiveImageIsNotTakenOver) {
   EXPECT_EQ(row[2], 0x5A);
 }
 
+// Sizes and formats that make no image give an invalid one, in memory and file-mapped (and then
+// without a file): it neither clones nor has rows to give or map.
 TEST_F(FileMapping, BadArgumentsGiveAnInvalidImageAndNoFile) {
-  const int64_t cases[][3] = {
-      {0, 10, kRGB},
-      {10, 0, kRGB},
-      {-5, 10, kRGB},
-      {10, 10, 0},
-      {10, 10, 14},
-      {10, 10, 49},
-      {INT64_MAX / 2, 10, kRGB},           // the row's bytes overflow
-      {100, INT64_MAX / kPage + 1, kRGB},  // the file's size overflows
-      {100, INT64_MAX / kPage, kRGB},      // the size fits, its tail does not
-  };
+  // The last three overflow the row's bytes, the file's size, and with the size fitting its tail.
+  const int64_t cases[][3] = {{0, 10, kRGB},
+                              {10, 0, kRGB},
+                              {-5, 10, kRGB},
+                              {10, 10, 0},
+                              {10, 10, 14},
+                              {10, 10, 49},
+                              {INT64_MAX / 2, 10, kRGB},
+                              {100, INT64_MAX / kPage + 1, kRGB},
+                              {100, INT64_MAX / kPage, kRGB}};
   for (const auto& c : cases) {
-    Ref image = NewMapped(c[0], c[1], c[2]);
-    EXPECT_FALSE(image.Get<bool>("Valid")) << c[0] << " x " << c[1] << " format " << c[2];
-    EXPECT_FALSE(image.Get<bool>("IsMapping"));
-    EXPECT_EQ(image.Get<std::string>("FilePath"), "");
-    EXPECT_FALSE(image.Call<bool>("MapInRows", int64_t{0}, int64_t{0}));
+    for (bool mapped : {true, false}) {
+      if (!mapped && &c - cases >= 6) continue;
+      Ref image = mapped ? NewMapped(c[0], c[1], c[2]) : NewImage(c[0], c[1], c[2]);
+      EXPECT_FALSE(image.Get<bool>("Valid")) << c[0] << " x " << c[1] << " format " << c[2];
+      EXPECT_FALSE(image.Get<bool>("IsMapping"));
+      EXPECT_EQ(image.Get<std::string>("FilePath"), "");
+      EXPECT_FALSE(image.Call<bool>("MapInRows", int64_t{0}, int64_t{0}));
+      EXPECT_FALSE(image.Call<Ref>("Clone"));
+      EXPECT_EQ(image.Call<void*>("RawRowPtr", 0), nullptr);
+      image.Call("Close");
+    }
   }
   EXPECT_TRUE(scratch_.IsEmpty());
 }
