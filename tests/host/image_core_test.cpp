@@ -100,9 +100,8 @@ TEST_F(ImageCore, ImagesOverTheCallersBlock) {
 
   EXPECT_HOST_EXCEPTION("NilObjectException", "Memoryblock is nil.",
                         host_.New("PictureXQT", nullptr, 5, 4, kRGB, 100));
-  Ref empty = host_.NewMemoryBlock(0);
   EXPECT_HOST_EXCEPTION("NilObjectException", "Memoryblock is nil.",
-                        host_.New("PictureXQT", empty, 5, 4, kRGB, 100));
+                        host_.New("PictureXQT", host_.NewMemoryBlock(0), 5, 4, kRGB, 100));
 }
 
 TEST_F(ImageCore, RowsAreCopiedWithTheirPaddingOrRaiseOutOfMemory) {
