@@ -9,10 +9,9 @@
 #include "host/emulated_host.h"
 #include "support/scratch_folder.h"
 
-// The development environment maps by the page on every system, so the bands are alike on each.
-inline constexpr int64_t kPage = 4096;
-// The smallest band of an image larger than it.
-inline constexpr int64_t kMiB16 = kPage * kPage;
+// The development environment maps by the page on every system; the smallest band of an image
+// larger than it is 16 MiB.
+inline constexpr int64_t kPage = 4096, kMiB16 = kPage * kPage;
 
 // `Base` is the fixture that owns `host_` (the static library's or the real plug-in's).
 template <class Base>

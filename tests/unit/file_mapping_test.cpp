@@ -24,15 +24,6 @@ namespace {
 namespace fs = std::filesystem;
 using xqt::host::Ref;
 
-// A record sized as the file constructor sizes one, without a file.
-ImageClassData SizedRecord(int64_t rowSize, int64_t height) {
-  ImageClassData image{};
-  image.RowSize = rowSize;
-  image.Height = image.UnclippedHeight = height;
-  image.TotalSize = rowSize * height;
-  return image;
-}
-
 TEST(MappingBlockSize, FloorCapAndFiveRows) {
   // The granularity of the development environment, which every system keeps at one page.
   AllocationGranularity = kPage;
@@ -50,7 +41,10 @@ TEST(MappingBlockSize, FloorCapAndFiveRows) {
       {3 * kPage, 10000, -5, kMiB16, kMiB16 / (3 * kPage)},  // the rows that fit whole
   };
   for (const Case& c : cases) {
-    ImageClassData image = SizedRecord(c.rowSize, c.height);
+    ImageClassData image{};  // sized as the file constructor sizes one, without a file
+    image.RowSize = c.rowSize;
+    image.Height = image.UnclippedHeight = c.height;
+    image.TotalSize = c.rowSize * c.height;
     setMemBlockSize(&image, c.request);
     EXPECT_EQ(image.MappingBlockSize, c.blockSize) << c.rowSize << " x " << c.height;
     EXPECT_EQ(image.MappingRows, c.rows) << c.rowSize << " x " << c.height;
@@ -223,8 +217,7 @@ TEST_F(FileMappedRecord, ViewOverTheParentsFile) {
 #endif
   EXPECT_EQ(record->FileDescriptor, -1);
   EXPECT_FALSE(record->IsMapped);
-  uint8_t* again = GetRowMapping(&view, 49);
-  ASSERT_NE(again, nullptr);
+  ASSERT_NE(GetRowMapping(&view, 49), nullptr);
   EXPECT_EQ(GetRowMapping(&view, 20)[6], 0xA5);
 
   UnmapBand(&view);

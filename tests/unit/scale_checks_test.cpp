@@ -93,9 +93,7 @@ TEST_F(ScaleChecks, ATempTheHostCannotMakeFailsTheScale) {
   host_.DefineSubclass("EmptyFactory", "PictureFactoryXQT",
                        {{"NewPictureXQT", reinterpret_cast<void*>(&NoPictureFactory)}});
   Ref dest = NewImage(6, 6, kRGBA), source = NewImage(3, 3, kRGBA);
-  Ref factory = host_.New("EmptyFactory");
-  Ref settable = source;
-  settable.Set("Factory", factory);
+  source.Set("Factory", host_.New("EmptyFactory"));
   LogCapture log;
   host_.FailNextInstances(1);
   EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 6, 6));
@@ -113,9 +111,7 @@ TEST_F(ScaleChecks, ATempOfTheWrongFormat) {
                        {{"NewPictureXQT", reinterpret_cast<void*>(&FixedFormatFactory)}});
   Ref dest = NewImage(5, 5, kG), source = NewImage(10, 10, kG);
   Image(dest)->Factory = nullptr;
-  Ref factory = host_.New("FixedFactory");
-  Ref settable = source;
-  settable.Set("Factory", factory);
+  source.Set("Factory", host_.New("FixedFactory"));
   int64_t live = host_.LiveObjects();
   {
     // The inline form refuses it.
