@@ -147,7 +147,6 @@ TEST_F(ImageCore, RowIndexChecks) {
                         image.Assign("Row", nullptr, 1));
 
   Ref invalid = NewImage(0, 3, kRGB);
-  EXPECT_EQ(invalid.Call<void*>("RawRowPtr", 0), nullptr);
   EXPECT_FALSE(invalid.Call<Ref>("Row", 0));
   EXPECT_FALSE(invalid.Call<Ref>("RawRow", 0));
   // Assigning checks the index against the (zero) height even on an invalid image.

@@ -16,13 +16,11 @@ namespace {
 using xqt::host::Color;
 using xqt::host::Ref;
 
-// Makes an image of the kind under test: file-mapped, or in memory.
-using Make = std::function<Ref(int64_t width, int64_t height, int64_t format)>;
-
-// The image operated on, another of the same format and size, and the maker of both.
+// The image operated on, another of the same format and size, and the maker of images of the
+// kind under test (file-mapped, or in memory).
 struct On {
   Ref i, o;
-  Make make;
+  std::function<Ref(int64_t width, int64_t height, int64_t format)> make;
 };
 
 struct Operation {
@@ -37,7 +35,7 @@ class MappedImages : public MappedImagesTest<PluginTest> {
   // filled with the same random bytes either way.
   Bytes Run(const Operation& operation, bool mapped) {
     uint32_t seed = 0;
-    const Make make = [&](int64_t width, int64_t height, int64_t format) {
+    auto make = [&](int64_t width, int64_t height, int64_t format) {
       Ref made = mapped ? NewMapped(width, height, format) : NewImage(width, height, format);
       EXPECT_EQ(made.Get<bool>("IsMapping"), mapped);
       Randomise(made, ++seed);

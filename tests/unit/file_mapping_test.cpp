@@ -60,9 +60,8 @@ TEST(MappingBlockSize, FloorCapAndFiveRows) {
   setMemBlockSize(nullptr, 1);
 }
 
-// A file-mapped image through the plug-in linked into the test. The development environment
-// keeps the page granularity on every system, so the bands below are the same on Windows, whose
-// built applications map at 64 KiB.
+// In the development environment, which maps by the page on every system (a built application
+// on Windows maps at 64 KiB), so the bands below are alike everywhere.
 class FileMappedRecord : public MappedImagesTest<StaticPluginTest> {
  protected:
   FileMappedRecord() : MappedImagesTest({.inRuntime = false}) {}

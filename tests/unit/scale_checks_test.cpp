@@ -26,10 +26,8 @@ using xqt::host::Ref;
 constexpr int64_t kRGB = 1, kRGBA = 2, kG = 11, kCMYK = 23, kScaling1 = 33, kScaling4 = 36,
                   kGray16 = 41;
 
-class ScaleChecks : public StaticPluginTest {
- protected:
-  ImageClassData* Image(const Ref& ref) { return ImageData(ref.get()); }
-};
+using ScaleChecks = StaticPluginTest;
+ImageClassData* Image(const Ref& ref) { return ImageData(ref.get()); }
 
 TEST_F(ScaleChecks, ArgumentsInOrderWithTheirMessages) {
   Ref dest = NewImage(4, 4, kRGB), source = NewImage(4, 4, kRGB);

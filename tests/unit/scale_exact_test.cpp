@@ -96,8 +96,7 @@ class ScaleExact : public StaticPluginTest {
                               REALobject temp = nullptr) {
     Ref dest = NewImage(width + 2, height + 1, format);
     RandomizeWholeRows(dest, 99);
-    D* d = ImageData(dest.get());
-    D* s = ImageData(source.get());
+    D *d = ImageData(dest.get()), *s = ImageData(source.get());
     const bool ok = threaded ? PictureScaleXQTMT(d, threads, s, temp, mode, width, height)
                              : PictureScaleXQT(d, s, temp, mode, width, height);
     EXPECT_TRUE(ok);
