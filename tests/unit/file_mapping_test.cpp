@@ -72,7 +72,8 @@ TEST_F(FileMappedRecord, BandWalk) {
   ImageClassData* record = ImageData(image.get());
   ASSERT_TRUE(record->Valid);
   EXPECT_EQ(record->GetRow, &GetRowMapping);
-  EXPECT_EQ(record->RowSize, kPage);
+  EXPECT_EQ(record->RowSize, kPage);  // 300 bytes take a page, and 4096 (1024 RGBA) just one
+  EXPECT_EQ(ImageData(NewMapped(1024, 5, 2).get())->RowSize, kPage);
   EXPECT_EQ(record->MappingLastRow, 4095);
   LogCapture log;
   uint8_t* row0 = GetRowMapping(record, 0);
