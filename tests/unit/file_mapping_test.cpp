@@ -9,36 +9,20 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <string>
 
 #include "host/emulated_host.h"
 #include "image/image_class_data.h"
 #include "plugin/host_api.h"
-#include "plugin/plugin_main.h"
 #include "support/log_capture.h"
-#include "support/scratch_folder.h"
+#include "support/mapped_image_files.h"
+#include "support/static_plugin.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using xqt::host::Host;
 using xqt::host::Ref;
-
-constexpr int64_t kRGB = 1;
-constexpr int64_t kPage = 4096;
-constexpr int64_t kMiB16 = kPage * kPage;
-
-// A record sized as the file constructor sizes one, without a file.
-ImageClassData SizedRecord(int64_t rowSize, int64_t height) {
-  ImageClassData image{};
-  image.RowSize = rowSize;
-  image.Height = image.UnclippedHeight = height;
-  image.TotalSize = rowSize * height;
-  return image;
-}
 
 TEST(MappingBlockSize, FloorCapAndFiveRows) {
   // The granularity of the development environment, which every system keeps at one page.
@@ -49,21 +33,18 @@ TEST(MappingBlockSize, FloorCapAndFiveRows) {
     int64_t rowSize, height, request, blockSize, rows;
   };
   const Case cases[] = {
-      // Any request below the floor gives 16 MiB on an image larger than that.
-      {kPage, 10000, 1, kMiB16, 4096},
-      // Whole pages only: a request just above the floor is cut to a page multiple.
-      {kPage, 10000, kMiB16 + kPage + 100, kMiB16 + kPage, 4097},
-      // The band never exceeds the file ...
-      {kPage, 20, 1, 20 * kPage, 20},
-      // ... unless the image has fewer than five rows.
-      {3 * kPage, 2, 1, 15 * kPage, 5},
-      // Five rows of an in-memory image are rounded up to a whole page.
-      {64, 10, 0, kPage, kPage / 64},
-      // Rows of an uneven page count: the rows that fit whole.
-      {3 * kPage, 10000, -5, kMiB16, kMiB16 / (3 * kPage)},
+      {kPage, 10000, 1, kMiB16, 4096},  // any request below the floor: 16 MiB
+      {kPage, 10000, kMiB16 + kPage + 100, kMiB16 + kPage, 4097},  // cut to whole pages
+      {kPage, 20, 1, 20 * kPage, 20},                              // never more than the file ...
+      {3 * kPage, 2, 1, 15 * kPage, 5},  // ... unless it has fewer than five rows
+      {64, 10, 0, kPage, kPage / 64},    // five rows of 64 bytes: rounded up to a page
+      {3 * kPage, 10000, -5, kMiB16, kMiB16 / (3 * kPage)},  // the rows that fit whole
   };
   for (const Case& c : cases) {
-    ImageClassData image = SizedRecord(c.rowSize, c.height);
+    ImageClassData image{};  // sized as the file constructor sizes one, without a file
+    image.RowSize = c.rowSize;
+    image.Height = image.UnclippedHeight = c.height;
+    image.TotalSize = c.rowSize * c.height;
     setMemBlockSize(&image, c.request);
     EXPECT_EQ(image.MappingBlockSize, c.blockSize) << c.rowSize << " x " << c.height;
     EXPECT_EQ(image.MappingRows, c.rows) << c.rowSize << " x " << c.height;
@@ -79,24 +60,11 @@ TEST(MappingBlockSize, FloorCapAndFiveRows) {
   setMemBlockSize(nullptr, 1);
 }
 
-// A file-mapped image through the plug-in linked into the test; temporary files go to a scratch
-// directory that must be empty again at the end.
-class FileMappedRecord : public ::testing::Test {
+// In the development environment, which maps by the page on every system (a built application
+// on Windows maps at 64 KiB), so the bands below are alike everywhere.
+class FileMappedRecord : public MappedImagesTest<StaticPluginTest> {
  protected:
-  // The development environment keeps the page granularity on every system, so the bands below
-  // are the same on Windows, whose built applications map at 64 KiB.
-  FileMappedRecord() : host_({.inRuntime = false}) { host_.Attach(&REALPluginMain); }
-  ~FileMappedRecord() override {
-    EXPECT_EQ(host_.LiveObjects(), 0) << host_.LiveReport();
-    EXPECT_TRUE(scratch_.IsEmpty()) << "backing file left behind";
-  }
-
-  Ref NewMapped(int64_t width, int64_t height, int64_t blockSize = 0) {
-    return host_.New("PictureXQT", width, height, kRGB, blockSize, nullptr);
-  }
-
-  ScratchFolder scratch_{"xqt-mapping-unit"};
-  Host host_;
+  FileMappedRecord() : MappedImagesTest({.inRuntime = false}) {}
 };
 
 TEST_F(FileMappedRecord, BandWalk) {
@@ -104,7 +72,8 @@ TEST_F(FileMappedRecord, BandWalk) {
   ImageClassData* record = ImageData(image.get());
   ASSERT_TRUE(record->Valid);
   EXPECT_EQ(record->GetRow, &GetRowMapping);
-  EXPECT_EQ(record->RowSize, kPage);
+  EXPECT_EQ(record->RowSize, kPage);  // 300 bytes take a page, and 4096 (1024 RGBA) just one
+  EXPECT_EQ(ImageData(NewMapped(1024, 5, 2).get())->RowSize, kPage);
   EXPECT_EQ(record->MappingLastRow, 4095);
   LogCapture log;
   uint8_t* row0 = GetRowMapping(record, 0);
@@ -130,18 +99,15 @@ TEST_F(FileMappedRecord, BandWalk) {
   EXPECT_EQ(record->MappingLastRow, 9999);
   EXPECT_EQ(bottom, GetRowMapping(record, 9999));
 
-  // Each row holds its own number in the first and the last bytes of its pixels, through remaps.
+  // Each row keeps its own number in the first and the last bytes of its pixels through remaps.
   const int64_t rows[] = {0, 4095, 4096, 7777, 9999};
   for (int64_t y : rows) {
-    std::memcpy(GetRowMapping(record, y), &y, sizeof y);
-    std::memcpy(GetRowMapping(record, y) + 300 - sizeof y, &y, sizeof y);
+    GetRowMapping(record, y)[0] = static_cast<uint8_t>(y % 251 + 1);
+    GetRowMapping(record, y)[299] = static_cast<uint8_t>(y % 241 + 1);
   }
   for (int64_t i = 4; i >= 0; --i) {
-    int64_t head = 0, tail = 0;
-    std::memcpy(&head, GetRowMapping(record, rows[i]), sizeof head);
-    std::memcpy(&tail, GetRowMapping(record, rows[i]) + 300 - sizeof tail, sizeof tail);
-    EXPECT_EQ(head, rows[i]);
-    EXPECT_EQ(tail, rows[i]);
+    EXPECT_EQ(GetRowMapping(record, rows[i])[0], rows[i] % 251 + 1);
+    EXPECT_EQ(GetRowMapping(record, rows[i])[299], rows[i] % 241 + 1);
   }
 }
 
@@ -198,12 +164,17 @@ TEST_F(FileMappedRecord, MapInRows) {
 
   // A span that is not a whole number of allocation units (64 KB on Windows): the band grows a
   // unit at a time until it has as many rows as were asked for (starting two rows early).
-  Ref tall = NewMapped(1000, 10000, kMiB16);
+  Ref tall = NewMapped(1000, 10000, 1, kMiB16);
   ImageClassData* tallRecord = ImageData(tall.get());
   ASSERT_TRUE(tallRecord->Valid);
   EXPECT_TRUE(MapInRows(tall.get(), 1001, 7004));
   EXPECT_GE(tallRecord->MappingRows, 6004);
   EXPECT_EQ(tallRecord->MappingFirstRow, 999);
+
+  // Storage that is wholly addressable needs nothing; a closed image maps nothing.
+  EXPECT_TRUE(MapInRows(NewImage(10, 10, 1).get(), 0, 9));
+  image.Call("Close");
+  EXPECT_FALSE(MapInRows(image.get(), 0, 1));
 }
 
 TEST_F(FileMappedRecord, ViewOverTheParentsFile) {
@@ -246,8 +217,7 @@ TEST_F(FileMappedRecord, ViewOverTheParentsFile) {
 #endif
   EXPECT_EQ(record->FileDescriptor, -1);
   EXPECT_FALSE(record->IsMapped);
-  uint8_t* again = GetRowMapping(&view, 49);
-  ASSERT_NE(again, nullptr);
+  ASSERT_NE(GetRowMapping(&view, 49), nullptr);
   EXPECT_EQ(GetRowMapping(&view, 20)[6], 0xA5);
 
   UnmapBand(&view);
@@ -255,17 +225,15 @@ TEST_F(FileMappedRecord, ViewOverTheParentsFile) {
   EXPECT_EQ(view.FileDescriptor, -1);
   EXPECT_EQ(GetRowMapping(&view, 0), nullptr);  // no descriptor: the mapping fails cleanly
   ReleaseBackingFile(&view);                    // twice is harmless
-}
 
-TEST_F(FileMappedRecord, ViewOfAnImageInMemory) {
-  Ref parent = host_.New("PictureXQT", int64_t{4}, int64_t{4}, kRGB);
-  ImageClassData* record = ImageData(parent.get());
-  ImageClassData view{};
-  view.FileDescriptor = -1;
-  ShareParentFile(&view, record);
-  EXPECT_EQ(view.RowBuffer, record->RowBuffer);
-  EXPECT_FALSE(view.IsMapping);
-  EXPECT_EQ(view.FileDescriptor, -1);
+  // A view of an image in memory shares its buffer and has no file.
+  Ref memory = NewImage(4, 4, 1);
+  ImageClassData inMemory{};
+  inMemory.FileDescriptor = -1;
+  ShareParentFile(&inMemory, ImageData(memory.get()));
+  EXPECT_EQ(inMemory.RowBuffer, ImageData(memory.get())->RowBuffer);
+  EXPECT_FALSE(inMemory.IsMapping);
+  EXPECT_EQ(inMemory.FileDescriptor, -1);
 }
 
 TEST_F(FileMappedRecord, ClosingTwiceReleasesTheFileOnce) {

@@ -1,20 +1,21 @@
-// The vector kernels of the turns against the plain per-pixel paths, bit for bit: the band kernel
-// alone on rows off their alignment, then whole turns at each vector level on random images of odd
-// sizes in every format they serve, clips and mirrored views included; the debug labels; and the
-// box of a rotated image.
+// Quarter turns, half turns and mirrors: the plain path against the mapping of pixel positions
+// (pinned by hand) in every format, the vector paths of every level against the plain path bit for
+// bit into every kind of destination, the debug labels, refusals and a rotation box too large.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstring>
 #include <functional>
-#include <limits>
-#include <random>
+#include <optional>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "geometry/rotate.h"
 #include "geometry/turn_kernels.h"
 #include "host/emulated_host.h"
+#include "support/format_codes.h"
 #include "support/image_layout.h"
 #include "support/log_capture.h"
 #include "support/simd_levels.h"
@@ -25,54 +26,50 @@ namespace {
 using platform::SimdLevel;
 using xqt::host::Ref;
 
-// Formats whose pixels are four channel bytes: RGBA, ARGB, BGRA, ABGR, CMYK, KYMC.
-constexpr int64_t kFourByteFormats[] = {2, 4, 7, 9, 23, 28};
-constexpr int64_t kRGBA = 2, kG = 11, kGray16 = 41;
+enum class Op { k90, k270, k180, kHMirror, kVMirror };
 
-std::vector<uint8_t> RandomBytes(size_t count, uint32_t seed) {
-  std::mt19937 random(seed);
-  std::vector<uint8_t> bytes(count);
-  for (auto& b : bytes) b = static_cast<uint8_t>(random());
-  return bytes;
+// Where pixel (x, y) of a w x h image goes; a quarter turn of 90 is counter-clockwise.
+std::pair<int64_t, int64_t> Map(Op op, int64_t w, int64_t h, int64_t x, int64_t y) {
+  const int64_t fx = w - 1 - x, fy = h - 1 - y;
+  return op == Op::k90        ? std::pair{y, fx}
+         : op == Op::k270     ? std::pair{fy, x}
+         : op == Op::k180     ? std::pair{fx, fy}
+         : op == Op::kHMirror ? std::pair{fx, y}
+                              : std::pair{x, fy};
 }
 
-TEST(TurnKernels, BandAgainstPlainLoop) {
-  TurnBandProc kernel = TurnBandAVX2();
-  if (!kernel) GTEST_SKIP() << "no AVX2 on this processor";
-  // Destination rows 256 bytes apart, each moved by 0, 4, 16 or 32 bytes at random, so that runs
-  // on and off the 32-byte alignment streamed stores need meet in one group of four; the run
-  // starts 64 bytes into a row. Nothing but the runs may change.
-  constexpr int64_t kStride = 256, kOffset = 64;
-  const int64_t shifts[] = {0, 4, 16, 32};
-  std::mt19937 random(5);
-  for (int64_t count : {0, 1, 3, 4, 5, 8, 13, 31}) {
-    std::vector<uint8_t> source = RandomBytes(static_cast<size_t>(count) * 64, 3);
-    const uint8_t* rows[16];
-    for (int r = 0; r < 16; ++r) rows[r] = source.data() + r * count * 4;
-    for (bool clockwise : {false, true}) {
-      for (bool stream : {false, true}) {
-        SCOPED_TRACE(std::to_string(count) + " " + std::to_string(clockwise) + " " +
-                     std::to_string(stream));
-        std::vector<uint8_t> buffer = RandomBytes(static_cast<size_t>(count * kStride + 64), 4);
-        std::vector<uint8_t> expected = buffer;
-        const int64_t aligned =
-            64 - static_cast<int64_t>(reinterpret_cast<uintptr_t>(buffer.data()) % 64);
-        std::vector<uint8_t*> dest(static_cast<size_t>(count));
-        for (int64_t i = 0; i < count; ++i) {
-          const int64_t at = aligned + i * kStride + shifts[random() % 4];
-          dest[i] = buffer.data() + at;
-          // Destination row i takes pixel i of the source rows, or pixel count - 1 - i.
-          const int64_t x = clockwise ? i : count - 1 - i;
-          for (int r = 0; r < 16; ++r) {
-            std::memcpy(&expected[at + kOffset + r * 4], rows[r] + x * 4, 4);
-          }
-        }
-        kernel(rows, dest.data(), kOffset, count, clockwise, stream);
-        EXPECT_EQ(buffer, expected);
+// The destination as it must be after the operation (it may be the source itself): its old
+// bytes, with the family's channels of every source pixel written at the mapped position.
+ImageSnapshot Expected(const Ref& source, const Ref& dest, Op op) {
+  ImageSnapshot from(source), to(dest);
+  const Layout& l = from.layout;
+  for (int64_t y = 0; y < l.height; ++y) {
+    for (int64_t x = 0; x < l.width; ++x) {
+      auto [dx, dy] = Map(op, l.width, l.height, x, y);
+      for (size_t c = 0; c < l.channels.size(); ++c) {
+        to.Pixel(dx, dy)[to.layout.channels[c]] = from.Pixel(x, y)[l.channels[c]];
       }
     }
   }
+  return to;
 }
+
+struct TurnCase {
+  const char* name;
+  Op op;
+};
+constexpr TurnCase kTurns[] = {{"Rotate90", Op::k90},
+                               {"Rotate270", Op::k270},
+                               {"Rotate90slow", Op::k90},
+                               {"Rotate270slow", Op::k270},
+                               {"Rotate180", Op::k180}};
+constexpr TurnCase kInPlace[] = {
+    {"HMirror", Op::kHMirror}, {"VMirror", Op::kVMirror}, {"Rotate180", Op::k180}};
+
+// Where a turn writes: an image (`shift` columns and rows larger, whose top left it takes), a
+// clip `shift` pixels in of a larger one, a mirrored view, or an image over a caller's block
+// whose rows are not whole 64-byte units.
+enum class Into { kImage, kClip, kMirroredView, kCallersBlock };
 
 class TurnsUnit : public StaticPluginTest {
  protected:
@@ -84,89 +81,143 @@ class TurnsUnit : public StaticPluginTest {
     return image;
   }
 
-  // A destination to turn into, and the image that owns its storage (itself, or a clip's parent).
-  struct Target {
-    Ref into, storage;
-  };
-
-  // `turn` of `source` by the plain path and by the vector paths of every level, each into a
-  // fresh target from `make` (all alike): the same bytes in all their storage.
-  void ExpectTurnsAgree(const Ref& source, const char* turn, const std::function<Target()>& make) {
+  // `run` on fresh images by the plain path and at every vector level returns the image that
+  // holds what it wrote (and checks it on the plain path): the same bytes every time.
+  void ExpectPathsAgree(const std::function<Ref(bool plain)>& run, const std::string& what) {
     ExpectEveryLevelAsPlain(
         [&](SimdLevel level) {
-          Target target = make();
           SetVectorTurns(level != SimdLevel::kScalar);
-          EXPECT_EQ(source.Call<Ref>(turn, target.into).get(), target.into.get()) << turn;
+          std::vector<uint8_t> bytes = ImageSnapshot(run(level == SimdLevel::kScalar)).data;
           SetVectorTurns(true);
-          return ImageSnapshot(target.storage).data;
+          return bytes;
         },
-        turn);
+        what);
+  }
+
+  // `turn` of `source` into a fresh random target of `format` (the source's if 0), which it
+  // returns, as the mapping says.
+  void ExpectTurn(const Ref& source, const TurnCase& turn, Into into = Into::kImage,
+                  int64_t shift = 0, int64_t format = 0) {
+    int64_t w = source.Get<int64_t>("Width"), h = source.Get<int64_t>("Height");
+    if (turn.op != Op::k180) std::swap(w, h);
+    if (format == 0) format = source.Get<int64_t>("ImageFormat");
+    const int64_t rowSize = w * 4 + 4;
+    ExpectPathsAgree(
+        [&](bool plain) {
+          Ref storage = into == Into::kCallersBlock
+                            ? host_.New("PictureXQT", host_.NewMemoryBlock(rowSize * h), w, h,
+                                        format, rowSize)
+                            : NewImage(w + shift, h + shift, format);
+          RandomizeWholeRows(storage, 600);
+          Ref target = into == Into::kClip ? storage.Call<Ref>("ClipImage", shift, shift, w, h)
+                       : into == Into::kMirroredView ? storage.Call<Ref>("MirroredView")
+                                                     : storage;
+          std::optional<ImageSnapshot> expected;
+          if (plain) expected.emplace(Expected(source, target, turn.op));
+          EXPECT_EQ(source.Call<Ref>(turn.name, target).get(), target.get()) << turn.name;
+          if (plain) ExpectSameBytes(*expected, target, turn.name);
+          return storage;
+        },
+        std::string(turn.name) + " into target " + std::to_string(static_cast<int>(into)));
   }
 };
 
-TEST_F(TurnsUnit, VectorAndPlainPathsGiveTheSameBytes) {
-  // Bands of 16 rows with rows and columns left over in every direction, and single pixels.
-  const int64_t sizes[][2] = {{131, 77}, {7, 5},  {3, 9},   {4, 4},   {257, 130}, {1, 1},
-                              {1, 40},   {40, 1}, {19, 16}, {16, 17}, {33, 35}};
-  uint32_t seed = 10;
-  for (int64_t format : kFourByteFormats) {
+// Pins the mapping: a 3 x 2 RGB image whose pixels hold 10 y + x.
+TEST_F(TurnsUnit, ThreeByTwoByHand) {
+  Ref image = NewImage(3, 2, kRGB);
+  for (int64_t y = 0; y < 2; ++y) {
+    for (int64_t x = 0; x < 3; ++x) std::memset(Row(image, y) + x * 3, int(10 * y + x), 3);
+  }
+  Ref left = image.Call<Ref>("Rotate90", nullptr);
+  EXPECT_EQ(left.Get<int64_t>("Width"), 2);
+  EXPECT_EQ(left.Get<int64_t>("Height"), 3);
+  EXPECT_EQ(Row(left, 0)[0], 2);   // the source's top-right pixel
+  EXPECT_EQ(Row(left, 0)[3], 12);  // below it
+  EXPECT_EQ(Row(left, 2)[0], 0);   // the source's top-left
+  Ref right = image.Call<Ref>("Rotate270", nullptr);
+  EXPECT_EQ(Row(right, 0)[0], 10);  // the source's bottom-left pixel
+  EXPECT_EQ(Row(right, 0)[3], 0);
+  EXPECT_EQ(Row(right, 2)[3], 2);
+}
+
+// Every format with 8-bit samples at odd and degenerate sizes, and those of four-byte pixels
+// also in bands of 16 rows with rows and columns left over in every direction: each turn into a
+// destination of the same format and into a new one, and the in-place mirrors and half turn.
+TEST_F(TurnsUnit, EveryFormatOnEveryPath) {
+  const int64_t sizes[][2] = {{13, 7}, {1, 1},   {1, 6},    {5, 1},   {2, 3},  {37, 23},
+                              {4, 4},  {130, 3}, {131, 77}, {7, 5},   {3, 9},  {257, 130},
+                              {1, 40}, {40, 1},  {19, 16},  {16, 17}, {33, 35}};
+  uint32_t seed = 1;
+  for (int64_t format : AllFormats()) {
+    if (format == kGray16) continue;
     for (const auto& size : sizes) {
+      // The bands only where the vector paths serve: pixels of four bytes.
+      if (size[0] * size[1] > 1000 && NewImage(1, 1, format).Get<int64_t>("PixelSize") != 4)
+        continue;
       SCOPED_TRACE("format " + std::to_string(format) + ", " + std::to_string(size[0]) + " x " +
                    std::to_string(size[1]));
-      Ref source = NewRandom(size[0], size[1], format, seed += 100);
-      for (const char* turn : {"Rotate90", "Rotate270", "Rotate180"}) {
-        bool quarter = std::string(turn) != "Rotate180";
-        int64_t w = quarter ? size[1] : size[0], h = quarter ? size[0] : size[1];
-        ExpectTurnsAgree(source, turn, [&] {
-          Ref dest = NewRandom(w, h, format, seed + 1);
-          return Target{dest, dest};
-        });
+      Ref source = NewRandom(size[0], size[1], format, ++seed);
+      for (const TurnCase& turn : kTurns) {
+        ExpectTurn(source, turn);
+        // A new image has the source's format (its pixels come from the same path).
+        EXPECT_EQ(source.Call<Ref>(turn.name, nullptr).Get<int64_t>("ImageFormat"), format);
       }
-      for (const char* mirror : {"HMirror", "Rotate180"}) {
-        Ref vectorImage = NewRandom(size[0], size[1], format, seed + 2);
-        Ref plainImage = NewRandom(size[0], size[1], format, seed + 2);
-        SetVectorTurns(true);
-        vectorImage.Call(mirror);
-        SetVectorTurns(false);
-        plainImage.Call(mirror);
-        EXPECT_TRUE(SameBytes(ImageSnapshot(vectorImage).data, ImageSnapshot(plainImage).data))
-            << mirror;
+      for (const TurnCase& turn : kInPlace) {
+        ExpectPathsAgree(
+            [&](bool plain) {
+              Ref image = NewRandom(size[0], size[1], format, seed);
+              ImageSnapshot expected = Expected(image, image, turn.op);
+              image.Call(turn.name);
+              if (plain) ExpectSameBytes(expected, image, turn.name);
+              return image;
+            },
+            std::string(turn.name) + " in place");
       }
     }
   }
 }
 
-TEST_F(TurnsUnit, ClipsViewsAndLargeImagesAgreeAcrossPaths) {
-  // Clips shift the pixels within the rows, so the bands start off the cache lines (and in the
-  // source, off the rows' alignment); a mirrored view lists its rows backwards.
+// An RGBA destination has the source's channels; its alpha stays as it was. A larger one takes
+// the turned image at its top left.
+TEST_F(TurnsUnit, DestinationsOfOtherByteOrdersAndSizes) {
+  for (auto [from, to, extra] : {std::tuple{kBGR, kRGBA, 0},
+                                 {kCMYK, kCMYKX, 0},
+                                 {kCMYK, kKYMCA, 0},
+                                 {kG, kGA, 0},
+                                 {kRGBA, kRGBA, 4},
+                                 {kRGB, kRGBA, 1}}) {
+    Ref source = NewRandom(9, 4, from, static_cast<uint32_t>(to));
+    for (const TurnCase& turn : kTurns) ExpectTurn(source, turn, Into::kImage, extra, to);
+  }
+}
+
+// Clips shift the pixels within the rows, so the bands start off the cache lines (and in the
+// source, off the rows' alignment); a mirrored view lists its rows backwards. The large image
+// streams its stores, and over a caller's block its runs are aligned only now and then.
+TEST_F(TurnsUnit, ClipsViewsAndLargeImages) {
   const int64_t clips[][4] = {{1, 2, 37, 41}, {3, 0, 20, 33}, {0, 5, 33, 19}};
   for (const auto& c : clips) {
-    SCOPED_TRACE("clip " + std::to_string(c[0]) + " " + std::to_string(c[1]));
+    SCOPED_TRACE("clip at " + std::to_string(c[0]) + ", " + std::to_string(c[1]));
     Ref parent = NewRandom(c[0] + c[2] + 2, c[1] + c[3] + 1, kRGBA, 500);
     Ref source = parent.Call<Ref>("ClipImage", c[0], c[1], c[2], c[3]);
-    for (const char* turn : {"Rotate90", "Rotate270"}) {
-      ExpectTurnsAgree(source, turn, [&] {
-        Ref whole = NewRandom(c[3] + c[1] + 3, c[2] + c[0] + 1, kRGBA, 600);
-        return Target{whole.Call<Ref>("ClipImage", c[1], c[0], c[3], c[2]), whole};
-      });
-      ExpectTurnsAgree(source, turn, [&] {
-        Ref whole = NewRandom(c[3], c[2], kRGBA, 700);
-        return Target{whole.Call<Ref>("MirroredView"), whole};
-      });
+    for (const TurnCase& turn : {kTurns[0], kTurns[1]}) {
+      ExpectTurn(source, turn, Into::kClip, c[1] + 1);
+      ExpectTurn(source, turn, Into::kMirroredView);
     }
   }
-  // Large enough for streamed stores, and of a height that leaves rows besides the bands.
   Ref large = NewRandom(1450, 1451, kRGBA, 800);
-  for (const char* turn : {"Rotate90", "Rotate270"}) {
-    ExpectTurnsAgree(large, turn, [&] {
-      Ref dest = NewRandom(1451, 1450, kRGBA, 900);
-      return Target{dest, dest};
-    });
+  for (const TurnCase& turn : {kTurns[0], kTurns[1]}) {
+    ExpectTurn(large, turn);
+    ExpectTurn(large, turn, Into::kCallersBlock);
   }
 }
 
+// The debug labels, and the turns' own refusals (those of every frame operation are in
+// frame_refusals_test.cpp): the in-place members leave a 16-bit or a closed image alone, and no
+// view of the source (nor the source seen through a view) is a destination, since it would be
+// overwritten while read.
 TEST_F(TurnsUnit, LabelsAndRefusals) {
-  Ref rgba = NewRandom(5, 3, kRGBA, 1);
+  Ref rgba = NewRandom(5, 5, kRGBA, 1);
   Ref gray = NewRandom(5, 3, kG, 2);
   LogCapture log;
   Ref turned = rgba.Call<Ref>("Rotate90", nullptr);
@@ -181,30 +232,35 @@ TEST_F(TurnsUnit, LabelsAndRefusals) {
   EXPECT_TRUE(log.Logged("Rotate180SelfRGBA"));
   EXPECT_FALSE(rgba.Call<Ref>("Rotate90", gray));
   EXPECT_TRUE(log.Logged("Destination too small."));
-  EXPECT_FALSE(rgba.Call<Ref>("Rotate180", gray));
+  EXPECT_FALSE(rgba.Call<Ref>("Rotate180", NewImage(5, 5, kG)));
   EXPECT_TRUE(log.Logged("Destination lacks the source's channels."));
   EXPECT_FALSE(NewImage(2, 2, kGray16).Call<Ref>("Rotate90", nullptr));
   EXPECT_TRUE(log.Logged("BitsPerComponent > 8 not supported."));
+
+  Ref sixteen = NewRandom(4, 3, kGray16, 1);
+  ImageSnapshot before(sixteen);
+  Ref closed = NewImage(4, 6, kRGBA);
+  closed.Call("Close");
+  for (const char* name : {"HMirror", "VMirror", "Rotate180"}) {
+    sixteen.Call(name);
+    closed.Call(name);
+  }
+  ExpectSameBytes(before, sixteen, "16-bit gray");
+
+  ImageSnapshot rgbaBefore(rgba);
+  Ref mirrored = rgba.Call<Ref>("MirroredView");
+  EXPECT_FALSE(rgba.Call<Ref>("Rotate90", mirrored));
+  EXPECT_TRUE(log.Logged("Destination shares the source's storage."));
+  EXPECT_FALSE(rgba.Call<Ref>("Rotate180", mirrored));
+  EXPECT_FALSE(mirrored.Call<Ref>("Rotate270", rgba));
+  Ref clip = rgba.Call<Ref>("ClipImage", int64_t{0}, int64_t{0}, int64_t{5}, int64_t{5});
+  EXPECT_FALSE(mirrored.Call<Ref>("Rotate90slow", clip));
+  ExpectSameBytes(rgbaBefore, rgba, "a view as destination");
 }
 
-// The rotation box for angles whose sine and cosine round.
-TEST(AreaRotation, BoxOfTheTurnedImage) {
+// A box whose sides do not fit is refused; the boxes of the angles are the host test's.
+TEST(AreaRotation, BoxTooLargeIsRefused) {
   RotationGeometry g;
-  ASSERT_TRUE(RotationFor(90, 6000, 4000, g));
-  EXPECT_EQ(g.width, 4000);
-  EXPECT_EQ(g.height, 6000);
-  EXPECT_EQ(g.cosine, 0);
-  ASSERT_TRUE(RotationFor(-720, 5, 3, g));
-  EXPECT_EQ(g.width, 5);
-  EXPECT_EQ(g.height, 3);
-  // 30 degrees: 6000 cos 30 + 4000 sin 30 = 7196.15, 6000 sin 30 + 4000 cos 30 = 6464.10.
-  ASSERT_TRUE(RotationFor(30, 6000, 4000, g));
-  EXPECT_EQ(g.width, 7197);
-  EXPECT_EQ(g.height, 6465);
-  // 60 degrees of a square of 2: 2 (cos 60 + sin 60) = 2.732 -> 3.
-  ASSERT_TRUE(RotationFor(60, 2, 2, g));
-  EXPECT_EQ(g.width, 3);
-  EXPECT_FALSE(RotationFor(std::numeric_limits<double>::infinity(), 2, 2, g));
   EXPECT_FALSE(RotationFor(45, int64_t{1} << 40, 2, g));
 }
 

@@ -1,21 +1,17 @@
-// The scalers' refusals and their debug lines, the temp from the factory and its fallbacks, the
-// host's turns during an inline scale, and RunThreads: the slicing, the inline mode, the worker
-// cap, the refusal when the records cannot be had, and the host's turns while the caller waits.
+// The scalers' refusals and their debug lines, the temp from the factory and its fallbacks, and
+// RunThreads: the slicing, the inline mode, the worker cap and the refusal when the records cannot
+// be had (the host's turns while the caller waits are the responsiveness test's).
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <tuple>
 #include <vector>
 
 #include "host/emulated_host.h"
 #include "image/image_class_data.h"
 #include "platform/system_info.h"
-#include "plugin/plugin_main.h"
 #include "scale/picture_scale.h"
 #include "scale/run_threads.h"
 #include "scale/scale_fast.h"
@@ -30,10 +26,8 @@ using xqt::host::Ref;
 constexpr int64_t kRGB = 1, kRGBA = 2, kG = 11, kCMYK = 23, kScaling1 = 33, kScaling4 = 36,
                   kGray16 = 41;
 
-class ScaleChecks : public StaticPluginTest {
- protected:
-  ImageClassData* Image(const Ref& ref) { return ImageData(ref.get()); }
-};
+using ScaleChecks = StaticPluginTest;
+ImageClassData* Image(const Ref& ref) { return ImageData(ref.get()); }
 
 TEST_F(ScaleChecks, ArgumentsInOrderWithTheirMessages) {
   Ref dest = NewImage(4, 4, kRGB), source = NewImage(4, 4, kRGB);
@@ -90,19 +84,6 @@ TEST_F(ScaleChecks, NothingIsWrittenOutsideTheImages) {
   EXPECT_EQ(host_.LiveObjects(), live);  // nothing made is left behind
 }
 
-TEST_F(ScaleChecks, TheTempComesFromTheFactoryAndIsReleased) {
-  LogCapture log;
-  Ref dest = NewImage(6, 6, kRGBA), source = NewImage(3, 3, kRGBA);
-  int64_t live = host_.LiveObjects();
-  EXPECT_TRUE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 6, 6));
-  EXPECT_EQ(host_.LiveObjects(), live);
-  for (const char* line : {"RGBA_to_RGBA_Scale 6, 6", "sizeof(MyPixel) 4", "Create temp picture",
-                           "RGBA_to_RGBA_Scale7", "RGBA_to_RGBA_Scale2", "RGBA_to_RGBA_Scale5",
-                           "wdth*1000 1000.000000", "function 6 done"}) {
-    EXPECT_TRUE(log.Logged(line)) << line;
-  }
-}
-
 // A factory that has no picture to give: the plain image it falls back to is made by the host.
 REALobject NoPictureFactory(REALobject, int64_t, int64_t, int64_t) { return nullptr; }
 
@@ -110,9 +91,7 @@ TEST_F(ScaleChecks, ATempTheHostCannotMakeFailsTheScale) {
   host_.DefineSubclass("EmptyFactory", "PictureFactoryXQT",
                        {{"NewPictureXQT", reinterpret_cast<void*>(&NoPictureFactory)}});
   Ref dest = NewImage(6, 6, kRGBA), source = NewImage(3, 3, kRGBA);
-  Ref factory = host_.New("EmptyFactory");
-  Ref settable = source;
-  settable.Set("Factory", factory);
+  source.Set("Factory", host_.New("EmptyFactory"));
   LogCapture log;
   host_.FailNextInstances(1);
   EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 6, 6));
@@ -130,9 +109,7 @@ TEST_F(ScaleChecks, ATempOfTheWrongFormat) {
                        {{"NewPictureXQT", reinterpret_cast<void*>(&FixedFormatFactory)}});
   Ref dest = NewImage(5, 5, kG), source = NewImage(10, 10, kG);
   Image(dest)->Factory = nullptr;
-  Ref factory = host_.New("FixedFactory");
-  Ref settable = source;
-  settable.Set("Factory", factory);
+  source.Set("Factory", host_.New("FixedFactory"));
   int64_t live = host_.LiveObjects();
   {
     // The inline form refuses it.
@@ -174,21 +151,6 @@ TEST_F(ScaleChecks, InvalidImagesAreRefusedWithTheirLines) {
   Image(dest)->GetRow = getRow;
 }
 
-// A clock that moves on by 2 ms each time it is read, so every chance to yield is taken.
-int64_t gTicking = 0;
-int64_t TickingClock() { return gTicking += 2000000; }
-
-TEST_F(ScaleChecks, InlineScaleGivesTheHostTurns) {
-  Ref dest = NewImage(40, 40, kRGB), source = NewImage(20, 20, kRGB);
-  Image(dest)->YieldTicks = -1;  // every millisecond
-  platform::ClockProc previous = platform::SetMonotonicClock(&TickingClock);
-  int64_t before = host_.YieldCount();
-  ASSERT_TRUE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 40, 40));
-  platform::SetMonotonicClock(previous);
-  // The destination's start, then after each of 40 + 40 lists and 20 + 40 rows.
-  EXPECT_EQ(host_.YieldCount() - before, 1 + 80 + 60);
-}
-
 using Slice = std::tuple<int64_t, int64_t, int64_t, int>;  // index, first, last, flag
 
 struct Recorder {
@@ -213,27 +175,19 @@ void* NoMemory(size_t) { return nullptr; }
 
 using RunThreadsTest = StaticPluginTest;
 
-TEST_F(RunThreadsTest, ContiguousSlicesTheLastTakingTheRemainder) {
+// Contiguous slices, the last taking the remainder, and with fewer rows than workers all of them;
+// at most 32 workers, one per processor for 0, and a negative count runs inline once, flag 0.
+TEST_F(RunThreadsTest, SlicesAndWorkers) {
   EXPECT_EQ(RunSlices(4, 10),
             (std::vector<Slice>{{0, 0, 1, 1}, {1, 2, 3, 1}, {2, 4, 5, 1}, {3, 6, 9, 1}}));
-  // Fewer rows than workers: no rebalancing, the last slice does them all.
   std::vector<Slice> few = RunSlices(8, 3);
   ASSERT_EQ(few.size(), 8u);
   for (int64_t i = 0; i < 7; ++i) EXPECT_EQ(few[i], Slice(i, 0, -1, 1));
   EXPECT_EQ(few[7], Slice(7, 0, 2, 1));
-  for (const Slice& slice : RunSlices(3, 0)) {
-    EXPECT_EQ(std::get<1>(slice), 0);
-    EXPECT_EQ(std::get<2>(slice), -1);
-  }
-}
-
-TEST_F(RunThreadsTest, WorkerCounts) {
+  EXPECT_EQ(RunSlices(3, 0), (std::vector<Slice>{{0, 0, -1, 1}, {1, 0, -1, 1}, {2, 0, -1, 1}}));
   EXPECT_EQ(RunSlices(100, 1000).size(), 32u);
   EXPECT_EQ(RunSlices(0, 1000).size(), static_cast<size_t>(platform::ProcessorCount()));
   EXPECT_EQ(RunSlices(1, 5), (std::vector<Slice>{{0, 0, 4, 1}}));
-}
-
-TEST_F(RunThreadsTest, NegativeCountRunsInlineOnce) {
   LogCapture log;
   EXPECT_EQ(RunSlices(-1, 7), (std::vector<Slice>{{-1, 0, 6, 0}}));
   EXPECT_TRUE(log.Logged("No thread"));
@@ -255,23 +209,6 @@ TEST_F(RunThreadsTest, LogsEachSliceAndTheWait) {
                            "WaitForThreads", "After Job 1, 2, 4, 1", "Done with all."}) {
     EXPECT_TRUE(log.Logged(line)) << line;
   }
-}
-
-// The worker finishes only once the host has had ten turns, which can come only from the caller's
-// wait; the cap keeps a wait that never yields from hanging the suite.
-TEST_F(RunThreadsTest, TheHostGetsTurnsWhileTheCallerWaits) {
-  std::atomic<int64_t> turns{0};
-  host_.OnYield([&] { turns.fetch_add(1); });
-  auto waitForTurns = [](int64_t, int64_t, int64_t, int8_t, const void* context) {
-    const auto& seen = *static_cast<const std::atomic<int64_t>*>(context);
-    const auto cap = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (seen.load() < 10 && std::chrono::steady_clock::now() < cap) {
-      std::this_thread::sleep_for(std::chrono::microseconds(200));
-    }
-  };
-  RunThreads(1, 1, &turns, waitForTurns);
-  host_.OnYield(nullptr);
-  EXPECT_GE(turns.load(), 10);
 }
 
 }  // namespace

@@ -3,18 +3,18 @@
 // shrinking, inline and on any number of workers, in memory, file-mapped and through views.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
 #include "host/emulated_host.h"
 #include "image/image_class_data.h"
-#include "plugin/plugin_main.h"
 #include "scale/picture_scale.h"
 #include "scale/scale_filters.h"
+#include "support/host_expectations.h"
 #include "support/image_bytes.h"
 #include "support/image_layout.h"
 #include "support/simd_levels.h"
@@ -32,17 +32,13 @@ constexpr int64_t kRGB = 1, kRGBA = 2, kARGB = 4, kXRGB = 5, kBGR = 6, kBGRA = 7
 
 TEST(ScaleFilters, KernelsAtHandWorkedPoints) {
   constexpr double kPi = 3.141592653589793;
-  struct Kernel {
-    int64_t mode;
-    double radius;
-    std::vector<std::pair<double, double>> points;  // x and the kernel's value there
-  };
   // Triangle 1 - x; box 1 up to one half; Lanczos sinc(x) sinc(x / a), zero at the integers and
   // past a, (2 / pi)(3 / pi) at one half for a = 3; Mitchell (16/3) / 6 at 0, (77/24) / 6 at one
   // half, (1/3) / 6 at 1 and (-5/24) / 6 at 1.5; the two cubics 1 at 0 and 0 at the integers;
   // Poly3 ((1.25 x - 2.25) x) x + 1 at one half and -3/32 at 1.5; Cubic 7/12, -3/32 and 1/96 at
   // 0.5, 1.5 and 2.5.
-  const Kernel kernels[] = {
+  // Mode, radius, and points x with the kernel's value there.
+  const std::tuple<int64_t, double, std::vector<std::pair<double, double>>> kernels[] = {
       {1, 1, {{0, 1}, {0.25, 0.75}, {1, 0}}},
       {2, 0.5, {{0.5, 1}, {0.51, 0}}},
       {3, 3, {{0, 1}, {0.5, 6 / (kPi * kPi)}, {1, 0}, {3, 0}, {3.5, 0}}},
@@ -51,13 +47,11 @@ TEST(ScaleFilters, KernelsAtHandWorkedPoints) {
       {6, 4, {{0, 1}, {0.5, 0.59375}, {1, 0}, {1.5, -0.09375}, {2, 0}}},
       {7, 3, {{0, 1}, {0.5, 7.0 / 12}, {1, 0}, {1.5, -0.09375}, {2, 0}, {2.5, 1.0 / 96}, {3, 0}}},
   };
-  for (const Kernel& kernel : kernels) {
-    const ScaleFilter* filter = FindScaleFilter(kernel.mode);
-    ASSERT_NE(filter, nullptr) << kernel.mode;
-    EXPECT_EQ(filter->radius, kernel.radius);
-    for (auto [x, k] : kernel.points) {
-      EXPECT_NEAR(filter->kernel(x), k, 1e-12) << "mode " << kernel.mode << " at " << x;
-    }
+  for (const auto& [mode, radius, points] : kernels) {
+    const ScaleFilter* filter = FindScaleFilter(mode);
+    ASSERT_NE(filter, nullptr) << mode;
+    EXPECT_EQ(filter->radius, radius);
+    for (auto [x, k] : points) EXPECT_NEAR(filter->kernel(x), k, 1e-12) << mode << " at " << x;
   }
   EXPECT_EQ(FindScaleFilter(0), nullptr);
   EXPECT_EQ(FindScaleFilter(8), nullptr);
@@ -102,8 +96,7 @@ class ScaleExact : public StaticPluginTest {
                               REALobject temp = nullptr) {
     Ref dest = NewImage(width + 2, height + 1, format);
     RandomizeWholeRows(dest, 99);
-    D* d = ImageData(dest.get());
-    D* s = ImageData(source.get());
+    D *d = ImageData(dest.get()), *s = ImageData(source.get());
     const bool ok = threaded ? PictureScaleXQTMT(d, threads, s, temp, mode, width, height)
                              : PictureScaleXQT(d, s, temp, mode, width, height);
     EXPECT_TRUE(ok);
@@ -116,23 +109,23 @@ class ScaleExact : public StaticPluginTest {
     const auto n = static_cast<int64_t>(in.size());
     Ref source = NewImage(column ? 1 : n, column ? n : 1, format);
     Ref dest = NewImage(column ? 1 : count, column ? count : 1, format);
-    auto at = [](const Ref& image, int64_t i, bool down) {
-      D* data = ImageData(image.get());
-      return data->GetRow(data, down ? i : 0) + (down ? 0 : i) * data->PixelSize + data->GrayOffset;
+    // Gray is the first byte of both formats.
+    auto at = [&](const Ref& image, int64_t i) {
+      return column ? Row(image, i) : Pixel(image, i, 0);
     };
     const bool wide = format == kGray16;
     for (int64_t i = 0; i < n; ++i) {
       const auto sample = static_cast<uint16_t>(in[i]);
-      if (wide) std::memcpy(at(source, i, column), &sample, 2);
-      if (!wide) *at(source, i, column) = static_cast<uint8_t>(sample);
+      if (wide) std::memcpy(at(source, i), &sample, 2);
+      if (!wide) *at(source, i) = static_cast<uint8_t>(sample);
     }
     EXPECT_TRUE(PictureScaleXQT(ImageData(dest.get()), ImageData(source.get()), nullptr, mode,
                                 column ? 1 : count, column ? count : 1));
-    std::vector<int64_t> out(static_cast<size_t>(count), 0);
+    std::vector<int64_t> out;
     for (int64_t i = 0; i < count; ++i) {
-      uint16_t sample = *at(dest, i, column);
-      if (wide) std::memcpy(&sample, at(dest, i, column), 2);
-      out[i] = sample;
+      uint16_t sample = *at(dest, i);
+      if (wide) std::memcpy(&sample, at(dest, i), 2);
+      out.push_back(sample);
     }
     return out;
   }
@@ -160,70 +153,56 @@ TEST_F(ScaleExact, LinesWorkedByHand) {
 
 // Which source channels feed which destination channels, on one colour at 1:1 with the box
 // (weights of 1, so the values pass unchanged but for the luma's truncation):
-// 0.3 * 100 + 0.59 * 200 + 0.11 * 50 = 153.5 -> 153.
+// 0.3 * 100 + 0.59 * 200 + 0.11 * 50 = 153.5 -> 153. Gray from CMYK is its black; without alpha
+// in the source the destination's alpha is left as it was (33).
 TEST_F(ScaleExact, ChannelsReachTheirPlaces) {
-  // Channel values by letter: Red, Green, Blue, Alpha, gray, Cyan, Magenta, Yellow, blacK.
-  const std::pair<char, int64_t D::*> fields[] = {
-      {'R', &D::RedOffset},     {'G', &D::GreenOffset},  {'B', &D::BlueOffset},
-      {'A', &D::AlphaOffset},   {'g', &D::GrayOffset},   {'C', &D::CyanOffset},
-      {'M', &D::MagentaOffset}, {'Y', &D::YellowOffset}, {'K', &D::BlackOffset}};
-  using Channels = std::vector<std::pair<char, uint8_t>>;
-  auto field = [&](char letter) {
-    return std::find_if(std::begin(fields), std::end(fields),
-                        [&](const auto& f) { return f.first == letter; })
-        ->second;
-  };
+  using Channels = std::vector<std::pair<std::string, uint8_t>>;
+  const Channels rgb = {{"Red", 100}, {"Green", 200}, {"Blue", 50}};
   struct Case {
     int64_t from;
     Channels in;
     int64_t to;
     Channels out;
+  } const cases[] = {
+      {kBGR, rgb, kG, {{"Gray", 153}}},
+      {kABGR,
+       {{"Red", 100}, {"Green", 200}, {"Blue", 50}, {"Alpha", 7}},
+       kGA,
+       {{"Gray", 153}, {"Alpha", 7}}},
+      {kG, {{"Gray", 77}}, kXRGB, {{"Red", 77}, {"Green", 77}, {"Blue", 77}}},
+      {kGA,
+       {{"Gray", 77}, {"Alpha", 99}},
+       kRGBA,
+       {{"Red", 77}, {"Green", 77}, {"Blue", 77}, {"Alpha", 99}}},
+      {kKYMC, {{"Cyan", 10}, {"Magenta", 20}, {"Yellow", 30}, {"Black", 40}}, kG, {{"Gray", 40}}},
+      {kCMYKA, {{"Black", 4}, {"Alpha", 5}}, kAG, {{"Gray", 4}, {"Alpha", 5}}},
+      {kRGB, rgb, kBGRA, {{"Red", 100}, {"Green", 200}, {"Blue", 50}, {"Alpha", 33}}},
   };
-  const Case cases[] = {
-      {kBGR, {{'R', 100}, {'G', 200}, {'B', 50}}, kG, {{'g', 153}}},
-      {kABGR, {{'R', 100}, {'G', 200}, {'B', 50}, {'A', 7}}, kGA, {{'g', 153}, {'A', 7}}},
-      {kG, {{'g', 77}}, kXRGB, {{'R', 77}, {'G', 77}, {'B', 77}}},
-      {kGA, {{'g', 77}, {'A', 99}}, kRGBA, {{'R', 77}, {'G', 77}, {'B', 77}, {'A', 99}}},
-      // Gray from CMYK is its black.
-      {kKYMC, {{'C', 10}, {'M', 20}, {'Y', 30}, {'K', 40}}, kG, {{'g', 40}}},
-      {kCMYKA, {{'K', 4}, {'A', 5}}, kAG, {{'g', 4}, {'A', 5}}},
-      // Without alpha in the source the destination's alpha is left as it was.
-      {kRGB, {{'R', 1}, {'G', 2}, {'B', 3}}, kBGRA, {{'R', 1}, {'G', 2}, {'B', 3}, {'A', 33}}},
+  auto at = [](const Ref& image, int64_t x, int64_t y, const std::string& channel) {
+    return Pixel(image, x, y) + image.Get<int64_t>(channel + "Offset");
   };
   for (const Case& c : cases) {
-    Ref source = NewImage(3, 2, c.from);
-    Ref dest = NewImage(3, 2, c.to);
-    D* s = ImageData(source.get());
-    D* d = ImageData(dest.get());
-    for (int64_t y = 0; y < 2; ++y) {
-      std::memset(d->GetRow(d, y), 33, static_cast<size_t>(3 * d->PixelSize));
-      for (int64_t x = 0; x < 3; ++x) {
-        for (const auto& [letter, value] : c.in)
-          s->GetRow(s, y)[x * s->PixelSize + s->*field(letter)] = value;
+    Ref source = NewImage(3, 2, c.from), dest = NewImage(3, 2, c.to);
+    FillBytes(dest, 33);
+    ForEachPixel(3, 2, [&](int64_t x, int64_t y) {
+      for (const auto& [channel, value] : c.in) *at(source, x, y, channel) = value;
+    });
+    ASSERT_TRUE(PictureScaleXQT(ImageData(dest.get()), ImageData(source.get()), nullptr, 2, 3, 2));
+    ForEachPixel(3, 2, [&](int64_t x, int64_t y) {
+      for (const auto& [channel, value] : c.out) {
+        EXPECT_EQ(*at(dest, x, y, channel), value) << c.from << " to " << c.to << " " << channel;
       }
-    }
-    ASSERT_TRUE(PictureScaleXQT(d, s, nullptr, 2, 3, 2));
-    for (int64_t y = 0; y < 2; ++y) {
-      for (int64_t x = 0; x < 3; ++x) {
-        for (const auto& [letter, value] : c.out) {
-          EXPECT_EQ(d->GetRow(d, y)[x * d->PixelSize + d->*field(letter)], value)
-              << c.from << " to " << c.to << " at " << x << "," << y;
-        }
-      }
-    }
+    });
   }
 }
 
 // A caller's temp shows the first pass alone, truncated (75.75 above), in every channel.
 TEST_F(ScaleExact, TheTempHoldsTheTruncatedFirstPass) {
-  Ref source = NewImage(2, 1, kABGR);
-  std::memset(ImageData(source.get())->GetRow(ImageData(source.get()), 0), 0, 4);
-  std::memset(ImageData(source.get())->GetRow(ImageData(source.get()), 0) + 4, 101, 4);
-  Ref temp = NewImage(4, 1, kScaling4);
+  Ref source = NewImage(2, 1, kABGR), temp = NewImage(4, 1, kScaling4);
+  SetPixels(source, 0, {0, 0, 0, 0, 101, 101, 101, 101});
   Scaled(source, kRGBA, 1, 4, 2, false, 0, temp.get());
-  const uint8_t* row = ImageData(temp.get())->GetRow(ImageData(temp.get()), 0);
-  const uint8_t expected[] = {0, 25, 75, 101};
-  for (int64_t i = 0; i < 16; ++i) EXPECT_EQ(row[i], expected[i / 4]) << i;
+  EXPECT_EQ(RowBytes(temp, 0, 16),
+            (Bytes{0, 0, 0, 0, 25, 25, 25, 25, 75, 75, 75, 75, 101, 101, 101, 101}));
 }
 
 // Pairs of every kind, and between them every byte order of each family.
@@ -245,8 +224,10 @@ std::string Describe(std::pair<int64_t, int64_t> p, int mode, const Size& z) {
          std::to_string(z.dw) + "x" + std::to_string(z.dh);
 }
 
-// Enlarging and shrinking by integer and odd ratios, thin images, a single pixel, 10x and 0.1x.
-TEST_F(ScaleExact, EveryPairFilterAndSize) {
+// Enlarging and shrinking by integer and odd ratios, thin images, a single pixel, 10x and 0.1x;
+// then a channel view (a gray image whose pixels are four bytes apart) and a file-mapped image
+// (read through its band; that it gives the bytes of memory is the mapped images' test).
+TEST_F(ScaleExact, EveryPairFilterSizeAndSource) {
   const Size sizes[] = {{13, 7, 29, 17}, {37, 23, 11, 5}, {1, 9, 5, 3},   {9, 1, 4, 6},
                         {1, 1, 6, 5},    {5, 4, 50, 40},  {50, 40, 5, 4}, {12, 12, 12, 12}};
   for (const auto& p : kPairs) {
@@ -257,6 +238,19 @@ TEST_F(ScaleExact, EveryPairFilterAndSize) {
         ExpectEveryLevelAsPlain([&] { return Scaled(source, p.second, mode, z.dw, z.dh); },
                                 Describe(p, mode, z));
       }
+    }
+  }
+  Ref parent = NewImage(29, 19, kBGRA);
+  RandomizeWholeRows(parent, 3);
+  Ref mapped = host_.New("PictureXQT", int64_t{33}, int64_t{40}, kRGBA, int64_t{0}, nullptr);
+  ASSERT_TRUE(ImageData(mapped.get())->IsMapping);
+  Randomise(mapped, 5);
+  for (const Ref& source : {parent.Call<Ref>("RedChannel"), mapped}) {
+    for (int mode = 1; mode <= 7; ++mode) {
+      const std::string what =
+          std::to_string(source.Get<int64_t>("Width")) + " mode " + std::to_string(mode);
+      ExpectEveryLevelAsPlain([&] { return Scaled(source, kG, mode, 10, 41); }, what);
+      ExpectEveryLevelAsPlain([&] { return Scaled(source, kRGB, mode, 31, 7, true, 2); }, what);
     }
   }
 }
@@ -294,47 +288,6 @@ TEST_F(ScaleExact, StripsBandsAndWorkers) {
       }
     }
   }
-}
-
-// A channel view is a gray image whose pixels are four bytes apart; a file-mapped source gives the
-// bytes of the same image in memory.
-TEST_F(ScaleExact, ViewsAndMappedSources) {
-  Ref parent = NewImage(29, 19, kBGRA);
-  RandomizeWholeRows(parent, 3);
-  Ref view = parent.Call<Ref>("RedChannel");
-  ASSERT_EQ(ImageData(view.get())->PixelSize, 4);
-  for (int mode = 1; mode <= 7; ++mode) {
-    ExpectEveryLevelAsPlain(
-        [&] {
-          std::vector<uint8_t> a = Scaled(view, kG, mode, 10, 41);
-          std::vector<uint8_t> b = Scaled(view, kRGB, mode, 31, 7, true, 2);
-          a.insert(a.end(), b.begin(), b.end());
-          return a;
-        },
-        "view, mode " + std::to_string(mode));
-  }
-
-  Ref mapped = host_.New("PictureXQT", int64_t{33}, int64_t{40}, kRGBA, int64_t{0}, nullptr);
-  Ref memory = NewImage(33, 40, kRGBA);
-  ASSERT_TRUE(ImageData(mapped.get())->IsMapping);
-  Randomise(mapped, 5);  // the pixels alike: the rows' padding differs
-  Randomise(memory, 5);
-  std::vector<uint8_t> plain;
-  {
-    LevelCap cap(SimdLevel::kScalar);
-    plain = Scaled(memory, kBGRA, 3, 17, 90);
-    std::vector<uint8_t> threaded = Scaled(memory, kGA, 5, 17, 90, true, 2);
-    plain.insert(plain.end(), threaded.begin(), threaded.end());
-  }
-  ExpectEveryLevelAsPlain(
-      [&] {
-        std::vector<uint8_t> a = Scaled(mapped, kBGRA, 3, 17, 90);
-        std::vector<uint8_t> b = Scaled(mapped, kGA, 5, 17, 90, true, 2);
-        a.insert(a.end(), b.begin(), b.end());
-        EXPECT_TRUE(SameBytes(a, plain)) << "mapped against memory";
-        return a;
-      },
-      "mapped");
 }
 
 }  // namespace
