@@ -1,7 +1,5 @@
-// Point filters, ordered dither and unsharp combination through the host: which channels each
-// overload writes in every format, and what only the members do (refusals, views, the factory).
-// The values are worked out by hand in the unit tests (filters_tables_test.cpp); the rules of
-// the frame are in frame_refusals_test.cpp.
+// Point filters, dither and unsharp through the host: the channels each overload writes in every
+// format, and what only the members do (refusals, views, the factory).
 #include <gtest/gtest.h>
 
 #include <functional>

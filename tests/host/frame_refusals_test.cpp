@@ -1,7 +1,5 @@
-// The rules every operation of the filter frame shares, through the host: a nil destination
-// gives a new image like the source and a given one is returned; a closed, empty or 16-bit gray
-// source, or a given destination that is closed, short or of another family, gives nil and leaves
-// the destination alone; the source as its own destination gets what a copy gets, or is refused.
+// The rules every operation of the filter frame shares: the destination it makes or takes, the
+// sources and destinations it refuses, and the source as its own destination.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

@@ -1,7 +1,5 @@
-// The vector kernels of the point filters, the dither and the unsharp combination: each kernel
-// alone against the rule for one byte, then whole filters at every processor level against the
-// plain level. And the processor features that choose the kernels, against the compiler's own
-// check.
+// The filters' vector kernels alone against the rule for one byte, whole filters at every level
+// against the plain level, and the processor features that choose the kernels.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -28,9 +26,6 @@
 namespace {
 
 using xqt::host::Ref;
-
-// Each kernel alone, portable ones included (x86 levels do not reach those), against the rule
-// for one byte, on random rows of every pixel size and class layout.
 
 // Random classes for a pixel of `size` bytes: each position left alone or in one of `kinds`.
 BytePattern RandomPattern(int64_t size, int kinds, std::mt19937& random) {
@@ -273,14 +268,7 @@ struct Storage {
   std::function<void(Images&, const Pair&)> run;
 };
 
-class FilterLevels : public StaticPluginTest {
- protected:
-  Ref Random(int64_t width, int64_t height, int64_t format, uint32_t seed) {
-    Ref image = NewImage(width, height, format);
-    RandomizeWholeRows(image, seed);
-    return image;
-  }
-};
+class FilterLevels : public StaticPluginTest {};
 
 // Each filter at every level against the plain level, every byte of both images, on random images
 // of odd sizes: apart in every format, and where the kernels must take the storage with care or
@@ -332,8 +320,9 @@ TEST_F(FilterLevels, EveryFilterInEveryStorage) {
         seed += 2;
         ExpectEveryLevelAsPlain(
             [&, &name = name, &filter = filter] {
-              std::vector<Ref> images = {Random(41, 7, format, seed),
-                                         Random(41, 7, format, seed + 1)};
+              std::vector<Ref> images = {NewImage(41, 7, format), NewImage(41, 7, format)};
+              RandomizeWholeRows(images[0], seed);
+              RandomizeWholeRows(images[1], seed + 1);
               storage.run(images, [&](REALobject from, REALobject to) {
                 EXPECT_TRUE(filter(from, to, format)) << name;
               });
@@ -348,8 +337,6 @@ TEST_F(FilterLevels, EveryFilterInEveryStorage) {
   }
 }
 
-// Our own reading of the processor's features against the compiler's runtime check, where the
-// compiler has one (Linux on x86-64).
 #if defined(__x86_64__) && defined(__linux__)
 TEST(CpuFeatures, AgreeWithTheCompilersRuntimeCheck) {
   __builtin_cpu_init();

@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <functional>
 #include <limits>
 #include <random>
 #include <string>
@@ -19,15 +18,13 @@
 #include "filters/point_filters.h"
 #include "filters/unsharp.h"
 #include "host/emulated_host.h"
+#include "support/format_codes.h"
 #include "support/log_capture.h"
 #include "support/static_plugin.h"
 
 namespace {
 
 using xqt::host::Ref;
-
-constexpr int64_t kRGB = 1, kRGBA = 2, kRGBX = 3, kG = 11, kGA = 12, kCMYK = 23, kCMYKA = 24,
-                  kKYMC = 28;
 
 class FilterUnits : public StaticPluginTest {
  protected:
@@ -180,34 +177,24 @@ TEST(FilterTables, UnsharpTable) {
   EXPECT_EQ(table[6 * 256 + 5], 0);
 }
 
-// An empty array is the zero curve, and of a longer one only the first 256 entries count, with no
-// index error raised. The low byte and the zeros past a short array are in the overloads' test.
-TEST_F(FilterUnits, TransferReadsEmptyAndLongArrays) {
-  Ref empty = host_.NewIntegerArray({}),
-      longArray = host_.NewIntegerArray(std::vector<int64_t>(300, 7));
-  ByteTable table;
-  host_.RunAsPluginCall([&] { ReadTransferTable(longArray.get(), table); });
-  for (int i = 0; i < 256; ++i) EXPECT_EQ(table[i], 7);
-  ReadTransferTable(empty.get(), table);
-  for (int i = 0; i < 256; ++i) EXPECT_EQ(table[i], 0);
-}
-
 // Which channel takes which array, per overload and family, on a ramp into a dest of 77 in every
 // byte: red, green, blue, gray and alpha hold the curve of their column at the pixel's index (none:
-// the byte stays). The curves are the arrays' low bytes, and zero past the end of the green one;
-// gray images take the green curve from the colour overloads, a nil array is the zero curve, and
-// CMYK is left alone.
+// the byte stays). The curves are the arrays' low bytes, zero past the end of the green one, and
+// of the alpha one, 300 long, the first 256 entries with no index error raised; gray images take
+// the green curve from the colour overloads, a nil or empty array is the zero curve, and CMYK is
+// left alone.
 TEST_F(FilterUnits, TransferOverloadsByFamily) {
-  std::vector<int64_t> up(256), down(256), third(256), alpha(256), zero(256);
+  std::vector<int64_t> up(256), down(256), third(256), alpha(300), zero(256);
+  for (int i = 0; i < 300; ++i) alpha[i] = i ^ 0x55;
   for (int i = 0; i < 256; ++i) {
     up[i] = i + 1;  // 255 + 1 is 0 in its low byte
     down[i] = i < 200 ? 255 - i : 0;
     third[i] = i / 3 - 80;  // -80 is 176
-    alpha[i] = i ^ 0x55;
   }
   Ref rArray = host_.NewIntegerArray(up);
   Ref gArray = host_.NewIntegerArray(std::vector<int64_t>(down.begin(), down.begin() + 200));
   Ref bArray = host_.NewIntegerArray(third), aArray = host_.NewIntegerArray(alpha);
+  Ref empty = host_.NewIntegerArray({});
   REALobject r = rArray.get(), g = gArray.get(), b = bArray.get(), a = aArray.get();
   auto *u = &up, *d = &down, *t = &third, *al = &alpha, *z = &zero;
   decltype(u) none = nullptr;
@@ -217,10 +204,15 @@ TEST_F(FilterUnits, TransferOverloadsByFamily) {
     int64_t format;
     const std::vector<int64_t>* want[5];  // red, green, blue, gray, alpha
   } cases[] = {
-      {1, r, kRGBA, {u, u, u, none, none}},          {2, g, kRGBA, {d, d, d, none, al}},
-      {3, r, kRGBA, {u, d, t, none, none}},          {4, r, kRGBA, {u, d, t, none, al}},
-      {1, r, kGA, {none, none, none, u, none}},      {1, nullptr, kGA, {none, none, none, z, none}},
-      {3, r, kGA, {none, none, none, d, none}},      {4, r, kGA, {none, none, none, d, al}},
+      {1, r, kRGBA, {u, u, u, none, none}},
+      {2, g, kRGBA, {d, d, d, none, al}},
+      {3, r, kRGBA, {u, d, t, none, none}},
+      {4, r, kRGBA, {u, d, t, none, al}},
+      {1, r, kGA, {none, none, none, u, none}},
+      {1, nullptr, kGA, {none, none, none, z, none}},
+      {1, empty.get(), kGA, {none, none, none, z, none}},
+      {3, r, kGA, {none, none, none, d, none}},
+      {4, r, kGA, {none, none, none, d, al}},
       {4, r, kCMYK, {none, none, none, none, none}},
   };
   const Channel channels[5] = {Channel::kRed, Channel::kGreen, Channel::kBlue, Channel::kGray,
@@ -228,10 +220,13 @@ TEST_F(FilterUnits, TransferOverloadsByFamily) {
   for (const auto& c : cases) {
     Ref source = Ramp(c.format), dest = Filled(c.format, 77, 16, 16);
     REALobject s = source.get(), o = dest.get();
-    Ref result = Ref::Adopt(c.arrays == 1   ? TransferFilterG(s, o, c.first)
-                            : c.arrays == 2 ? TransferFilterGA(s, o, g, a)
-                            : c.arrays == 3 ? TransferFilterRGB(s, o, r, g, b)
-                                            : TransferFilterRGBA(s, o, r, g, b, a));
+    Ref result;
+    host_.RunAsPluginCall([&] {
+      result = Ref::Adopt(c.arrays == 1   ? TransferFilterG(s, o, c.first)
+                          : c.arrays == 2 ? TransferFilterGA(s, o, g, a)
+                          : c.arrays == 3 ? TransferFilterRGB(s, o, r, g, b)
+                                          : TransferFilterRGBA(s, o, r, g, b, a));
+    });
     ASSERT_EQ(result.get(), dest.get());
     const ImageClassData& data = *ImageData(dest.get());
     for (int v = 0; v < 256; ++v) {
@@ -247,37 +242,22 @@ TEST_F(FilterUnits, TransferOverloadsByFamily) {
   }
 }
 
-TEST_F(FilterUnits, FrameLogsInOrder) {
-  Ref source = NewImage(4, 2, kRGB), dest = NewImage(4, 2, kRGB), other = NewImage(4, 2, kRGB);
-  Ref wide = NewImage(4, 2, 41), small = NewImage(3, 2, kRGB);
-  struct Case {
-    std::function<void()> run;
-    std::vector<std::string> lines;
+// The debug trace: the gain and bias logged in thousandths, the refusal's reason, and the
+// unsharp arguments before both images are started.
+TEST_F(FilterUnits, DebugLinesOfGainAndUnsharp) {
+  auto debug = [](std::vector<std::string> lines) {
+    for (std::string& line : lines) line = "XQT Debug: " + line + "\n";
+    return lines;
   };
-  const Case cases[] = {
-      {[&] { Ref result = Ref::Adopt(SolarizeFilter(source.get(), dest.get())); },
-       {"SolarizeFilter", "StartImage ok", "dest", "SolarizeFilterRGB"}},
-      {[&] { EXPECT_EQ(GainFilter(wide.get(), nullptr, 0.25, 0.5), nullptr); },
-       {"GainFilter 250.000000, 500.000000", "BitsPerComponent > 8 not supported."}},
-      {[&] {
-         EXPECT_EQ(DitherFilter(source.get(), small.get(), 1, 2), nullptr);
-         EXPECT_EQ(DitherFilter(source.get(), dest.get(), 1, 1), nullptr);
-       },
-       {"DitherFilter", "StartImage ok", "dest", "DitherFilterRGB", "dest smaller than source",
-        "DitherFilter", "StartImage ok", "dest", "DitherFilterRGB",
-        "Levels below 2 not supported. 1"}},
-      {[&] { EXPECT_TRUE(UnsharpFilter(source.get(), other.get(), 0.5, 3)); },
-       {"unsharpFilter", "pAmount 0.500000", "pThreshold 3", "StartImage ok", "StartImage ok",
-        "unsharpFilterRGB"}},
-  };
-  for (const Case& c : cases) {
-    LogCapture log;
-    c.run();
-    std::vector<std::string> want;
-    for (const std::string& line : c.lines) want.push_back("XQT Debug: " + line + "\n");
-    EXPECT_EQ(log.lines(), want);
-  }
-  EXPECT_EQ(host_.LiveObjects("PictureXQT"), 5);
+  Ref source = NewImage(4, 2, kRGB), other = NewImage(4, 2, kRGB), wide = NewImage(4, 2, kGray16);
+  LogCapture gain;
+  EXPECT_EQ(GainFilter(wide.get(), nullptr, 0.25, 0.5), nullptr);
+  EXPECT_EQ(gain.lines(),
+            debug({"GainFilter 250.000000, 500.000000", "BitsPerComponent > 8 not supported."}));
+  LogCapture unsharp;
+  EXPECT_TRUE(UnsharpFilter(source.get(), other.get(), 0.5, 3));
+  EXPECT_EQ(unsharp.lines(), debug({"unsharpFilter", "pAmount 0.500000", "pThreshold 3",
+                                    "StartImage ok", "StartImage ok", "unsharpFilterRGB"}));
 }
 
 // Matrix 1 is 2 x 2 (n * n | 1 = 5). At two levels, 100 gives level 100 * 1 / 256 = 0 and
