@@ -19,6 +19,7 @@
 #include "filters/unsharp.h"
 #include "host/emulated_host.h"
 #include "support/format_codes.h"
+#include "support/image_bytes.h"
 #include "support/log_capture.h"
 #include "support/static_plugin.h"
 
@@ -28,31 +29,10 @@ using xqt::host::Ref;
 
 class FilterUnits : public StaticPluginTest {
  protected:
-  // An image whose every byte holds its pixel's index (x + 16 y), so 16 x 16 covers all values.
-  Ref Ramp(int64_t format) {
-    Ref image = NewImage(16, 16, format);
-    ImageClassData* data = ImageData(image.get());
-    for (int64_t y = 0; y < 16; ++y) {
-      uint8_t* row = data->GetRow(data, y);
-      for (int64_t i = 0; i < 16 * data->PixelSize; ++i) {
-        row[i] = static_cast<uint8_t>(i / data->PixelSize + 16 * y);
-      }
-    }
-    return image;
-  }
-  // An image with every byte `value`.
   Ref Filled(int64_t format, uint8_t value, int64_t width = 5, int64_t height = 3) {
     Ref image = NewImage(width, height, format);
-    ImageClassData* data = ImageData(image.get());
-    for (int64_t y = 0; y < height; ++y) {
-      std::memset(data->GetRow(data, y), value, width * data->PixelSize);
-    }
+    FillBytes(image, value);
     return image;
-  }
-  // The byte at `offset` of pixel (x, y).
-  static uint8_t At(const Ref& image, int64_t x, int64_t y, int64_t offset) {
-    ImageClassData* data = ImageData(image.get());
-    return data->GetRow(data, y)[x * data->PixelSize + offset];
   }
 };
 
@@ -132,16 +112,14 @@ TEST(FilterTables, SolarizeShape) {
 
 // Sums of the n x n entries read, and of entry index times entry, added up from the printed tables.
 TEST(FilterTables, DitherMatricesAsPrinted) {
-  struct Expect {
-    int64_t side, sum, weighted, largest;
-  };
-  const Expect expected[11] = {
+  const int64_t expected[11][4] = {
+      // side, sum, weighted sum, largest
       {0, 0, 0, 0},       {2, 6, 11, 3},       {4, 120, 900, 15},        {4, 120, 996, 15},
       {4, 120, 1240, 15}, {6, 635, 12146, 36}, {6, 1134, 20074, 63},     {8, 8160, 258736, 251},
       {6, 306, 5355, 17}, {8, 992, 31248, 31}, {16, 16256, 2072640, 127}};
   for (int64_t code = 1; code <= 10; ++code) {
     int64_t n = DitherMatrixSide(code);
-    ASSERT_EQ(n, expected[code].side) << code;
+    ASSERT_EQ(n, expected[code][0]) << code;
     const int64_t* m = DitherMatrix(code);
     int64_t sum = 0, weighted = 0, largest = 0;
     for (int64_t i = 0; i < n * n; ++i) {
@@ -149,9 +127,9 @@ TEST(FilterTables, DitherMatricesAsPrinted) {
       weighted += i * m[i];
       largest = std::max(largest, m[i]);
     }
-    EXPECT_EQ(sum, expected[code].sum) << code;
-    EXPECT_EQ(weighted, expected[code].weighted) << code;
-    EXPECT_EQ(largest, expected[code].largest) << code;
+    EXPECT_EQ((std::vector<int64_t>{n, sum, weighted, largest}),
+              std::vector<int64_t>(expected[code], expected[code] + 4))
+        << code;
   }
   EXPECT_EQ(DitherMatrix(0), nullptr);
   EXPECT_EQ(DitherMatrix(11), nullptr);
@@ -218,7 +196,10 @@ TEST_F(FilterUnits, TransferOverloadsByFamily) {
   const Channel channels[5] = {Channel::kRed, Channel::kGreen, Channel::kBlue, Channel::kGray,
                                Channel::kAlpha};
   for (const auto& c : cases) {
-    Ref source = Ramp(c.format), dest = Filled(c.format, 77, 16, 16);
+    // Every byte of a pixel holds the pixel's index, so 16 x 16 covers all values.
+    Ref source = NewImage(16, 16, c.format), dest = Filled(c.format, 77, 16, 16);
+    for (int v = 0; v < 256; ++v)
+      std::memset(Pixel(source, v % 16, v / 16), v, source.Get<int64_t>("PixelSize"));
     REALobject s = source.get(), o = dest.get();
     Ref result;
     host_.RunAsPluginCall([&] {
@@ -235,7 +216,7 @@ TEST_F(FilterUnits, TransferOverloadsByFamily) {
         for (int k = 0; k < 5; ++k) {
           if (c.want[k] && ChannelOffset(data, channels[k]) == i) want = uint8_t((*c.want[k])[v]);
         }
-        ASSERT_EQ(At(dest, v % 16, v / 16, i), want)
+        ASSERT_EQ(Pixel(dest, v % 16, v / 16)[i], want)
             << "format " << c.format << " at " << v << " byte " << i;
       }
     }
@@ -265,8 +246,7 @@ TEST_F(FilterUnits, DebugLinesOfGainAndUnsharp) {
 // levels, 200 gives level 1 (127) and f = 3, raised to 255 only where the entry is 3. Every channel
 // and the alpha is written; the destination's padding and CMYK images keep their bytes (7).
 TEST_F(FilterUnits, DitherOfOneColourByHand) {
-  const int64_t* m = DitherMatrix(1);
-  ASSERT_EQ(DitherMatrixSide(1), 2);
+  const int64_t* m = DitherMatrix(1);  // 2 x 2
   const struct {
     int64_t format;
     uint8_t value;
@@ -284,7 +264,7 @@ TEST_F(FilterUnits, DitherOfOneColourByHand) {
     for (int64_t p = 0; p < 15 * ImageData(dest.get())->PixelSize; ++p) {
       const int64_t size = ImageData(dest.get())->PixelSize, x = p / size % 5, y = p / size / 5;
       const uint8_t want = m[(y % 2) * 2 + x % 2] >= c.raisedFrom ? c.high : c.low;
-      EXPECT_EQ(At(dest, x, y, p % size), c.format == kRGBX && p % size == 3 ? 7 : want)
+      EXPECT_EQ(Pixel(dest, x, y)[p % size], c.format == kRGBX && p % size == 3 ? 7 : want)
           << "format " << c.format << " at " << x << "," << y << " byte " << p % size;
     }
   }
@@ -302,7 +282,7 @@ TEST_F(FilterUnits, UnsharpOfOneColourByHand) {
       uint8_t want = 97;
       if (format == kRGBX && i == 3) want = 95;
       if ((format == kCMYK || format == kKYMC) && i == s->AlphaOffset) want = 99;
-      EXPECT_EQ(At(self, 4, 2, i), want) << "format " << format << " byte " << i;
+      EXPECT_EQ(Pixel(self, 4, 2)[i], want) << "format " << format << " byte " << i;
     }
   }
   // On gray: a difference equal to the threshold moves, a smaller one not, and the threshold is
@@ -320,7 +300,7 @@ TEST_F(FilterUnits, UnsharpOfOneColourByHand) {
   for (const auto& c : cases) {
     Ref self = Filled(kG, c.self), other = Filled(kG, c.other);
     EXPECT_TRUE(UnsharpFilter(self.get(), other.get(), c.amount, c.threshold));
-    EXPECT_EQ(At(self, 2, 1, 0), c.want) << int(c.self) << " " << c.threshold;
+    EXPECT_EQ(Pixel(self, 2, 1)[0], c.want) << int(c.self) << " " << c.threshold;
   }
 }
 
