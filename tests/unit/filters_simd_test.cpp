@@ -207,8 +207,6 @@ TEST(FilterKernels, UnsharpRowsEqualTheTable) {
   EXPECT_GT(multiplied, stepped / 2) << stepped;
 }
 
-// ---- Whole filters at every level ----
-
 // The image whose rows ShiftedRow hands out one pixel along.
 ImageClassData* gShiftedParent = nullptr;
 uint8_t* ShiftedRow(ImageClassData*, int64_t y) {
