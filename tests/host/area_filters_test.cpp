@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "support/format_codes.h"

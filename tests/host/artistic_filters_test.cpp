@@ -9,7 +9,6 @@
 
 #include "support/filter_cases.h"
 #include "support/format_codes.h"
-#include "support/host_expectations.h"
 #include "support/image_bytes.h"
 #include "support/plugin_fixture.h"
 

@@ -5,7 +5,6 @@
 #include <functional>
 #include <map>
 #include <string>
-#include <vector>
 
 #include "support/filter_cases.h"
 #include "support/format_codes.h"

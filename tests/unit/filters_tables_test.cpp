@@ -3,6 +3,7 @@
 // linked in and started by the emulated host; and the box blurs' division.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
