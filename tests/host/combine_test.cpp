@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "support/composite_participants.h"
 #include "support/format_codes.h"
 #include "support/host_expectations.h"
 #include "support/image_bytes.h"
@@ -19,9 +20,7 @@ using xqt::host::Ref;
 class CombineTest : public PluginTest {
  protected:
   Ref Mask(const Bytes& values) {
-    Ref mask = NewImage(static_cast<int64_t>(values.size()), 1, kG);
-    SetPixels(mask, 0, values);
-    return mask;
+    return composite_test::GrayImage(host_, static_cast<int64_t>(values.size()), 1, values);
   }
 };
 

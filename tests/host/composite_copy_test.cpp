@@ -86,16 +86,7 @@ int64_t Between(std::mt19937& rng, int64_t low, int64_t high) {
   return low + static_cast<int64_t>(rng() % static_cast<uint64_t>(high - low + 1));
 }
 
-class CopyPixelsTest : public PluginTest {
- protected:
-  Ref Gray(int64_t width, int64_t height, std::vector<uint8_t> values) {
-    Ref image = NewImage(width, height, kG);
-    for (int64_t y = 0; y < height; ++y) {
-      std::memcpy(Row(image, y), values.data() + y * width, static_cast<size_t>(width));
-    }
-    return image;
-  }
-};
+class CopyPixelsTest : public PluginTest {};
 
 TEST_F(CopyPixelsTest, EveryPairMatchesTheReference) {
   std::mt19937 rng(20240531);
@@ -130,19 +121,19 @@ TEST_F(CopyPixelsTest, EveryPairMatchesTheReference) {
 }
 
 TEST_F(CopyPixelsTest, ShortFormsCopyFromTheTopLeftCorner) {
-  Ref source = Gray(4, 3, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
+  Ref source = GrayImage(host_, 4, 3, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
   // The whole-image form: the overlapping top-left 3 x 2.
-  Ref small = Gray(3, 2, {0, 0, 0, 0, 0, 0});
+  Ref small = GrayImage(host_, 3, 2, {0, 0, 0, 0, 0, 0});
   EXPECT_TRUE(small.Call<bool>("CopyPixels", source));
   EXPECT_EQ(PixelBytes(small), (Bytes{1, 2, 3, 5, 6, 7}));
   // A larger destination keeps what the source does not cover.
   const uint8_t E = 0xEE;
-  Ref large = Gray(5, 4, Bytes(20, E));
+  Ref large = GrayImage(host_, 5, 4, Bytes(20, E));
   EXPECT_TRUE(large.Call<bool>("CopyPixels", source));
   EXPECT_EQ(PixelBytes(large),
             (Bytes{1, 2, 3, 4, E, 5, 6, 7, 8, E, 9, 10, 11, 12, E, E, E, E, E, E}));
   // The five-argument form reads from the source's origin.
-  Ref placed = Gray(5, 4, Bytes(20, 0));
+  Ref placed = GrayImage(host_, 5, 4, Bytes(20, 0));
   EXPECT_TRUE(placed.Call<bool>("CopyPixels", source, 2, 1, 2, 2));
   EXPECT_EQ(PixelBytes(placed),
             (Bytes{0, 0, 0, 0, 0, 0, 0, 1, 2, 0, 0, 0, 5, 6, 0, 0, 0, 0, 0, 0}));
@@ -153,26 +144,22 @@ TEST_F(CopyPixelsTest, ShortFormsCopyFromTheTopLeftCorner) {
 TEST_F(CopyPixelsTest, RectangleRuleThroughTheHost) {
   Bytes values(24);
   for (int i = 0; i < 24; ++i) values[i] = static_cast<uint8_t>(i + 1);
-  Ref source = Gray(6, 4, values);
+  Ref source = GrayImage(host_, 6, 4, values);
   // 3 x 1 at (1, 2) from (2, 1): 9, 10, 11 into bytes 13 to 15.
-  Ref dest = Gray(6, 4, Bytes(24, 0xEE));
+  Ref dest = GrayImage(host_, 6, 4, Bytes(24, 0xEE));
   EXPECT_TRUE(dest.Call<bool>("CopyPixels", source, 1, 2, 3, 1, 2, 1));
   Bytes want(24, 0xEE);
   want[13] = 9, want[14] = 10, want[15] = 11;
   EXPECT_EQ(PixelBytes(dest), want);
   // Sizes -2 x -2 count back from (4, 3): 2 x 2 at (2, 1) from the source's corner.
-  dest = Gray(6, 4, Bytes(24, 0xEE));
+  dest = GrayImage(host_, 6, 4, Bytes(24, 0xEE));
   EXPECT_TRUE(dest.Call<bool>("CopyPixels", source, 4, 3, -2, -2, 0, 0));
   want.assign(24, 0xEE);
   want[8] = 1, want[9] = 2, want[14] = 7, want[15] = 8;
   EXPECT_EQ(PixelBytes(dest), want);
-  // Rectangles right of or below self, or a source start past the source: nothing happens.
-  dest = Gray(6, 4, Bytes(24, 0xEE));
-  EXPECT_FALSE(dest.Call<bool>("CopyPixels", source, 6, 0, 5, 1, 0, 0));
+  // A rectangle below self copies nothing (the other empty cuts are the unit tests').
+  dest = GrayImage(host_, 6, 4, Bytes(24, 0xEE));
   EXPECT_FALSE(dest.Call<bool>("CopyPixels", source, 0, 4, 5, 1, 0, 0));
-  EXPECT_FALSE(dest.Call<bool>("CopyPixels", source, 0, 0, 5, 1, 6, 0));
-  EXPECT_FALSE(dest.Call<bool>("CopyPixels", source, INT64_MIN, INT64_MIN, INT64_MIN, INT64_MIN,
-                               INT64_MAX, INT64_MAX));
   EXPECT_FALSE(dest.Call<bool>("CopyPixels", nullptr));
   EXPECT_EQ(PixelBytes(dest), Bytes(24, 0xEE));
 }

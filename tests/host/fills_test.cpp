@@ -61,13 +61,12 @@ void ForRect(ImageSnapshot& bytes, int64_t x, int64_t y, int64_t w, int64_t h, C
 
 class Fills : public PluginTest {};
 
-// One fill of a rectangle or of the whole image. FillRect writes the low byte of `value` into
-// every channel of the family; FillRectRGB (`rgb`) writes red (bits 16-23, the top byte ignored),
-// green and blue into RGB images and leaves the others alone. A separate alpha (when not -1) goes
-// into an alpha channel.
+// One fill of a rectangle or of the whole 23 x 9 image. FillRect writes the low byte of
+// `value` into every channel of the family; FillRectRGB (`rgb`) writes red (bits 16-23, the top
+// byte ignored), green and blue into RGB images and leaves the others alone. A separate alpha
+// (when not -1) goes into an alpha channel.
 struct FillCase {
-  const char* what;
-  std::function<void(const Ref&)> call;
+  void (*call)(const Ref&);
   int64_t x, y, width, height;
   int value, alpha;
   bool rgb;
@@ -75,32 +74,23 @@ struct FillCase {
 
 TEST_F(Fills, FillsInEveryFormat) {
   using C = Color;
+  using R = const Ref&;
   const FillCase cases[] = {
-      {"rectangle, low byte", [](const Ref& i) { i.Call("FillRect", 3, 2, 17, 5, 0x1A7); }, 3, 2,
-       17, 5, 0xA7, -1, false},
-      {"rectangle with alpha", [](const Ref& i) { i.Call("FillRect", 0, 4, 23, 5, 0x31, 0xC4); }, 0,
-       4, 23, 5, 0x31, 0xC4, false},
-      {"whole", [](const Ref& i) { i.Call("FillRect", 9); }, 0, 0, 23, 9, 9, -1, false},
-      {"whole with alpha", [](const Ref& i) { i.Call("FillRect", 5, 6); }, 0, 0, 23, 9, 5, 6,
-       false},
-      {"integers", [](const Ref& i) { i.Call("FillRectRGB", 1, 1, 3, 2, 10, 20, 30); }, 1, 1, 3, 2,
-       0x0A141E, -1, true},
-      {"integers with alpha",
-       [](const Ref& i) { i.Call("FillRectRGB", 0, 0, 2, 2, 40, 50, 300, 70); }, 0, 0, 2, 2,
-       0x28322C, 70, true},
-      {"colour", [](const Ref& i) { i.Call("FillRectRGB", 2, 3, 5, 2, C{0xFF112233}); }, 2, 3, 5, 2,
-       0x112233, -1, true},
-      {"colour with alpha",
-       [](const Ref& i) { i.Call("FillRectRGB", 4, 0, 3, 1, C{0x00445566}, 0x77); }, 4, 0, 3, 1,
-       0x445566, 0x77, true},
-      {"whole RGB", [](const Ref& i) { i.Call("FillRectRGB", 1, 2, 3); }, 0, 0, 23, 9, 0x010203, -1,
+      {[](R i) { i.Call("FillRect", 3, 2, 17, 5, 0x1A7); }, 3, 2, 17, 5, 0xA7, -1, false},
+      {[](R i) { i.Call("FillRect", 0, 4, 23, 5, 0x31, 0xC4); }, 0, 4, 23, 5, 0x31, 0xC4, false},
+      {[](R i) { i.Call("FillRect", 9); }, 0, 0, 23, 9, 9, -1, false},
+      {[](R i) { i.Call("FillRect", 5, 6); }, 0, 0, 23, 9, 5, 6, false},
+      {[](R i) { i.Call("FillRectRGB", 1, 1, 3, 2, 10, 20, 30); }, 1, 1, 3, 2, 0x0A141E, -1, true},
+      {[](R i) { i.Call("FillRectRGB", 0, 0, 2, 2, 40, 50, 300, 70); }, 0, 0, 2, 2, 0x28322C, 70,
        true},
-      {"whole RGB with alpha", [](const Ref& i) { i.Call("FillRectRGB", 4, 5, 6, 7); }, 0, 0, 23, 9,
-       0x040506, 7, true},
-      {"whole colour", [](const Ref& i) { i.Call("FillRectRGB", C{0x0A0B0C}); }, 0, 0, 23, 9,
-       0x0A0B0C, -1, true},
-      {"whole colour with alpha", [](const Ref& i) { i.Call("FillRectRGB", C{0x0D0E0F}, 9); }, 0, 0,
-       23, 9, 0x0D0E0F, 9, true},
+      {[](R i) { i.Call("FillRectRGB", 2, 3, 5, 2, C{0xFF112233}); }, 2, 3, 5, 2, 0x112233, -1,
+       true},
+      {[](R i) { i.Call("FillRectRGB", 4, 0, 3, 1, C{0x445566}, 0x77); }, 4, 0, 3, 1, 0x445566,
+       0x77, true},
+      {[](R i) { i.Call("FillRectRGB", 1, 2, 3); }, 0, 0, 23, 9, 0x010203, -1, true},
+      {[](R i) { i.Call("FillRectRGB", 4, 5, 6, 7); }, 0, 0, 23, 9, 0x040506, 7, true},
+      {[](R i) { i.Call("FillRectRGB", C{0x0A0B0C}); }, 0, 0, 23, 9, 0x0A0B0C, -1, true},
+      {[](R i) { i.Call("FillRectRGB", C{0x0D0E0F}, 9); }, 0, 0, 23, 9, 0x0D0E0F, 9, true},
   };
   for (int64_t code : AllFormats()) {
     SCOPED_TRACE("format " + std::to_string(code));
@@ -122,7 +112,7 @@ TEST_F(Fills, FillsInEveryFormat) {
         }
       });
       c.call(image);
-      ExpectSameBytes(expected, image, c.what);
+      ExpectSameBytes(expected, image, "case " + std::to_string(&c - cases));
     }
   }
 }

@@ -1,10 +1,12 @@
-// The participants of the copy and blend tests: formats, views, clips and file-mapped images made
-// at a given size.
+// The participants of the copy, blend and combine tests: formats, views, clips and file-mapped
+// images made at a given size, and gray images of given values.
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 
+#include "support/image_bytes.h"
 #include "support/image_layout.h"
 #include "support/plugin_fixture.h"
 
@@ -38,5 +40,14 @@ inline Participant Format(int64_t code) { return {code}; }
 inline Participant View(int64_t code, const char* member) { return {code, member}; }
 inline Participant Clip(int64_t code) { return {code, "ClipImage"}; }
 inline Participant Mapped(int64_t code) { return {code, "Mapped"}; }
+
+// A gray image of `width` x `height` whose pixels are `values`, row by row.
+inline Ref GrayImage(Host& host, int64_t width, int64_t height, const Bytes& values) {
+  Ref image = host.New("PictureXQT", width, height, int64_t{11});
+  for (int64_t y = 0; y < height; ++y) {
+    std::memcpy(Row(image, y), values.data() + y * width, static_cast<size_t>(width));
+  }
+  return image;
+}
 
 }  // namespace composite_test

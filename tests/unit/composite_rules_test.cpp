@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "composite/blend_with_mask.h"
@@ -148,60 +149,47 @@ TEST(BlockCopy, OnlyOnePackedEightBitLayoutQualifies) {
   EXPECT_FALSE(QualifiesForBlockCopy(plain, mapped));
 }
 
+// Each case spoils fresh images and names the line that refuses: validity of either image before
+// the row accessor, then the destination's accessor, width and height, then the source's.
 TEST(CopyPixelsChecks, RefusalsInTheirOrder) {
-  LogCapture log;
+  using Spoil = void (*)(ImageClassData&, ImageClassData&);
+  const std::pair<Spoil, const char*> cases[] = {
+      {[](ImageClassData& d, ImageClassData&) { d.Valid = false, d.GetRow = nullptr; },
+       "Picture not valid."},
+      {[](ImageClassData& d, ImageClassData& s) { d.GetRow = nullptr, s.Valid = false; },
+       "Picture not valid."},
+      {[](ImageClassData& d, ImageClassData&) { d.GetRow = nullptr; }, "GetRow is nil"},
+      {[](ImageClassData& d, ImageClassData&) { d.Width = -1; }, "Width is 0"},
+      {[](ImageClassData& d, ImageClassData&) { d.Height = 0; }, "Height is 0"},
+      {[](ImageClassData&, ImageClassData& s) { s.GetRow = nullptr; }, "GetRow is nil"},
+      {[](ImageClassData&, ImageClassData& s) { s.Height = 0; }, "Height is 0"},
+  };
+  for (const auto& [spoil, line] : cases) {
+    TestImage dest(6, 4, ImageFormatRGB), source(5, 3, ImageFormatRGB);
+    spoil(dest.record, source.record);
+    LogCapture log;
+    EXPECT_FALSE(CopyPixels(dest.get(), source.get(), 0, 0, 6, 4, 0, 0)) << line;
+    ASSERT_FALSE(log.lines().empty());
+    EXPECT_EQ(log.lines().back(), std::string("XQT Debug: ") + line + "\n");
+  }
+
   TestImage dest(6, 4, ImageFormatRGB), source(5, 3, ImageFormatRGB);
   auto copy = [&]() { return CopyPixels(dest.get(), source.get(), 0, 0, 6, 4, 0, 0); };
-  auto last = [&]() { return log.lines().empty() ? std::string() : log.lines().back(); };
-
-  size_t mark = log.lines().size();
+  LogCapture log;
   EXPECT_FALSE(CopyPixels(dest.get(), nullptr, 0, 0, 6, 4, 0, 0));
-  EXPECT_EQ(log.lines().size(), mark);  // a nil source is refused silently
-
-  // Validity of either image comes first, before the row accessor.
-  dest->Valid = false;
-  dest->GetRow = nullptr;
-  EXPECT_FALSE(copy());
-  EXPECT_EQ(last(), "XQT Debug: Picture not valid.\n");
-  dest->Valid = true;
-  source->Valid = false;
-  EXPECT_FALSE(copy());
-  EXPECT_EQ(last(), "XQT Debug: Picture not valid.\n");
-  source->Valid = true;
-  EXPECT_FALSE(copy());
-  EXPECT_EQ(last(), "XQT Debug: GetRow is nil\n");
-  dest->GetRow = &GetRowLinear;
-
-  // A width of 0 passes the width test and is stopped by the empty rectangle; a height of 0 is
-  // refused at once.
+  EXPECT_TRUE(log.lines().empty());  // a nil source is refused silently
+  // A width of 0 passes the width test and is stopped by the empty rectangle.
   dest->Width = 0;
-  mark = log.lines().size();
   EXPECT_FALSE(copy());
-  const std::vector<std::string> all = log.lines();
-  std::vector<std::string> since(all.begin() + static_cast<ptrdiff_t>(mark), all.end());
-  EXPECT_EQ(since.front(), "XQT Debug: StartImage ok\n");
-  EXPECT_EQ(since.back(), "XQT Debug: Nothing to copy\n");
-  EXPECT_EQ(std::count(since.begin(), since.end(), "XQT Debug: Fixed 0, 0, 0, 3, 0, 0, 5, 3\n"), 1);
-  dest->Width = -1;
-  EXPECT_FALSE(copy());
-  EXPECT_EQ(last(), "XQT Debug: Width is 0\n");
+  const std::vector<std::string> refused = log.lines();
+  ASSERT_FALSE(refused.empty());
+  EXPECT_EQ(refused.front(), "XQT Debug: StartImage ok\n");
+  EXPECT_EQ(refused.back(), "XQT Debug: Nothing to copy\n");
+  EXPECT_EQ(std::count(refused.begin(), refused.end(), "XQT Debug: Fixed 0, 0, 0, 3, 0, 0, 5, 3\n"),
+            1);
   dest->Width = 6;
-  dest->Height = 0;
-  EXPECT_FALSE(copy());
-  EXPECT_EQ(last(), "XQT Debug: Height is 0\n");
-  dest->Height = 4;
 
-  // Then the source, in the order row accessor, validity, width, height.
-  source->GetRow = nullptr;
-  EXPECT_FALSE(copy());
-  EXPECT_EQ(last(), "XQT Debug: GetRow is nil\n");
-  source->GetRow = &GetRowLinear;
-  source->Height = 0;
-  EXPECT_FALSE(copy());
-  EXPECT_EQ(last(), "XQT Debug: Height is 0\n");
-  source->Height = 3;
-
-  mark = log.lines().size();
+  const size_t mark = log.lines().size();
   EXPECT_TRUE(copy());
   const std::vector<std::string> expected = {
       "XQT Debug: StartImage ok\n",
