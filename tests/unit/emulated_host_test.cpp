@@ -42,11 +42,6 @@ WidgetData& Data(REALobject self) {
 void WidgetConstructor(REALobject) { ++gConstructed; }
 void WidgetDestructor(REALobject) { ++gDestroyed; }
 
-template <class F>
-REALproc Fn(F* f) {
-  return reinterpret_cast<REALproc>(f);
-}
-
 REALproperty Standard(const char* name, const char* type, size_t offset) {
   REALproperty entry{};
   entry.group = "";
@@ -70,8 +65,8 @@ void FakePluginMain(REALResolverProc resolver) {
   gWidget.version = 13;
   gWidget.name = "Widget";
   gWidget.dataSize = sizeof(WidgetData);
-  gWidget.constructor = Fn(&WidgetConstructor);
-  gWidget.destructor = Fn(&WidgetDestructor);
+  gWidget.constructor = reinterpret_cast<REALproc>(&WidgetConstructor);
+  gWidget.destructor = reinterpret_cast<REALproc>(&WidgetDestructor);
   gWidget.properties = gWidgetProperties;
   gWidget.propertyCount = std::size(gWidgetProperties);
   Api<RegisterPluginVersionProc>("RegisterPluginVersion")(3);

@@ -166,8 +166,6 @@ TEST_F(HostServices, MemoryBlocksAndTheirFailures) {
   EXPECT_EQ(NewMemoryBlock(1000), nullptr);
   host_.FailNextInstances(1);
   EXPECT_EQ(NewMemoryBlock(1000), nullptr);
-  EXPECT_NE((block = NewMemoryBlock(16)), nullptr);
-  UnlockObject(block);
 }
 
 TEST_F(HostServices, IntegerArrays) {

@@ -18,6 +18,7 @@
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "plugin/host_api.h"
 #include "plugin/host_interface.h"
@@ -54,6 +55,7 @@ TEST(StartUp, FlagsAdaptToTheHostVersion) {
   EXPECT_EQ(AdaptMemberFlags(0x308, 2020.02), 0x308u);
   EXPECT_EQ(AdaptMemberFlags(0x708, 2019.0), 0x708u);  // 0x400 set breaks the pattern
   EXPECT_EQ(AdaptClassFlags(0x308, 2019.0), 4u);
+  EXPECT_EQ(AdaptClassFlags(0x308 | kNeedsPictureSupport, 2019.0), 4u);
   EXPECT_EQ(AdaptClassFlags(kNeedsPictureSupport, 2010.0), 0u);
   EXPECT_EQ(AdaptClassFlags(4, 2010.0), 4u);
 }
@@ -179,32 +181,23 @@ TEST(HostInterface, GdPrefixSitsWhereGdPutsIt) {
 }
 #endif
 
-// Each constant beside the value the host gives it, as two lists of one group.
-void ExpectValues(const char* group, std::initializer_list<uint64_t> ours,
-                  std::initializer_list<uint64_t> host) {
-  ASSERT_EQ(ours.size(), host.size()) << group;
-  for (size_t i = 0; i < ours.size(); ++i) {
-    EXPECT_EQ(ours.begin()[i], host.begin()[i]) << group << " entry " << i;
-  }
-}
-
+// Each constant beside the value the host gives it, one group a line.
 TEST(HostInterface, FlagsPictureKindsAndEncodingsHaveTheHostsValues) {
-  ExpectValues(
-      "flags",
-      {REALpropRuntimeOnly, REALconsoleSafe, REALconsoleOnly, REALScopeGlobal, REALScopePublic,
-       REALScopeProtected, REALScopePrivate, REALwebSafe, REALdesktopSafe, REALiOSSafe},
-      {0x2, 0x4, 0x8, 0x10, 0x20, 0x40, 0x80, 0x100, 0x200, 0x400});
-  ExpectValues("picture kinds",
-               {pictureCGBitmapContext, pictureGDData, pictureGDImagePtr, pictureCairoContext,
-                pictureD2DBytes},
-               {8, 9, 10, 12, 14});
-  ExpectValues("pixel types", {kREALPixelRGB, kREALPixelBGR, kREALPixelXRGB, kREALPixelBGRX},
-               {1, 2, 3, 4});
-  ExpectValues("arrays", {kREALArrayOfString, kREALArrayOfObject, kREALArrayOfInteger}, {3, 4, 11});
-  ExpectValues("encodings",
-               {kREALEncodingUTF8, kREALEncodingUTF16, kREALEncodingUTF32, kREALEncodingASCII,
-                kREALEncodingUnknown},
-               {0x08000100, 0x0100, 0x0C000100, 0x0600, 0xFFFF});
+  using Values = std::vector<uint64_t>;
+  EXPECT_EQ((Values{REALpropRuntimeOnly, REALconsoleSafe, REALconsoleOnly, REALScopeGlobal,
+                    REALScopePublic, REALScopeProtected, REALScopePrivate, REALwebSafe,
+                    REALdesktopSafe, REALiOSSafe}),
+            (Values{0x2, 0x4, 0x8, 0x10, 0x20, 0x40, 0x80, 0x100, 0x200, 0x400}));
+  EXPECT_EQ((Values{pictureCGBitmapContext, pictureGDData, pictureGDImagePtr, pictureCairoContext,
+                    pictureD2DBytes}),
+            (Values{8, 9, 10, 12, 14}));
+  EXPECT_EQ((Values{kREALPixelRGB, kREALPixelBGR, kREALPixelXRGB, kREALPixelBGRX}),
+            (Values{1, 2, 3, 4}));
+  EXPECT_EQ((Values{kREALArrayOfString, kREALArrayOfObject, kREALArrayOfInteger}),
+            (Values{3, 4, 11}));
+  EXPECT_EQ((Values{kREALEncodingUTF8, kREALEncodingUTF16, kREALEncodingUTF32, kREALEncodingASCII,
+                    kREALEncodingUnknown}),
+            (Values{0x08000100, 0x0100, 0x0C000100, 0x0600, 0xFFFF}));
 }
 
 // Every name the plug-in can ask the resolver for is one the host has.
