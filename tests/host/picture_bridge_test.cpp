@@ -379,7 +379,7 @@ TEST_F(PictureBridge, FailedPictureCreationsGiveNilOrAPlainPicture) {
 
 class ConsolePictures : public PictureBridge {
  protected:
-  explicit ConsolePictures(AppKind kind = AppKind::Console) : PictureBridge({.appKind = kind}) {}
+  ConsolePictures() : PictureBridge({.appKind = AppKind::Console}) {}
   void SetUp() override {
     if (!xqt::host::Host::HasPictureLibraries()) GTEST_SKIP() << "this build has no gd pictures";
   }

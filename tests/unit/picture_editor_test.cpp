@@ -1,9 +1,6 @@
-// The picture editor against the emulated host: writer limits, rows past the end, the picture
-// kinds that cannot be written, pictures built from a buffer, the alpha picture and mask helpers,
-// and the direct copy checked against the host's own drawing. What the members show of the
-// editor (copies, reads, the copy route, console pictures) is in the picture bridge's host test.
-// Then the readers of each picture kind: Core Graphics over stand-ins for its context queries,
-// cairo over real image surfaces, Direct2D over a plain buffer, and the kinds that are refused.
+// The picture editor and the readers of each picture kind against the emulated host. What the
+// members show of them (copies, reads, the copy route, console pictures) is in the picture
+// bridge's host test.
 #include "picture/picture_editor.h"
 
 #include <gtest/gtest.h>
@@ -32,10 +29,7 @@ using xqt::host::Host;
 using xqt::host::HostOptions;
 using xqt::host::Ref;
 
-// A host with the plug-in's static library started in it; checks at the end that nothing is left
-// locked or alive.
-class EditorHost {
- public:
+struct EditorHost {
   explicit EditorHost(HostOptions options = {}) : host(options) { host.Attach(&REALPluginMain); }
   ~EditorHost() {
     EXPECT_EQ(host.OpenPictureLocks(), 0);
