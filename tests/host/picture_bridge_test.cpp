@@ -204,11 +204,9 @@ TEST_F(PictureBridge, RectanglesAreFixedAsClipsAreAndEmptyOnesGiveNil) {
       }
     });
   };
-  expectRegion(image.Call<Ref>("CopyPicture", 2, 1, 3, 2), 2, 1, 3, 2);
   expectRegion(image.Call<Ref>("CopyPicture", 5, 3, -3, -2), 2, 1, 3, 2);  // flipped
   expectRegion(image.Call<Ref>("CopyPicture", -2, -1, 5, 3), 0, 0, 3, 2);  // cut at the origin
-  expectRegion(image.Call<Ref>("CopyPicture", 4, 2, 9, 9), 4, 2, 2, 2);    // cut at the edge
-  expectRegion(image.Call<Ref>("CopyPictureWithMask", 1, 0, 3, 3), 1, 0, 3, 3, true);
+  expectRegion(image.Call<Ref>("CopyPictureWithMask", 4, 1, 9, 9), 4, 1, 2, 3, true);  // and edge
   Ref clip = image.Call<Ref>("ClipImage", 1, 2, 4, 2);
   Ref fromClip = clip.Call<Ref>("CopyPicture");
   clip.reset();
@@ -381,7 +379,7 @@ TEST_F(PictureBridge, FailedPictureCreationsGiveNilOrAPlainPicture) {
 
 class ConsolePictures : public PictureBridge {
  protected:
-  explicit ConsolePictures(AppKind kind = AppKind::Console) : PictureBridge({.appKind = kind}) {}
+  ConsolePictures() : PictureBridge({.appKind = AppKind::Console}) {}
   void SetUp() override {
     if (!xqt::host::Host::HasPictureLibraries()) GTEST_SKIP() << "this build has no gd pictures";
   }

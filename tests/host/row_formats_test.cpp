@@ -27,10 +27,12 @@ class RowFormatsTest : public PluginTest {
                          : image.Call<Ref>("RowInFormat", y, format);
     return Bytes(Host::BlockData(block), Host::BlockData(block) + Host::BlockSize(block));
   }
-  void AssignRow(const Ref& image, int64_t y, int64_t format, const Bytes& bytes) {
+  void AssignRow(const Ref& image, int64_t y, int64_t format, const Bytes& bytes,
+                 bool inverted = false) {
     Ref block = host_.NewMemoryBlock(static_cast<int64_t>(bytes.size()));
     std::memcpy(Host::BlockData(block), bytes.data(), bytes.size());
-    image.Assign("RowInFormat", block, y, format);
+    inverted ? image.Assign("RowInFormat", block, y, format, true)
+             : image.Assign("RowInFormat", block, y, format);
   }
   // Returned strings are Latin-1: the host's UTF-8 reading maps each character back to a byte.
   static Bytes Latin1(const std::string& utf8) {
@@ -40,12 +42,6 @@ class RowFormatsTest : public PluginTest {
       out.push_back(c < 0x80 ? c : static_cast<uint8_t>((c & 0x03) << 6 | (utf8[++i] & 0x3F)));
     }
     return out;
-  }
-  Bytes RowString(const Ref& image, int64_t y, int64_t format) {
-    return Latin1(image.Call<std::string>("RowStringInFormat", y, format));
-  }
-  Bytes DataString(const Ref& image, int64_t format) {
-    return Latin1(image.Call<std::string>("DataStringInFormat", format));
   }
   // Byte strings go in as Latin-1 host strings, to `member` with the arguments after the string.
   template <class... Args>
@@ -78,8 +74,9 @@ TEST_F(RowFormatsTest, RGBARowInOtherFormats) {
   EXPECT_EQ(RowIn(image, 1, kAKYMC),
             (Bytes{40, 225, 0, 85, 170, 255, 0, 255, 255, 0, 0, 255, 0, 0, 0}));
   // The same row as a byte string, and the whole image packed without padding.
-  EXPECT_EQ(RowString(image, 1, kBGRA), (Bytes{30, 20, 10, 40, 0, 0, 255, 255, 0, 0, 0, 0}));
-  Bytes all = DataString(image, kG);
+  EXPECT_EQ(Latin1(image.Call<std::string>("RowStringInFormat", 1, kBGRA)),
+            (Bytes{30, 20, 10, 40, 0, 0, 255, 255, 0, 0, 0, 0}));
+  Bytes all = Latin1(image.Call<std::string>("DataStringInFormat", kG));
   EXPECT_EQ(all, (Bytes{0, 0, 0, 18, 76, 0}));
 }
 
@@ -94,10 +91,7 @@ TEST_F(RowFormatsTest, AlphaOpaqueKeptOrInverted) {
   SetPixels(rgba, 0, {1, 2, 3, 40, 4, 5, 6, 255});
   EXPECT_EQ(RowIn(rgba, 0, kRGBA, true), (Bytes{1, 2, 3, 215, 4, 5, 6, 0}));
   // Writing with inversion stores 255 - alpha.
-  Ref block = host_.NewMemoryBlock(8);
-  Bytes in{9, 8, 7, 0, 6, 5, 4, 255};
-  std::memcpy(Host::BlockData(block), in.data(), in.size());
-  rgba.Assign("RowInFormat", block, int64_t{0}, kRGBA, true);
+  AssignRow(rgba, 0, kRGBA, {9, 8, 7, 0, 6, 5, 4, 255}, true);
   EXPECT_EQ(RowBytes(rgba, 0, 8), (Bytes{9, 8, 7, 255, 6, 5, 4, 0}));
   // A format without alpha leaves the image's alpha as it was.
   AssignRow(rgba, 0, kRGB, {100, 110, 120, 130, 140, 150});
@@ -143,8 +137,9 @@ TEST_F(RowFormatsTest, RoundTrips) {
     const Bytes before = PixelBytes(image);
     const size_t row = before.size() / 5;
     // Rows through memory blocks and strings, the whole image through one string.
-    Bytes row2 = RowIn(image, 2, via), row3 = RowString(image, 3, via);
-    Bytes all = DataString(image, via);
+    Bytes row2 = RowIn(image, 2, via);
+    Bytes row3 = Latin1(image.Call<std::string>("RowStringInFormat", 3, via));
+    Bytes all = Latin1(image.Call<std::string>("DataStringInFormat", via));
     FillBytes(image, 0);
     AssignRow(image, 2, via, row2);
     AssignString(image, "RowStringInFormat", row3, int64_t{3}, via);

@@ -1,11 +1,13 @@
-// Host services through the emulated host: exceptions, strings, memory blocks, arrays, yielding.
+// Host services via the emulated host: exceptions, strings, blocks, arrays, yields, debug lines.
 #include <gtest/gtest.h>
 
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "host/emulated_host.h"
+#include "plugin/debug_log.h"
 #include "plugin/exceptions.h"
 #include "plugin/host_api.h"
 #include "plugin/host_arrays.h"
@@ -152,19 +154,12 @@ TEST_F(HostServices, ReadingStringsOfEveryEncoding) {
   EXPECT_EQ(host_.LiveStrings(), 0);
 }
 
-TEST_F(HostServices, MemoryBlocksAndTheirFailures) {
-  REALmemoryBlock block = NewMemoryBlock(1000);
-  ASSERT_NE(block, nullptr);
-  EXPECT_GE(MemoryBlockSize(block), 1000);
-  EXPECT_NE(MemoryBlockData(block), nullptr);
-  UnlockObject(block);
-
+// Blocks that are made are read through the members that return them (row formats' host test).
+TEST_F(HostServices, FailedMemoryBlocksGiveNil) {
   host_.FailNextMemoryBlocks(1);
   EXPECT_EQ(NewMemoryBlock(1000), nullptr);
   host_.FailNextInstances(1);
   EXPECT_EQ(NewMemoryBlock(1000), nullptr);
-  EXPECT_NE((block = NewMemoryBlock(16)), nullptr);
-  UnlockObject(block);
 }
 
 TEST_F(HostServices, IntegerArrays) {
@@ -215,6 +210,39 @@ TEST_F(HostServices, YieldCadence) {
   const int64_t before = host_.YieldCount();
   for (int i = 0; i < 5; ++i) YieldData::DoYield(&every);
   EXPECT_EQ(host_.YieldCount() - before, 5);
+}
+
+// Each form with its prefix and separators, a long line cut to 4095 characters and the newline;
+// the switch (any non-zero byte is true) decides whether anything is written at all.
+TEST(DebugLog, LinesCarryThePrefixAndTheirFormatWhileTheSwitchIsOn) {
+  LogCapture capture(false);
+  DebugLog("Width", 12LL);
+  DebugLogPointer("p", &capture);
+  setDebugging(2);
+  EXPECT_EQ(getDebugging(), 1);
+  DebugLog("InitImageClassData");
+  DebugLog("RowSize", 256LL);
+  DebugLog("Channel", "Red");
+  DebugLogResult("ftruncate", -1, 28);
+  DebugLogUnsigned("Check1 in rbText invalid", 7UL);
+  DebugLogArgs("Scale", 1, 2, 3);
+  DebugLogArgs("FillRect", 1, -2, 3, 4);
+  const std::string exact(4095 - 11, 'y');
+  DebugLog(exact.c_str());
+  DebugLog(std::string(5000, 'x').c_str());
+  setDebugging(0);
+  EXPECT_EQ(getDebugging(), 0);
+  DebugLog("off");
+  const std::vector<std::string> expected = {"XQT Debug: InitImageClassData\n",
+                                             "XQT Debug: RowSize 256\n",
+                                             "XQT Debug: Channel Red\n",
+                                             "XQT Debug: ftruncate -1, 28\n",
+                                             "XQT Debug: Check1 in rbText invalid 7\n",
+                                             "XQT Debug: Scale 1, 2, 3\n",
+                                             "XQT Debug: FillRect 1, -2, 3, 4\n",
+                                             "XQT Debug: " + exact + "\n",
+                                             "XQT Debug: " + std::string(4084, 'x') + "\n"};
+  EXPECT_EQ(capture.lines(), expected);
 }
 
 }  // namespace

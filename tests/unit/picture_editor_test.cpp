@@ -1,32 +1,35 @@
-// The picture editor against the emulated host: writer limits, rows past the end, the picture
-// kinds that cannot be written, pictures built from a buffer, the alpha picture and mask helpers,
-// and the direct copy checked against the host's own drawing. What the members show of the
-// editor (copies, reads, the copy route, console pictures) is in the picture bridge's host test.
+// The picture editor and the readers of each picture kind against the emulated host. What the
+// members show of them (copies, reads, the copy route, console pictures) is in the picture
+// bridge's host test.
 #include "picture/picture_editor.h"
 
 #include <gtest/gtest.h>
+#if __has_include(<cairo.h>)
+#include <cairo.h>
+#endif
 
 #include <algorithm>
 #include <cstdint>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "host/emulated_host.h"
 #include "picture/graphics_draw.h"
+#include "picture/picture_kinds.h"
 #include "support/host_picture_helpers.h"
 #include "support/log_capture.h"
 
 namespace {
 
+using picture_io::PictureLayout;
 using xqt::host::AppKind;
 using xqt::host::Host;
 using xqt::host::HostOptions;
 using xqt::host::Ref;
 
-// A host with the plug-in's static library started in it; checks at the end that nothing is left
-// locked or alive.
-class EditorHost {
- public:
+struct EditorHost {
   explicit EditorHost(HostOptions options = {}) : host(options) { host.Attach(&REALPluginMain); }
   ~EditorHost() {
     EXPECT_EQ(host.OpenPictureLocks(), 0);
@@ -53,11 +56,10 @@ TEST(PictureWriter, SidesUpTo32767AreAccepted) {
   EXPECT_EQ(env.host.OpenPictureLocks(), 0);
 
   EXPECT_FALSE(writer.NewPictureWriter(32768, 1));
-  EXPECT_EQ(Times(log, "XQT Debug: width > 32767\n"), 1);
   EXPECT_FALSE(writer.NewPictureWriter(1, 32768));
-  EXPECT_EQ(Times(log, "XQT Debug: height > 32767\n"), 1);
   EXPECT_FALSE(writer.NewPictureWriter(32768, 2, true));
   EXPECT_EQ(Times(log, "XQT Debug: width > 32767\n"), 2);
+  EXPECT_EQ(Times(log, "XQT Debug: height > 32767\n"), 1);
   EXPECT_FALSE(writer.NewPictureWriter(0, 5));
   EXPECT_FALSE(writer.NewPictureWriter(5, -1, true));
   EXPECT_EQ(writer.picture, nullptr);
@@ -190,22 +192,19 @@ TEST(PictureHelpers, AlphaPicturesNeedHost2011_04AndTheConstructor) {
   EXPECT_TRUE(picture.Get<bool>("HasAlphaChannel"));
 }
 
+// Hosts after 2020 are asked through the picture's Mask method, older ones through the entry
+// point (hidden here: then nothing reaches the mask); asking to create one never makes one.
 TEST(PictureHelpers, MasksAreFetchedNeverCreated) {
-  // Newer hosts are asked through the picture's Mask method, older ones through the entry point,
-  // which is hidden in the second round.
-  for (bool hidden : {false, true}) {
-    for (double version : {2019.0, 2021.03}) {
-      EditorHost env({.version = version});
-      if (hidden) env.host.HideEntryPoint("REALGetPictureMask");
-      Ref picture = env.host.NewDesktopPicture(2, 2, false);
-      EXPECT_EQ(MyREALGetPictureMask(picture.get(), true), nullptr);
-      EXPECT_FALSE(env.host.PictureMask(picture));
-      Ref mask = env.host.NewDesktopPicture(2, 2, false);
-      env.host.SetPictureMask(picture, mask);
-      Ref fetched = Ref::Adopt(MyREALGetPictureMask(picture.get(), false));
-      bool reachable = !hidden || version > 2020.0;
-      EXPECT_EQ(fetched.get(), reachable ? mask.get() : nullptr) << version << hidden;
-    }
+  for (auto [version, hidden] : {std::pair{2019.0, false}, {2019.0, true}, {2021.03, true}}) {
+    EditorHost env({.version = version});
+    if (hidden) env.host.HideEntryPoint("REALGetPictureMask");
+    Ref picture = env.host.NewDesktopPicture(2, 2, false);
+    EXPECT_EQ(MyREALGetPictureMask(picture.get(), true), nullptr);
+    EXPECT_FALSE(env.host.PictureMask(picture));
+    Ref mask = env.host.NewDesktopPicture(2, 2, false);
+    env.host.SetPictureMask(picture, mask);
+    Ref fetched = Ref::Adopt(MyREALGetPictureMask(picture.get(), false));
+    EXPECT_EQ(fetched.get(), hidden && version < 2020 ? nullptr : mask.get()) << version << hidden;
   }
 }
 
@@ -282,6 +281,167 @@ TEST(OwnCopy, TakesOverWhenTheHostCannotDraw) {
   EXPECT_FALSE(OwnCopyPicture(dest.get(), source.get(), INT64_MIN, INT64_MAX, INT64_MAX, INT64_MAX,
                               INT64_MIN, INT64_MAX, INT64_MAX, 1));
   EXPECT_FALSE(GraphicsDrawPicture(nullptr, source.get(), 0, 0, 1, 1, 0, 0, 1, 1));
+}
+
+// --- The readers of each picture kind -----------------------------------------------------
+
+// What CGBitmapContextGet… report of a context, and the functions that report it.
+struct StandInContext {
+  void* data;
+  size_t width, height, bitsPerComponent, bitsPerPixel, bytesPerRow;
+  uint32_t alphaInfo;
+};
+
+StandInContext& Of(void* context) { return *static_cast<StandInContext*>(context); }
+template <class F>
+void* Fn(F* f) {
+  return reinterpret_cast<void*>(f);
+}
+
+void* CoreGraphicsStandIn(const char* name) {
+  const std::pair<std::string_view, void*> functions[] = {
+      {"CGBitmapContextGetData", Fn(+[](void* c) { return Of(c).data; })},
+      {"CGBitmapContextGetWidth", Fn(+[](void* c) { return Of(c).width; })},
+      {"CGBitmapContextGetHeight", Fn(+[](void* c) { return Of(c).height; })},
+      {"CGBitmapContextGetBitsPerComponent", Fn(+[](void* c) { return Of(c).bitsPerComponent; })},
+      {"CGBitmapContextGetBitsPerPixel", Fn(+[](void* c) { return Of(c).bitsPerPixel; })},
+      {"CGBitmapContextGetBytesPerRow", Fn(+[](void* c) { return Of(c).bytesPerRow; })},
+      {"CGBitmapContextGetAlphaInfo", Fn(+[](void* c) { return Of(c).alphaInfo; })},
+      // A byte-order bit beside the alpha info.
+      {"CGBitmapContextGetBitmapInfo", Fn(+[](void* c) { return Of(c).alphaInfo | 0x2000; })},
+  };
+  for (const auto& [known, function] : functions) {
+    if (known == name) return function;
+  }
+  return nullptr;
+}
+
+REALpictureDescription Described(uint32_t kind, void* data, int32_t width = 3, int32_t height = 2) {
+  REALpictureDescription description{};
+  description.pictureType = kind;
+  description.pictureData = data;
+  description.width = width;
+  description.height = height;
+  return description;
+}
+
+TEST(PictureKinds, CoreGraphicsContextsByAlphaInfo) {
+  ScopedPictureLibrary finder(&CoreGraphicsStandIn);
+  uint8_t pixels[2 * 16] = {};
+  struct Case {
+    uint32_t alphaInfo;
+    bool readable;
+    PictureLayout layout;
+    bool padding;
+  } cases[] = {
+      {kBitmapAlphaNone, false, {}, false},
+      {kBitmapAlphaPremultipliedLast, true, PictureLayout::kAlphaLast, false},
+      {kBitmapAlphaPremultipliedFirst, true, PictureLayout::kAlphaFirst, false},
+      {kBitmapAlphaLast, true, PictureLayout::kAlphaLast, false},
+      {kBitmapAlphaFirst, true, PictureLayout::kAlphaFirst, false},
+      {kBitmapAlphaNoneSkipLast, true, PictureLayout::kAlphaLast, true},
+      {kBitmapAlphaNoneSkipFirst, true, PictureLayout::kAlphaFirst, true},
+      {kBitmapAlphaOnly, false, {}, false},
+  };
+  for (const Case& c : cases) {
+    StandInContext context{pixels, 3, 2, 8, 32, 16, c.alphaInfo};
+    PictureBitmap bitmap;
+    ASSERT_EQ(ReadPictureBitmap(Described(pictureCGBitmapContext, &context), bitmap), c.readable)
+        << c.alphaInfo;
+    if (!c.readable) continue;
+    EXPECT_EQ(bitmap.data, pixels);
+    EXPECT_EQ(bitmap.rowBytes, 16u);
+    EXPECT_EQ(bitmap.width, 3);
+    EXPECT_EQ(bitmap.layout, c.layout) << c.alphaInfo;
+    EXPECT_EQ(bitmap.alphaIsPadding, c.padding) << c.alphaInfo;
+    EXPECT_EQ(bitmap.alphaInfo, c.alphaInfo);
+  }
+}
+
+TEST(PictureKinds, CoreGraphicsRefusals) {
+  LogCapture log;
+  uint8_t pixels[64] = {};
+  PictureBitmap bitmap;
+  {
+    ScopedPictureLibrary finder(&CoreGraphicsStandIn);
+    StandInContext sixteenBits{pixels, 3, 2, 5, 16, 16, kBitmapAlphaNoneSkipFirst};
+    EXPECT_FALSE(ReadPictureBitmap(Described(pictureCGBitmapContext, &sixteenBits), bitmap));
+    EXPECT_TRUE(log.Logged("BitsPerPixel is not 32."));
+    StandInContext shortRows{pixels, 3, 2, 8, 32, 11, kBitmapAlphaNoneSkipFirst};
+    EXPECT_FALSE(ReadPictureBitmap(Described(pictureCGBitmapContext, &shortRows), bitmap));
+    StandInContext noData{nullptr, 3, 2, 8, 32, 16, kBitmapAlphaNoneSkipFirst};
+    EXPECT_FALSE(ReadPictureBitmap(Described(pictureCGBitmapContext, &noData), bitmap));
+    EXPECT_TRUE(log.Logged("Bitmap has no usable rows."));
+    EXPECT_TRUE(log.Logged("kCGImageAlphaNoneSkipFirst"));
+  }
+  // A console process has no Core Graphics: the context is never touched.
+  ScopedPictureLibrary none(&NoPictureLibrary);
+  EXPECT_FALSE(ReadPictureBitmap(Described(pictureCGBitmapContext, pixels), bitmap));
+  EXPECT_TRUE(log.Logged("Core Graphics is not in this process."));
+}
+
+#if __has_include(<cairo.h>)
+TEST(PictureKinds, CairoImageSurfaces) {
+  LogCapture log;
+  struct Case {
+    cairo_format_t format;
+    bool readable;
+    bool padding;
+  } cases[] = {{CAIRO_FORMAT_ARGB32, true, false},
+               {CAIRO_FORMAT_RGB24, true, true},
+               {CAIRO_FORMAT_A8, false, false}};
+  for (const Case& c : cases) {
+    cairo_surface_t* surface = cairo_image_surface_create(c.format, 5, 3);
+    cairo_t* context = cairo_create(surface);
+    PictureBitmap bitmap;
+    EXPECT_EQ(ReadPictureBitmap(Described(pictureCairoContext, context), bitmap), c.readable);
+    if (c.readable) {
+      EXPECT_EQ(bitmap.data, cairo_image_surface_get_data(surface));
+      EXPECT_EQ(bitmap.rowBytes, static_cast<uint64_t>(cairo_image_surface_get_stride(surface)));
+      EXPECT_EQ(bitmap.width, 5);
+      EXPECT_EQ(bitmap.height, 3);
+      EXPECT_EQ(bitmap.layout, PictureLayout::kBGRA);  // the native word on this machine
+      EXPECT_EQ(bitmap.alphaIsPadding, c.padding);
+      EXPECT_EQ(bitmap.surface, surface);
+    }
+    cairo_destroy(context);
+    cairo_surface_destroy(surface);
+  }
+  EXPECT_TRUE(log.Logged("cairo format is not ARGB32 or RGB24."));
+
+  // A context drawing into something other than pixels in memory, and a process without cairo.
+  cairo_surface_t* recording = cairo_recording_surface_create(CAIRO_CONTENT_COLOR_ALPHA, nullptr);
+  cairo_t* context = cairo_create(recording);
+  PictureBitmap bitmap;
+  EXPECT_FALSE(ReadPictureBitmap(Described(pictureCairoContext, context), bitmap));
+  EXPECT_TRUE(log.Logged("cairo target is not an image surface."));
+  {
+    ScopedPictureLibrary none(&NoPictureLibrary);
+    EXPECT_FALSE(ReadPictureBitmap(Described(pictureCairoContext, context), bitmap));
+    EXPECT_TRUE(log.Logged("cairo is not in this process."));
+  }
+  cairo_destroy(context);
+  cairo_surface_destroy(recording);
+}
+
+#else
+TEST(PictureKinds, CairoImageSurfaces) { GTEST_SKIP() << "this build has no cairo"; }
+#endif
+
+TEST(PictureKinds, Direct2DBytesAndOtherKinds) {
+  uint8_t pixels[3 * 2 * 4] = {};
+  PictureBitmap bitmap;
+  ASSERT_TRUE(ReadPictureBitmap(Described(pictureD2DBytes, pixels), bitmap));
+  EXPECT_EQ(bitmap.data, pixels);
+  EXPECT_EQ(bitmap.rowBytes, 12u);
+  EXPECT_EQ(bitmap.layout, PictureLayout::kBGRA);
+  EXPECT_FALSE(bitmap.alphaIsPadding);
+  EXPECT_FALSE(ReadPictureBitmap(Described(pictureD2DBytes, pixels, 0, 2), bitmap));
+  // Kinds we do not read, and descriptions without data, are refused whatever they claim.
+  for (uint32_t kind : {0u, 7u, uint32_t{pictureGDData}, 11u, 13u, 15u}) {
+    EXPECT_FALSE(ReadPictureBitmap(Described(kind, pixels), bitmap)) << kind;
+  }
+  EXPECT_FALSE(ReadPictureBitmap(Described(pictureD2DBytes, nullptr), bitmap));
 }
 
 }  // namespace
