@@ -6,7 +6,6 @@
 #include <cstring>
 #include <string>
 #include <tuple>
-#include <vector>
 
 #include "support/format_codes.h"
 #include "support/host_expectations.h"

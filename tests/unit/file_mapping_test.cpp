@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <string>
 
 #include "host/emulated_host.h"
 #include "image/image_class_data.h"

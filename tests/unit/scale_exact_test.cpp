@@ -171,16 +171,16 @@ TEST_F(ScaleExact, ChannelsReachTheirPlaces) {
     return Pixel(image, x, y) + image.Get<int64_t>(channel + "Offset");
   };
   for (const auto& [from, in, to, out] : cases) {
+    SCOPED_TRACE(testing::Message() << from << " to " << to);
     Ref source = NewImage(3, 2, from), dest = NewImage(3, 2, to);
     FillBytes(dest, 33);
-    ForEachPixel(3, 2, [&](int64_t x, int64_t y) {
+    ForEachPixel(3, 2, [&, &in = in](int64_t x, int64_t y) {
       for (const auto& [channel, value] : in) *at(source, x, y, channel) = value;
     });
     ASSERT_TRUE(PictureScaleXQT(ImageData(dest.get()), ImageData(source.get()), nullptr, 2, 3, 2));
-    ForEachPixel(3, 2, [&](int64_t x, int64_t y) {
-      for (const auto& [channel, value] : out) {
-        EXPECT_EQ(*at(dest, x, y, channel), value) << from << " to " << to << " " << channel;
-      }
+    ForEachPixel(3, 2, [&, &out = out](int64_t x, int64_t y) {
+      for (const auto& [channel, value] : out)
+        EXPECT_EQ(*at(dest, x, y, channel), value) << channel;
     });
   }
 }
