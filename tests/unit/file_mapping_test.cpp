@@ -204,6 +204,7 @@ TEST_F(FileMappedRecord, ViewOverTheParentsFile) {
   EXPECT_EQ(GetRowMappingMirrored(&view, 29)[5], 0x5A);
 
   UnmapBand(&view);
+  EXPECT_FALSE(view.IsMapped);
   ReleaseBackingFile(&view);
   EXPECT_EQ(view.FileDescriptor, -1);
   EXPECT_EQ(GetRowMapping(&view, 0), nullptr);  // no descriptor: the mapping fails cleanly
