@@ -1,5 +1,5 @@
-// File-mapped images through the host: sizes, bands, MapInRows, the backing file's life and the
-// failures that leave an invalid image and no file.
+// File-mapped images through the host: the backing file's life, failures that leave no file, and
+// images over several bands giving every operation, in every role, the bytes of memory.
 #include <gtest/gtest.h>
 #if !defined(_WIN32)
 #include <signal.h>
@@ -11,17 +11,20 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
 
 #include "support/environment.h"
 #include "support/format_codes.h"
 #include "support/host_expectations.h"
+#include "support/image_bytes.h"
 #include "support/mapped_image_files.h"
 #include "support/plugin_fixture.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using xqt::host::Color;
 using xqt::host::Ref;
 
 // Every path out of the constructor and every way of closing removes the backing file.
@@ -48,17 +51,14 @@ class FileMapping : public MappedImagesTest<PluginTest> {
 TEST_F(FileMapping, BlockSizeProperty) {
   Ref image = NewMapped(100, 10000, kRGB, int64_t{1} << 40);
   ASSERT_TRUE(image.Get<bool>("Valid"));
-  // The whole file; then the floor, and whole multiples of it. The setter maps the first band
-  // again.
+  // The whole file; then whole multiples of the floor, from the first band again.
   ExpectIntegers(image, {{"MappingBlockSize", 10000 * kPage}, {"MappingRows", 10000}});
-  image.Set("MappingBlockSize", int64_t{1});
-  ExpectIntegers(image, {{"MappingBlockSize", kMiB16},
-                         {"MappingRows", 4096},
-                         {"MappingFirstRow", 0},
-                         {"MappingLastRow", 4095}});
-  ASSERT_TRUE(image.Get<Ref>("Memory"));
   image.Set("MappingBlockSize", 2 * kMiB16 + 100);
-  ExpectIntegers(image, {{"MappingBlockSize", 2 * kMiB16}, {"MappingLastRow", 8191}});
+  ExpectIntegers(image, {{"MappingBlockSize", 2 * kMiB16},
+                         {"MappingRows", 8192},
+                         {"MappingFirstRow", 0},
+                         {"MappingLastRow", 8191}});
+  ASSERT_TRUE(image.Get<Ref>("Memory"));
 }
 
 TEST_F(FileMapping, NamedFileIsRemovedToo) {
@@ -111,9 +111,8 @@ TEST_F(FileMapping, FileOfALiveImageIsNotTakenOver) {
   ASSERT_NE(row, nullptr);
   EXPECT_EQ(row[2], 0x5A);
 
-  // Close removes the name, so a new image gets a new file there while the view keeps the old one.
-  // Windows may keep the name until the view lets the file go (its older file systems and wine
-  // have no POSIX removal); the file is then refused, never taken over.
+  // Close removes the name, so a new image gets a new file there while the view keeps the old one
+  // (Windows may keep the name while the view lives: the file is then refused, not taken over).
   first.Call("Close");
   Ref third = NewMappedAt(path, 10, 2);
 #if !defined(_WIN32)
@@ -124,8 +123,7 @@ TEST_F(FileMapping, FileOfALiveImageIsNotTakenOver) {
   EXPECT_EQ(row[2], 0x5A);
 }
 
-// Sizes and formats that make no image give an invalid one, in memory and file-mapped (and then
-// without a file): it neither clones nor has rows to give or map.
+// Sizes and formats that make no image give an invalid one, in memory and mapped (without a file).
 TEST_F(FileMapping, BadArgumentsGiveAnInvalidImageAndNoFile) {
   // The last three overflow the row's bytes, the file's size, and with the size fitting its tail.
   const int64_t cases[][3] = {{0, 10, kRGB},
@@ -206,6 +204,113 @@ TEST_F(FileMapping, ViewsReleaseTheirDescriptors) {
     Ref mirrored = view.Call<Ref>("MirroredView");
   }
   EXPECT_EQ(openFiles(), before);
+}
+
+// The image operated on, another like it, and the maker of images of the kind under test.
+struct On {
+  Ref i, o;
+  std::function<Ref(int64_t width, int64_t height, int64_t format)> make;
+};
+
+struct Operation {
+  const char* name;
+  int64_t format, width, height;
+  std::function<Ref(const On&)> run;  // returns what to compare
+};
+
+class MappedImages : public MappedImagesTest<PluginTest> {
+ protected:
+  // The bytes of the image operated on and of the result, from the same random bytes either way.
+  Bytes Run(const Operation& operation, bool mapped) {
+    uint32_t seed = 0;
+    auto make = [&](int64_t width, int64_t height, int64_t format) {
+      Ref made = mapped ? NewMapped(width, height, format) : NewImage(width, height, format);
+      EXPECT_EQ(made.Get<bool>("IsMapping"), mapped);
+      Randomise(made, ++seed);
+      return made;
+    };
+    Ref self = make(operation.width, operation.height, operation.format);
+    EXPECT_TRUE(!mapped || self.Get<int64_t>("MappingRows") < operation.height);
+    Ref out =
+        operation.run({self, make(operation.width, operation.height, operation.format), make});
+    Bytes bytes = PixelBytes(self), result = out ? PixelBytes(out) : Bytes{};
+    EXPECT_FALSE(result.empty());
+    bytes.insert(bytes.end(), result.begin(), result.end());
+    return bytes;
+  }
+};
+
+TEST_F(MappedImages, EveryOperationGivesTheBytesOfMemory) {
+  const Ref kernel = host_.NewIntegerArray({1, 2, 1, 2, 4, 2, 1, 2, 1});
+  const Operation operations[] = {
+      {"Rotate90 into a mapped image", kCMYK, 1100, 4200,  // 1024 rows a band there
+       [](const On& on) { return on.i.Call<Ref>("Rotate90", on.make(4200, 1100, kCMYK)); }},
+      {"Rotate270 and Rotate180 into new images", kRGBA, 37, 4200,
+       [](const On& on) {
+         return on.i.Call<Ref>("Rotate270", nullptr).Call<Ref>("Rotate180", nullptr);
+       }},
+      {"Rotate90 of a clip", kG, 37, 4200,
+       [](const On& on) {
+         return on.i.Call<Ref>("ClipImage", 3, 50, 30, 4100).Call<Ref>("Rotate90", nullptr);
+       }},
+      {"mirrors and the half turn in place", kRGBA, 37, 4201,
+       [](const On& on) {
+         on.i.Call("VMirror");
+         on.i.Call("Rotate180");
+         on.i.Call("HMirror");
+         return on.i;
+       }},
+      {"fills", kRGBA, 37, 4200,
+       [](const On& on) {
+         on.i.Call("FillRect", 3, 4000, 20, 150, 7);
+         on.i.Call("Invert", 0, 10, 37, 4100);
+         return on.i;
+       }},
+      {"BoxBlurFilter", kRGBA, 37, 4200,
+       [](const On& on) {
+         return on.i.Call<Ref>("BoxBlurFilter", nullptr, int64_t{3}, int64_t{300});
+       }},
+      {"ApplyMatrix", kRGBA, 37, 4200,
+       [&](const On& on) { return on.i.Call<Ref>("ApplyMatrix", nullptr, kernel); }},
+      {"Rotate by 30 degrees", kRGBA, 37, 4200,
+       [](const On& on) { return on.i.Call<Ref>("Rotate", 30.0, 1, 2, 3, 4, 5, 6, 7, 8, 9); }},
+      {"DitherFilter into a mapped dest", kRGB, 301, 4200,
+       [](const On& on) { return on.i.Call<Ref>("DitherFilter", on.o, int64_t{10}, int64_t{3}); }},
+      {"CopyPixels across bands", kRGBA, 3, 9000,
+       [](const On& on) {
+         EXPECT_TRUE(on.o.Call<bool>("CopyPixels", on.i, 0, 1000, 3, 8000, 0, 0));
+         return on.o;
+       }},
+      {"CopyPixels within one image", kXRGB, 2, 9000,
+       [](const On& on) {
+         EXPECT_TRUE(on.i.Call<bool>("CopyPixels", on.i, 0, 8800, 2, 100, 0, 0));
+         return on.i;
+       }},
+      {"Combine through a mask", kRGBA, 301, 4200,
+       [](const On& on) {
+         EXPECT_TRUE(on.i.Call<bool>("Combine", on.o, on.make(301, 4200, kG), int64_t{3},
+                                     int64_t{2}, int64_t{290}, int64_t{4100}, true));
+         return on.i;
+       }},
+      {"blend with a mask into a mapped result", kRGB, 2, 9000,
+       [&](const On& on) {
+         Ref result = on.make(2, 9000, kGA);
+         EXPECT_TRUE(host_.CallShared<bool>("PictureXQT", "BlendPicturesWithMaskWithBackground",
+                                            on.i, nullptr, on.o, result, Color{0x102030}));
+         return result;
+       }},
+      {"ScaleMT", kRGB, 40, 4200,
+       [](const On& on) {
+         Ref dest = on.make(17, 61, kGA);
+         EXPECT_TRUE(dest.Call<bool>("ScaleMT", int64_t{2}, on.i, nullptr, int64_t{5}, int64_t{17},
+                                     int64_t{61}));
+         return dest;
+       }},
+  };
+  for (const Operation& operation : operations) {
+    SCOPED_TRACE(operation.name);
+    EXPECT_TRUE(Run(operation, true) == Run(operation, false));
+  }
 }
 
 }  // namespace

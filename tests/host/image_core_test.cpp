@@ -1,5 +1,4 @@
-// The image core through the host: formats, constructors, sizing, rows, clones, views, clips and
-// the factory.
+// The image core through the host: formats, sizes, rows, clones, views, clips and the factory.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -64,7 +63,6 @@ TEST_F(ImageCore, SizesOfInMemoryImages) {
   EXPECT_FALSE(host_.CallShared<bool>("PictureXQT", "CanAllocateImage", INT64_MAX, 2, kRGBA));
 
   Ref tiny = NewImage(1, 1, kRGBA);
-  EXPECT_TRUE(tiny.Get<bool>("Valid"));
   ExpectIntegers(tiny, {{"RowSize", 64}, {"TotalSize", 64}, {"MappingRows", 1}});
   Ref memory = tiny.Get<Ref>("Memory");
   EXPECT_EQ(memory.get(), tiny.Get<Ref>("MemoryTarget").get());
@@ -208,7 +206,6 @@ TEST_F(ImageCore, ChannelViews) {
   EXPECT_EQ(deep.Call<Ref>("GrayChannel").Get<int64_t>("ImageFormat"), kGray16);
 
   Ref bgra = NewImage(3, 2, kBGRA);
-  FillWithCoordinates(bgra);
   Ref red = bgra.Call<Ref>("RedChannel");
   ExpectIntegers(red, {{"ImageFormat", kG}, {"PixelSize", 4}, {"GrayOffset", 2}});
   EXPECT_TRUE(red.Get<bool>("IsGray"));

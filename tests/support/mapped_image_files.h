@@ -1,5 +1,4 @@
-// File-mapped images for the tests of mapped storage: the page the bands are counted in, and a
-// fixture whose temporary backing files land in a scratch folder that must be empty at the end.
+// File-mapped images whose temporary backing files land in a scratch folder left empty at the end.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,8 +8,7 @@
 #include "host/emulated_host.h"
 #include "support/scratch_folder.h"
 
-// The development environment maps by the page on every system; the smallest band of an image
-// larger than it is 16 MiB.
+// The page bands are counted in, and the smallest band of an image larger than it.
 inline constexpr int64_t kPage = 4096, kMiB16 = kPage * kPage;
 
 // `Base` is the fixture that owns `host_` (the static library's or the real plug-in's).

@@ -1,10 +1,8 @@
-// Quarter turns, half turns and mirrors: the plain path against the mapping of pixel positions
-// (pinned by hand) in every format, the vector paths of every level against the plain path bit for
-// bit into every kind of destination, the debug labels, refusals and a rotation box too large.
+// Turns and mirrors: the plain path against the mapping of pixel positions (pinned by hand), every
+// vector level against the plain path bit for bit; labels and refusals.
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstring>
 #include <functional>
 #include <optional>
 #include <string>
@@ -16,6 +14,7 @@
 #include "geometry/turn_kernels.h"
 #include "host/emulated_host.h"
 #include "support/format_codes.h"
+#include "support/image_bytes.h"
 #include "support/image_layout.h"
 #include "support/log_capture.h"
 #include "support/simd_levels.h"
@@ -38,8 +37,7 @@ std::pair<int64_t, int64_t> Map(Op op, int64_t w, int64_t h, int64_t x, int64_t 
                               : std::pair{x, fy};
 }
 
-// The destination as it must be after the operation (it may be the source itself): its old
-// bytes, with the family's channels of every source pixel written at the mapped position.
+// The destination's old bytes with the family's channels of each source pixel at its new place.
 ImageSnapshot Expected(const Ref& source, const Ref& dest, Op op) {
   ImageSnapshot from(source), to(dest);
   const Layout& l = from.layout;
@@ -66,9 +64,8 @@ constexpr TurnCase kTurns[] = {{"Rotate90", Op::k90},
 constexpr TurnCase kInPlace[] = {
     {"HMirror", Op::kHMirror}, {"VMirror", Op::kVMirror}, {"Rotate180", Op::k180}};
 
-// Where a turn writes: an image (`shift` columns and rows larger, whose top left it takes), a
-// clip `shift` pixels in of a larger one, a mirrored view, or an image over a caller's block
-// whose rows are not whole 64-byte units.
+// An image `shift` larger (the turn takes its top left), a clip `shift` pixels in, a mirrored
+// view, or an image over a caller's block whose rows are not whole 64-byte units.
 enum class Into { kImage, kClip, kMirroredView, kCallersBlock };
 
 class TurnsUnit : public StaticPluginTest {
@@ -81,8 +78,7 @@ class TurnsUnit : public StaticPluginTest {
     return image;
   }
 
-  // `run` on fresh images by the plain path and at every vector level returns the image that
-  // holds what it wrote (and checks it on the plain path): the same bytes every time.
+  // `run` returns the image it wrote (checked by `run` on the plain path): alike on every path.
   void ExpectPathsAgree(const std::function<Ref(bool plain)>& run, const std::string& what) {
     ExpectEveryLevelAsPlain(
         [&](SimdLevel level) {
@@ -94,8 +90,7 @@ class TurnsUnit : public StaticPluginTest {
         what);
   }
 
-  // `turn` of `source` into a fresh random target of `format` (the source's if 0), which it
-  // returns, as the mapping says.
+  // `turn` of `source` into a fresh random target of `format` (the source's if 0).
   void ExpectTurn(const Ref& source, const TurnCase& turn, Into into = Into::kImage,
                   int64_t shift = 0, int64_t format = 0) {
     int64_t w = source.Get<int64_t>("Width"), h = source.Get<int64_t>("Height");
@@ -125,9 +120,8 @@ class TurnsUnit : public StaticPluginTest {
 // Pins the mapping: a 3 x 2 RGB image whose pixels hold 10 y + x.
 TEST_F(TurnsUnit, ThreeByTwoByHand) {
   Ref image = NewImage(3, 2, kRGB);
-  for (int64_t y = 0; y < 2; ++y) {
-    for (int64_t x = 0; x < 3; ++x) std::memset(Row(image, y) + x * 3, int(10 * y + x), 3);
-  }
+  SetPixels(image, 0, {0, 0, 0, 1, 1, 1, 2, 2, 2});
+  SetPixels(image, 1, {10, 10, 10, 11, 11, 11, 12, 12, 12});
   Ref left = image.Call<Ref>("Rotate90", nullptr);
   EXPECT_EQ(left.Get<int64_t>("Width"), 2);
   EXPECT_EQ(left.Get<int64_t>("Height"), 3);
@@ -140,9 +134,8 @@ TEST_F(TurnsUnit, ThreeByTwoByHand) {
   EXPECT_EQ(Row(right, 2)[3], 2);
 }
 
-// Every format with 8-bit samples at odd and degenerate sizes, and those of four-byte pixels
-// also in bands of 16 rows with rows and columns left over in every direction: each turn into a
-// destination of the same format and into a new one, and the in-place mirrors and half turn.
+// Every 8-bit format at odd and degenerate sizes, four-byte pixels also in bands and tiles with
+// rows and columns left over; each turn into the same format and into a new image, and in place.
 TEST_F(TurnsUnit, EveryFormatOnEveryPath) {
   const int64_t sizes[][2] = {{13, 7}, {1, 1},   {1, 6},    {5, 1},   {2, 3},  {37, 23},
                               {4, 4},  {130, 3}, {131, 77}, {7, 5},   {3, 9},  {257, 130},
@@ -160,15 +153,18 @@ TEST_F(TurnsUnit, EveryFormatOnEveryPath) {
       for (const TurnCase& turn : kTurns) {
         ExpectTurn(source, turn);
         // A new image has the source's format (its pixels come from the same path).
-        EXPECT_EQ(source.Call<Ref>(turn.name, nullptr).Get<int64_t>("ImageFormat"), format);
+        if (&size == sizes) {
+          EXPECT_EQ(source.Call<Ref>(turn.name, nullptr).Get<int64_t>("ImageFormat"), format);
+        }
       }
       for (const TurnCase& turn : kInPlace) {
         ExpectPathsAgree(
             [&](bool plain) {
               Ref image = NewRandom(size[0], size[1], format, seed);
-              ImageSnapshot expected = Expected(image, image, turn.op);
+              std::optional<ImageSnapshot> expected;
+              if (plain) expected.emplace(Expected(image, image, turn.op));
               image.Call(turn.name);
-              if (plain) ExpectSameBytes(expected, image, turn.name);
+              if (plain) ExpectSameBytes(*expected, image, turn.name);
               return image;
             },
             std::string(turn.name) + " in place");
@@ -177,23 +173,19 @@ TEST_F(TurnsUnit, EveryFormatOnEveryPath) {
   }
 }
 
-// An RGBA destination has the source's channels; its alpha stays as it was. A larger one takes
-// the turned image at its top left.
+// Other byte orders take the source's channels and keep their alpha; larger ones, the top left.
 TEST_F(TurnsUnit, DestinationsOfOtherByteOrdersAndSizes) {
-  for (auto [from, to, extra] : {std::tuple{kBGR, kRGBA, 0},
-                                 {kCMYK, kCMYKX, 0},
-                                 {kCMYK, kKYMCA, 0},
-                                 {kG, kGA, 0},
-                                 {kRGBA, kRGBA, 4},
-                                 {kRGB, kRGBA, 1}}) {
+  const std::tuple<int64_t, int64_t, int64_t> targets[] = {{kBGR, kRGBA, 0},   {kCMYK, kCMYKX, 0},
+                                                           {kCMYK, kKYMCA, 0}, {kG, kGA, 0},
+                                                           {kRGBA, kRGBA, 4},  {kRGB, kRGBA, 1}};
+  for (auto [from, to, extra] : targets) {
     Ref source = NewRandom(9, 4, from, static_cast<uint32_t>(to));
     for (const TurnCase& turn : kTurns) ExpectTurn(source, turn, Into::kImage, extra, to);
   }
 }
 
-// Clips shift the pixels within the rows, so the bands start off the cache lines (and in the
-// source, off the rows' alignment); a mirrored view lists its rows backwards. The large image
-// streams its stores, and over a caller's block its runs are aligned only now and then.
+// Clips start the bands off the cache lines, a mirrored view lists its rows backwards; the large
+// image streams its stores, over a caller's block aligned only now and then.
 TEST_F(TurnsUnit, ClipsViewsAndLargeImages) {
   const int64_t clips[][4] = {{1, 2, 37, 41}, {3, 0, 20, 33}, {0, 5, 33, 19}};
   for (const auto& c : clips) {
@@ -212,30 +204,25 @@ TEST_F(TurnsUnit, ClipsViewsAndLargeImages) {
   }
 }
 
-// The debug labels, and the turns' own refusals (those of every frame operation are in
-// frame_refusals_test.cpp): the in-place members leave a 16-bit or a closed image alone, and no
-// view of the source (nor the source seen through a view) is a destination, since it would be
-// overwritten while read.
+// The turns' own refusals (every frame operation's are frame_refusals_test.cpp's): in place, a
+// 16-bit or closed image is left alone; no view of the source is a destination.
 TEST_F(TurnsUnit, LabelsAndRefusals) {
   Ref rgba = NewRandom(5, 5, kRGBA, 1);
   Ref gray = NewRandom(5, 3, kG, 2);
   LogCapture log;
-  Ref turned = rgba.Call<Ref>("Rotate90", nullptr);
-  EXPECT_TRUE(log.Logged("Rotate90fast"));
-  EXPECT_TRUE(log.Logged("Rotate90RGBA"));
-  Ref slow = gray.Call<Ref>("Rotate270slow", nullptr);
-  EXPECT_TRUE(log.Logged("Rotate270"));
-  EXPECT_TRUE(log.Logged("Rotate270G"));
+  rgba.Call<Ref>("Rotate90", nullptr);
+  gray.Call<Ref>("Rotate270slow", nullptr);
   gray.Call("VMirror");
-  EXPECT_TRUE(log.Logged("VMirrorSelfG"));
   rgba.Call("Rotate180");
-  EXPECT_TRUE(log.Logged("Rotate180SelfRGBA"));
   EXPECT_FALSE(rgba.Call<Ref>("Rotate90", gray));
-  EXPECT_TRUE(log.Logged("Destination too small."));
   EXPECT_FALSE(rgba.Call<Ref>("Rotate180", NewImage(5, 5, kG)));
-  EXPECT_TRUE(log.Logged("Destination lacks the source's channels."));
   EXPECT_FALSE(NewImage(2, 2, kGray16).Call<Ref>("Rotate90", nullptr));
-  EXPECT_TRUE(log.Logged("BitsPerComponent > 8 not supported."));
+  for (const char* line :
+       {"Rotate90fast", "Rotate90RGBA", "Rotate270", "Rotate270G", "VMirrorSelfG",
+        "Rotate180SelfRGBA", "Destination too small.", "Destination lacks the source's channels.",
+        "BitsPerComponent > 8 not supported."}) {
+    EXPECT_TRUE(log.Logged(line)) << line;
+  }
 
   Ref sixteen = NewRandom(4, 3, kGray16, 1);
   ImageSnapshot before(sixteen);
@@ -256,10 +243,8 @@ TEST_F(TurnsUnit, LabelsAndRefusals) {
   Ref clip = rgba.Call<Ref>("ClipImage", int64_t{0}, int64_t{0}, int64_t{5}, int64_t{5});
   EXPECT_FALSE(mirrored.Call<Ref>("Rotate90slow", clip));
   ExpectSameBytes(rgbaBefore, rgba, "a view as destination");
-}
 
-// A box whose sides do not fit is refused; the boxes of the angles are the host test's.
-TEST(AreaRotation, BoxTooLargeIsRefused) {
+  // A rotation whose box does not fit is refused (the boxes of the angles are the host test's).
   RotationGeometry g;
   EXPECT_FALSE(RotationFor(45, int64_t{1} << 40, 2, g));
 }

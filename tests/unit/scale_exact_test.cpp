@@ -1,10 +1,11 @@
-// The resampler: its filters, lists and small scales worked out by hand, then the vector loops
-// against the plain loops bit for bit over every filter, format pair and byte order, enlarging and
-// shrinking, inline and on any number of workers, in memory, file-mapped and through views.
+// The resampler: filters, lists and small scales by hand; every level against the plain loops bit
+// for bit, inline and on workers; refusals and their lines, the factory's temp, and RunThreads.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <mutex>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -12,23 +13,27 @@
 
 #include "host/emulated_host.h"
 #include "image/image_class_data.h"
+#include "platform/system_info.h"
 #include "scale/picture_scale.h"
+#include "scale/run_threads.h"
+#include "scale/scale_fast.h"
 #include "scale/scale_filters.h"
+#include "support/format_codes.h"
 #include "support/host_expectations.h"
 #include "support/image_bytes.h"
 #include "support/image_layout.h"
+#include "support/log_capture.h"
 #include "support/simd_levels.h"
 #include "support/static_plugin.h"
 
 namespace {
 
 using platform::SimdLevel;
+using xqt::host::Host;
 using xqt::host::Ref;
 using D = ImageClassData;
 
-constexpr int64_t kRGB = 1, kRGBA = 2, kARGB = 4, kXRGB = 5, kBGR = 6, kBGRA = 7, kABGR = 9,
-                  kG = 11, kGA = 12, kAG = 13, kCMYK = 23, kCMYKA = 24, kACMYK = 25, kKYMC = 28,
-                  kScaling4 = 36, kGray16 = 41;
+constexpr int64_t kACMYK = 25;
 
 TEST(ScaleFilters, KernelsAtHandWorkedPoints) {
   constexpr double kPi = 3.141592653589793;
@@ -36,8 +41,7 @@ TEST(ScaleFilters, KernelsAtHandWorkedPoints) {
   // past a, (2 / pi)(3 / pi) at one half for a = 3; Mitchell (16/3) / 6 at 0, (77/24) / 6 at one
   // half, (1/3) / 6 at 1 and (-5/24) / 6 at 1.5; the two cubics 1 at 0 and 0 at the integers;
   // Poly3 ((1.25 x - 2.25) x) x + 1 at one half and -3/32 at 1.5; Cubic 7/12, -3/32 and 1/96 at
-  // 0.5, 1.5 and 2.5.
-  // Mode, radius, and points x with the kernel's value there.
+  // 0.5, 1.5 and 2.5. Rows: mode, radius, and points x with the kernel's value there.
   const std::tuple<int64_t, double, std::vector<std::pair<double, double>>> kernels[] = {
       {1, 1, {{0, 1}, {0.25, 0.75}, {1, 0}}},
       {2, 0.5, {{0.5, 1}, {0.51, 0}}},
@@ -89,8 +93,7 @@ TEST(ScaleFilters, TriangleListsWorkedByHand) {
 
 class ScaleExact : public StaticPluginTest {
  protected:
-  // Scales `source` to width x height inside a larger random destination, inline or on
-  // `threads` workers, and returns every byte of the destination.
+  // Every byte of a larger random destination after scaling into its top left.
   std::vector<uint8_t> Scaled(const Ref& source, int64_t format, int mode, int64_t width,
                               int64_t height, bool threaded = false, int64_t threads = 0,
                               REALobject temp = nullptr) {
@@ -109,7 +112,6 @@ class ScaleExact : public StaticPluginTest {
     const auto n = static_cast<int64_t>(in.size());
     Ref source = NewImage(column ? 1 : n, column ? n : 1, format);
     Ref dest = NewImage(column ? 1 : count, column ? count : 1, format);
-    // Gray is the first byte of both formats.
     auto at = [&](const Ref& image, int64_t i) {
       return column ? Row(image, i) : Pixel(image, i, 0);
     };
@@ -133,22 +135,18 @@ class ScaleExact : public StaticPluginTest {
 
 // The first pass (along rows) truncates, the second (down columns) rounds: with the lists above,
 // 0.25 * 101 = 25.25 and 0.75 * 101 = 75.75 give 25 and 75 along a row and 25 and 76 down a column;
-// shrinking, 50 / 1.75 = 28.6 and 160 / 1.75 = 91.4. Box enlarging doubles each sample. Every
-// level gives these.
+// shrinking, 50 / 1.75 = 28.6 and 160 / 1.75 = 91.4. Box enlarging doubles each sample. On the
+// plain path; every level gives its bytes (below).
 TEST_F(ScaleExact, LinesWorkedByHand) {
-  for (SimdLevel level :
-       {SimdLevel::kScalar, SimdLevel::kBaseline, SimdLevel::kAVX2, SimdLevel::kAVX512}) {
-    LevelCap cap(level);
-    SCOPED_TRACE(LevelName(level));
-    using V = std::vector<int64_t>;
-    EXPECT_EQ(Line(kG, {0, 101}, false, 1, 4), (V{0, 25, 75, 101}));
-    EXPECT_EQ(Line(kG, {0, 101}, true, 1, 4), (V{0, 25, 76, 101}));
-    EXPECT_EQ(Line(kG, {0, 40, 80, 120}, false, 1, 2), (V{28, 91}));
-    EXPECT_EQ(Line(kG, {10, 20, 30}, false, 2, 6), (V{10, 10, 20, 20, 30, 30}));
-    EXPECT_EQ(Line(kG, {10, 20, 30}, true, 2, 6), (V{10, 10, 20, 20, 30, 30}));
-    EXPECT_EQ(Line(kGray16, {0, 1001}, false, 1, 4), (V{0, 250, 750, 1001}));
-    EXPECT_EQ(Line(kGray16, {0, 1001}, true, 1, 4), (V{0, 250, 751, 1001}));
-  }
+  LevelCap plain(SimdLevel::kScalar);
+  using V = std::vector<int64_t>;
+  EXPECT_EQ(Line(kG, {0, 101}, false, 1, 4), (V{0, 25, 75, 101}));
+  EXPECT_EQ(Line(kG, {0, 101}, true, 1, 4), (V{0, 25, 76, 101}));
+  EXPECT_EQ(Line(kG, {0, 40, 80, 120}, false, 1, 2), (V{28, 91}));
+  EXPECT_EQ(Line(kG, {10, 20, 30}, false, 2, 6), (V{10, 10, 20, 20, 30, 30}));
+  EXPECT_EQ(Line(kG, {10, 20, 30}, true, 2, 6), (V{10, 10, 20, 20, 30, 30}));
+  EXPECT_EQ(Line(kGray16, {0, 1001}, false, 1, 4), (V{0, 250, 750, 1001}));
+  EXPECT_EQ(Line(kGray16, {0, 1001}, true, 1, 4), (V{0, 250, 751, 1001}));
 }
 
 // Which source channels feed which destination channels, on one colour at 1:1 with the box
@@ -157,23 +155,14 @@ TEST_F(ScaleExact, LinesWorkedByHand) {
 // in the source the destination's alpha is left as it was (33).
 TEST_F(ScaleExact, ChannelsReachTheirPlaces) {
   using Channels = std::vector<std::pair<std::string, uint8_t>>;
-  const Channels rgb = {{"Red", 100}, {"Green", 200}, {"Blue", 50}};
-  struct Case {
-    int64_t from;
-    Channels in;
-    int64_t to;
-    Channels out;
-  } const cases[] = {
+  const Channels rgb = {{"Red", 100}, {"Green", 200}, {"Blue", 50}}, gray = {{"Gray", 77}},
+                 ga = {{"Gray", 77}, {"Alpha", 99}};
+  const Channels rgba = {{"Red", 100}, {"Green", 200}, {"Blue", 50}, {"Alpha", 7}};
+  const std::tuple<int64_t, Channels, int64_t, Channels> cases[] = {
       {kBGR, rgb, kG, {{"Gray", 153}}},
-      {kABGR,
-       {{"Red", 100}, {"Green", 200}, {"Blue", 50}, {"Alpha", 7}},
-       kGA,
-       {{"Gray", 153}, {"Alpha", 7}}},
-      {kG, {{"Gray", 77}}, kXRGB, {{"Red", 77}, {"Green", 77}, {"Blue", 77}}},
-      {kGA,
-       {{"Gray", 77}, {"Alpha", 99}},
-       kRGBA,
-       {{"Red", 77}, {"Green", 77}, {"Blue", 77}, {"Alpha", 99}}},
+      {kABGR, rgba, kGA, {{"Gray", 153}, {"Alpha", 7}}},
+      {kG, gray, kXRGB, {{"Red", 77}, {"Green", 77}, {"Blue", 77}}},
+      {kGA, ga, kRGBA, {{"Red", 77}, {"Green", 77}, {"Blue", 77}, {"Alpha", 99}}},
       {kKYMC, {{"Cyan", 10}, {"Magenta", 20}, {"Yellow", 30}, {"Black", 40}}, kG, {{"Gray", 40}}},
       {kCMYKA, {{"Black", 4}, {"Alpha", 5}}, kAG, {{"Gray", 4}, {"Alpha", 5}}},
       {kRGB, rgb, kBGRA, {{"Red", 100}, {"Green", 200}, {"Blue", 50}, {"Alpha", 33}}},
@@ -181,17 +170,17 @@ TEST_F(ScaleExact, ChannelsReachTheirPlaces) {
   auto at = [](const Ref& image, int64_t x, int64_t y, const std::string& channel) {
     return Pixel(image, x, y) + image.Get<int64_t>(channel + "Offset");
   };
-  for (const Case& c : cases) {
-    Ref source = NewImage(3, 2, c.from), dest = NewImage(3, 2, c.to);
+  for (const auto& [from, in, to, out] : cases) {
+    SCOPED_TRACE(testing::Message() << from << " to " << to);
+    Ref source = NewImage(3, 2, from), dest = NewImage(3, 2, to);
     FillBytes(dest, 33);
-    ForEachPixel(3, 2, [&](int64_t x, int64_t y) {
-      for (const auto& [channel, value] : c.in) *at(source, x, y, channel) = value;
+    ForEachPixel(3, 2, [&, &in = in](int64_t x, int64_t y) {
+      for (const auto& [channel, value] : in) *at(source, x, y, channel) = value;
     });
     ASSERT_TRUE(PictureScaleXQT(ImageData(dest.get()), ImageData(source.get()), nullptr, 2, 3, 2));
-    ForEachPixel(3, 2, [&](int64_t x, int64_t y) {
-      for (const auto& [channel, value] : c.out) {
-        EXPECT_EQ(*at(dest, x, y, channel), value) << c.from << " to " << c.to << " " << channel;
-      }
+    ForEachPixel(3, 2, [&, &out = out](int64_t x, int64_t y) {
+      for (const auto& [channel, value] : out)
+        EXPECT_EQ(*at(dest, x, y, channel), value) << channel;
     });
   }
 }
@@ -218,15 +207,13 @@ struct Size {
   int64_t sw, sh, dw, dh;
 };
 
+// Formats, mode and sizes, for the failure message.
 std::string Describe(std::pair<int64_t, int64_t> p, int mode, const Size& z) {
-  return std::to_string(p.first) + "->" + std::to_string(p.second) + " mode " +
-         std::to_string(mode) + " " + std::to_string(z.sw) + "x" + std::to_string(z.sh) + "->" +
-         std::to_string(z.dw) + "x" + std::to_string(z.dh);
+  return testing::PrintToString(std::tuple{p.first, p.second, mode, z.sw, z.sh, z.dw, z.dh});
 }
 
-// Enlarging and shrinking by integer and odd ratios, thin images, a single pixel, 10x and 0.1x;
-// then a channel view (a gray image whose pixels are four bytes apart) and a file-mapped image
-// (read through its band; that it gives the bytes of memory is the mapped images' test).
+// Integer and odd ratios, thin images, a single pixel, 10x and 0.1x; then a channel view (gray
+// pixels four bytes apart) and a file-mapped image.
 TEST_F(ScaleExact, EveryPairFilterSizeAndSource) {
   const Size sizes[] = {{13, 7, 29, 17}, {37, 23, 11, 5}, {1, 9, 5, 3},   {9, 1, 4, 6},
                         {1, 1, 6, 5},    {5, 4, 50, 40},  {50, 40, 5, 4}, {12, 12, 12, 12}};
@@ -255,11 +242,8 @@ TEST_F(ScaleExact, EveryPairFilterSizeAndSource) {
   }
 }
 
-// The vector loops take source columns in strips of a few hundred and rows eight at a time, and
-// convert each temp row once per strip into a ring read again by the next rows, in bands: widths
-// of several strips, heights that leave part blocks and part bands, every channel count they are
-// built for, and a shrink whose windows are too tall for the ring. Workers split the rows; any
-// number of them gives the inline bytes.
+// Widths of several column strips, heights leaving part blocks and bands, every channel count of
+// the vector loops, a shrink whose windows are too tall for the ring; any number of workers.
 TEST_F(ScaleExact, StripsBandsAndWorkers) {
   const Size sizes[] = {{1203, 13, 401, 9},
                         {611, 5, 1500, 11},
@@ -288,6 +272,174 @@ TEST_F(ScaleExact, StripsBandsAndWorkers) {
       }
     }
   }
+}
+
+constexpr int64_t kScaling1 = 33;
+
+using ScaleChecks = StaticPluginTest;
+ImageClassData* Image(const Ref& ref) { return ImageData(ref.get()); }
+
+TEST_F(ScaleChecks, RefusalsWithTheirLinesOrSilently) {
+  Ref dest = NewImage(4, 4, kRGB), source = NewImage(4, 4, kRGB), cmyk = NewImage(4, 4, kCMYK),
+      g = NewImage(4, 4, kG), g16 = NewImage(4, 4, kGray16);
+  struct Case {
+    ImageClassData *d, *s;
+    int64_t mode, width, height;
+    const char* line;
+  } cases[] = {
+      {nullptr, nullptr, 9, 0, 0, "XQT Debug: dest is nil"},
+      {Image(dest), nullptr, 9, 0, 0, "XQT Debug: source is nil"},
+      {Image(dest), Image(source), 9, 0, 0, "XQT Debug: pDestHeight < 1"},
+      {Image(dest), Image(source), 9, 0, 1, "XQT Debug: pDestWidth < 1"},
+      {Image(dest), Image(source), 8, 1, 1, "XQT Debug: Invalid mode 8"},
+      {Image(dest), Image(source), 0, 1, 1, "XQT Debug: Invalid mode 0"},
+  };
+  for (const Case& c : cases) {
+    LogCapture log;
+    EXPECT_FALSE(PictureScaleXQT(c.d, c.s, nullptr, c.mode, c.width, c.height)) << c.line;
+    ASSERT_FALSE(log.lines().empty());
+    EXPECT_EQ(log.lines().front(), std::string(c.line) + "\n");
+  }
+  // The threaded form is silent about everything but the mode; pairs that do not exist, always.
+  LogCapture log;
+  EXPECT_FALSE(PictureScaleXQTMT(Image(dest), 2, Image(source), nullptr, 3, 0, 4));
+  EXPECT_FALSE(PictureScaleXQT(Image(source), Image(cmyk), nullptr, 1, 4, 4));
+  EXPECT_FALSE(PictureScaleXQT(Image(cmyk), Image(source), nullptr, 1, 4, 4));
+  EXPECT_FALSE(PictureScaleXQT(Image(g), Image(g16), nullptr, 1, 4, 4));
+  EXPECT_FALSE(PictureScaleXQT(Image(g16), Image(g), nullptr, 1, 4, 4));
+  EXPECT_TRUE(log.lines().empty());
+  EXPECT_FALSE(PictureScaleXQTMT(Image(dest), 2, Image(source), nullptr, 8, 4, 4));
+  EXPECT_TRUE(log.Logged("Invalid mode 8"));
+  Image(source)->Valid = false;
+  EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 4, 4));
+  EXPECT_TRUE(log.Logged("Picture not valid."));
+  Image(source)->Valid = true;
+  auto getRow = Image(dest)->GetRow;
+  Image(dest)->GetRow = nullptr;
+  EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 1, 4, 4));
+  EXPECT_FALSE(ScalePictureFast(Image(dest), Image(source), 4, 4));
+  EXPECT_TRUE(log.Logged("GetRow is nil"));
+  Image(dest)->GetRow = getRow;
+}
+
+TEST_F(ScaleChecks, NothingIsWrittenOutsideTheImages) {
+  LogCapture log;
+  Ref source = NewImage(8, 8, kRGB), shortTemp = NewImage(4, 7, kScaling4),
+      narrowTemp = NewImage(4, 8, kScaling1);
+  const int64_t live = host_.LiveObjects();
+  EXPECT_FALSE(PictureScaleXQT(Image(NewImage(4, 4, kRGB)), Image(source), nullptr, 1, 5, 4));
+  EXPECT_TRUE(log.Logged("Destination smaller than the scaled size"));
+  // A caller's temp must hold the pair's pixels for every source row.
+  EXPECT_FALSE(
+      PictureScaleXQT(Image(NewImage(4, 4, kRGB)), Image(source), shortTemp.get(), 1, 4, 4));
+  EXPECT_FALSE(
+      PictureScaleXQT(Image(NewImage(4, 4, kRGB)), Image(source), narrowTemp.get(), 1, 4, 4));
+  EXPECT_TRUE(log.Logged("Temp picture too small"));
+  EXPECT_EQ(host_.LiveObjects(), live);  // nothing made is left behind
+}
+
+// A factory that answers with a format of its own choosing, or with nothing for 0: the plain
+// image it then falls back to is made by the host.
+int64_t gFactoryFormat = 0;
+REALobject FixedFormatFactory(REALobject, int64_t width, int64_t height, int64_t) {
+  if (gFactoryFormat == 0) return nullptr;
+  return Host::Current().New("PictureXQT", width, height, gFactoryFormat).release();
+}
+
+TEST_F(ScaleChecks, ATempTheHostCannotMakeOrOfTheWrongFormat) {
+  host_.DefineSubclass("FixedFactory", "PictureFactoryXQT",
+                       {{"NewPictureXQT", reinterpret_cast<void*>(&FixedFormatFactory)}});
+  Ref dest = NewImage(5, 5, kG), source = NewImage(10, 10, kG);
+  Image(dest)->Factory = nullptr;
+  source.Set("Factory", host_.New("FixedFactory"));
+  {
+    gFactoryFormat = 0;
+    LogCapture log;
+    host_.FailNextInstances(1);
+    EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 2, 5, 5));
+    EXPECT_TRUE(log.Logged("CreatePicture returned nil"));
+  }
+  int64_t live = host_.LiveObjects();
+  {
+    // The inline form refuses it.
+    gFactoryFormat = kRGBA;
+    LogCapture log;
+    EXPECT_FALSE(PictureScaleXQT(Image(dest), Image(source), nullptr, 2, 5, 5));
+    EXPECT_TRUE(log.Logged("CreatePicture gave invalid format"));
+    EXPECT_EQ(host_.LiveObjects(), live);
+  }
+  {
+    // The threaded form falls back to the inline one, which takes the temp if wide enough.
+    LogCapture log;
+    EXPECT_TRUE(PictureScaleXQTMT(Image(dest), 2, Image(source), nullptr, 2, 5, 5));
+    EXPECT_TRUE(log.Logged("CreatePicture gave invalid format"));
+    EXPECT_FALSE(log.Logged("RunThreads 2, 10"));
+    EXPECT_EQ(host_.LiveObjects(), live);
+  }
+  {
+    gFactoryFormat = kScaling1;
+    LogCapture log;
+    EXPECT_TRUE(PictureScaleXQTMT(Image(dest), 2, Image(source), nullptr, 2, 5, 5));
+    EXPECT_TRUE(log.Logged("RunThreads 2, 10"));
+  }
+}
+
+using Slice = std::tuple<int64_t, int64_t, int64_t, int>;  // index, first, last, flag
+
+struct Recorder {
+  std::mutex mutex;
+  std::vector<Slice> slices;
+};
+
+void Record(int64_t first, int64_t last, int64_t index, int8_t flag, const void* context) {
+  auto* recorder = static_cast<Recorder*>(const_cast<void*>(context));
+  std::lock_guard<std::mutex> lock(recorder->mutex);
+  recorder->slices.emplace_back(index, first, last, flag);
+}
+
+std::vector<Slice> RunSlices(int64_t threads, int64_t rows) {
+  Recorder recorder;
+  RunThreads(threads, rows, &recorder, &Record);
+  std::sort(recorder.slices.begin(), recorder.slices.end());
+  return recorder.slices;
+}
+
+void* NoMemory(size_t) { return nullptr; }
+
+using RunThreadsTest = StaticPluginTest;
+
+// Contiguous slices, the last taking the remainder (all rows when fewer than workers); at most 32
+// workers, one per processor for 0; a negative count runs inline once, flag 0.
+TEST_F(RunThreadsTest, SlicesAndWorkers) {
+  {
+    LogCapture log;
+    EXPECT_EQ(RunSlices(4, 10),
+              (std::vector<Slice>{{0, 0, 1, 1}, {1, 2, 3, 1}, {2, 4, 5, 1}, {3, 6, 9, 1}}));
+    for (const char* line : {"RunThreads 4, 10", "Threaded 4", "Job 0, 0, 1", "Job 3, 6, 9",
+                             "WaitForThreads", "After Job 3, 6, 9, 1", "Done with all."}) {
+      EXPECT_TRUE(log.Logged(line)) << line;
+    }
+  }
+  std::vector<Slice> few = RunSlices(8, 3);
+  ASSERT_EQ(few.size(), 8u);
+  for (int64_t i = 0; i < 7; ++i) EXPECT_EQ(few[i], Slice(i, 0, -1, 1));
+  EXPECT_EQ(few[7], Slice(7, 0, 2, 1));
+  EXPECT_EQ(RunSlices(3, 0), (std::vector<Slice>{{0, 0, -1, 1}, {1, 0, -1, 1}, {2, 0, -1, 1}}));
+  EXPECT_EQ(RunSlices(100, 1000).size(), 32u);
+  EXPECT_EQ(RunSlices(0, 1000).size(), static_cast<size_t>(platform::ProcessorCount()));
+  EXPECT_EQ(RunSlices(1, 5), (std::vector<Slice>{{0, 0, 4, 1}}));
+  LogCapture log;
+  EXPECT_EQ(RunSlices(-1, 7), (std::vector<Slice>{{-1, 0, 6, 0}}));
+  EXPECT_TRUE(log.Logged("No thread"));
+  for (const std::string& line : log.lines()) EXPECT_EQ(line.find("Threaded"), std::string::npos);
+}
+
+TEST_F(RunThreadsTest, NoRecordsNoWork) {
+  LogCapture log;
+  ThreadDataAllocator previous = SetThreadDataAllocator(&NoMemory);
+  EXPECT_TRUE(RunSlices(4, 10).empty());
+  SetThreadDataAllocator(previous);
+  EXPECT_TRUE(log.Logged("Failed to create thread data."));
 }
 
 }  // namespace
