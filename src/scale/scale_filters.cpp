@@ -101,11 +101,16 @@ void BuildContributions(ContributionList* lists, int64_t count, double scale, in
       static_cast<int64_t>(enlarging ? 2 * radius + 2 : 2 * std::trunc(halfWidth) + 2);
   KernelMemo memo(filter.kernel);
   auto kernel = [&](double x) { return filter.memoize ? memo(x) : filter.kernel(x); };
+  // One zeroed block holds every list's window, the first list owning it: thousands of small
+  // blocks cost more to take and give back than the lists take to fill.
+  const size_t slots = count > 0 ? static_cast<size_t>(count) * static_cast<size_t>(room) : 0;
+  auto* block =
+      slots ? static_cast<Contribution*>(std::calloc(slots, sizeof(Contribution))) : nullptr;
   for (int64_t x = 0; x < count; ++x) {
     ContributionList& list = lists[x];
     list.count = 0;
     list.weightSum = 0;
-    list.contributions = static_cast<Contribution*>(std::calloc(room, sizeof(Contribution)));
+    list.contributions = block ? block + x * room : nullptr;
     double center = (x + 0.5) / scale;
     double low, high;
     if (enlarging && bounds == EnlargeBounds::kFloorCeil) {
@@ -140,8 +145,8 @@ void BuildContributions(ContributionList* lists, int64_t count, double scale, in
 }
 
 void FreeContributions(ContributionList* lists, int64_t count) {
+  if (count > 0) std::free(lists[0].contributions);
   for (int64_t i = 0; i < count; ++i) {
-    std::free(lists[i].contributions);
     lists[i].contributions = nullptr;
     lists[i].count = 0;
   }

@@ -45,12 +45,12 @@ const ScaleFilter* FindScaleFilter(int64_t mode);
 enum class EnlargeBounds { kFloorCeil, kTruncate };
 
 // Fills lists[0 ... count-1] for output samples of a pass with factor `scale` over `sourceCount`
-// samples. Each list gets its own block; one that cannot be allocated stays empty. `yield`, when
-// not null, gets a turn after each list (the inline scaler).
+// samples. The lists share one block, which the first list holds; when it cannot be allocated
+// every list stays empty. `yield`, when not null, gets a turn after each list (the inline scaler).
 void BuildContributions(ContributionList* lists, int64_t count, double scale, int64_t sourceCount,
                         const ScaleFilter& filter, EnlargeBounds bounds, YieldData* yield);
 
-// Frees the blocks of lists[0 ... count-1] and empties them.
+// Frees the block of lists[0 ... count-1] built together and empties them.
 void FreeContributions(ContributionList* lists, int64_t count);
 
 // The horizontal lists in the shape the pass loops want: each list as a run of `stride` weights
