@@ -15,12 +15,12 @@ XQT_TARGET_BEGIN("avx2,fma")
 
 namespace scale_avx2 {
 #define XQT_AVX2
-#define XQT_FMA_HALVES
-#define XQT_FMA(acc, a, b) FusedHalves((acc), (a), (b))
+#define XQT_FMA_PARTS
+#define XQT_FMA(acc, a, b) FusedParts((acc), (a), (b))
 #define XQT_ACCUMULATORS 6
 #define XQT_VERTICAL_BLOCK 3
 #include "scale/scale_passes.inc"
-#undef XQT_FMA_HALVES
+#undef XQT_FMA_PARTS
 #undef XQT_FMA
 #undef XQT_ACCUMULATORS
 #undef XQT_VERTICAL_BLOCK
