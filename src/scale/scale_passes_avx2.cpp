@@ -17,7 +17,7 @@ namespace scale_avx2 {
 #define XQT_AVX2
 #define XQT_FMA_PARTS
 #define XQT_FMA(acc, a, b) FusedParts((acc), (a), (b))
-#define XQT_ACCUMULATORS 6
+#define XQT_ACCUMULATORS 8
 #define XQT_VERTICAL_BLOCK 3
 #include "scale/scale_passes.inc"
 #undef XQT_FMA_PARTS
