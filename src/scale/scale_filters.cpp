@@ -101,11 +101,13 @@ void BuildContributions(ContributionList* lists, int64_t count, double scale, in
       static_cast<int64_t>(enlarging ? 2 * radius + 2 : 2 * std::trunc(halfWidth) + 2);
   KernelMemo memo(filter.kernel);
   auto kernel = [&](double x) { return filter.memoize ? memo(x) : filter.kernel(x); };
-  // One zeroed block holds every list's window, the first list owning it: thousands of small
-  // blocks cost more to take and give back than the lists take to fill.
+  // One block holds every list's window, the first list owning it: thousands of small blocks
+  // cost more to take and give back than the lists take to fill. It is not cleared, since only
+  // the stored entries are ever read (clearing it was a tenth of a millisecond for W3, on the
+  // calling thread while the workers wait).
   const size_t slots = count > 0 ? static_cast<size_t>(count) * static_cast<size_t>(room) : 0;
   auto* block =
-      slots ? static_cast<Contribution*>(std::calloc(slots, sizeof(Contribution))) : nullptr;
+      slots ? static_cast<Contribution*>(std::malloc(slots * sizeof(Contribution))) : nullptr;
   for (int64_t x = 0; x < count; ++x) {
     ContributionList& list = lists[x];
     list.count = 0;

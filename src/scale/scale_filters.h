@@ -13,7 +13,7 @@ struct Contribution {
 
 // The samples feeding one output column or row.
 struct ContributionList {
-  Contribution* contributions;  // owned, zeroed, room for the widest window
+  Contribution* contributions;  // room for the widest window; only the first `count` are set
   int64_t count;
   float weightSum;  // accumulated in double over the stored weights
 };
