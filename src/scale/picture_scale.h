@@ -15,9 +15,9 @@ bool PictureScaleXQTMT(ImageClassData* dest, int64_t threads, ImageClassData* so
 
 // "Scale(source as PictureXQT, temp as PictureXQT, mode as integer, width as integer, height as
 // integer) as boolean"
-RBBoolean Scale(REALobject instance, REALobject source, REALobject temp, int64_t mode, int64_t width,
-           int64_t height);
+RBBoolean Scale(REALobject instance, REALobject source, REALobject temp, int64_t mode,
+                int64_t width, int64_t height);
 // "ScaleMT(threads as integer, source as PictureXQT, temp as PictureXQT, mode as integer, width
 // as integer, height as integer) as boolean"
-RBBoolean ScaleMT(REALobject instance, int64_t threads, REALobject source, REALobject temp, int64_t mode,
-             int64_t width, int64_t height);
+RBBoolean ScaleMT(REALobject instance, int64_t threads, REALobject source, REALobject temp,
+                  int64_t mode, int64_t width, int64_t height);
