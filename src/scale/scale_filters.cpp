@@ -170,6 +170,18 @@ bool PaddedContributions::Build(const ContributionList* lists, int64_t listCount
       if (span > widest) widest = span;
     }
   }
+  // Windows that step evenly are summed source column by source column for several windows at
+  // once, each window a whole number of steps long: the stride is rounded up to a multiple of the
+  // step in the middle of the row, its extra weights zeros like the padding.
+  step = 0;
+  if (listCount >= 2) {
+    const ContributionList& before = lists[listCount / 2 - 1];
+    const ContributionList& middle = lists[listCount / 2];
+    if (before.count > 0 && middle.count > 0) {
+      step = middle.contributions[0].pixel - before.contributions[0].pixel;
+    }
+  }
+  if (step > 0 && widest % step != 0) widest += step - widest % step;
   stride = widest;
   count = listCount;
   size_t lists64 = static_cast<size_t>(listCount > 0 ? listCount : 1);

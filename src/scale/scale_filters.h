@@ -55,12 +55,13 @@ void FreeContributions(ContributionList* lists, int64_t count);
 
 // The horizontal lists in the shape the pass loops want: each list as a run of `stride` weights
 // (as doubles) starting at source column first[x], with zeros for the columns it skips and for
-// the padding; taps[x] of them reach its last stored weight. Adding a zero-weight term changes no
-// sum, so the results are the same bits. An empty list starts where the one before it does, so
-// that first[] never steps back.
+// the padding; taps[x] of them reach its last stored weight. The stride is a multiple of `step`.
+// Adding a zero-weight term changes no sum, so the results are the same bits. An empty list starts
+// where the one before it does, so that first[] never steps back.
 struct PaddedContributions {
   int64_t count = 0;
   int64_t stride = 0;
+  int64_t step = 0;  // between the windows in the middle of the row, when positive
   int64_t* first = nullptr;
   int64_t* taps = nullptr;
   double* weights = nullptr;
