@@ -15,6 +15,7 @@
 #include "scale/scale_engine.h"
 #include "scale/scale_filters.h"
 #include "scale/scale_pairs.h"
+#include "scale/work_sharing.h"
 
 namespace {
 
@@ -93,16 +94,19 @@ struct MadeTemp {
 
 // ---- The temp as a ring of rows --------------------------------------------------------------
 //
-// A temp that no one else sees (no caller's, no factory's) is never made whole. Each slice of
-// destination rows runs both passes itself, a band of rows at a time: the horizontal pass makes
-// the temp rows the band's windows need and have not been made yet, into a ring that holds the
-// widest band's window, and the vertical pass reads them back while they are still in cache. The
-// sums are those of the whole temp, row by row, so the bytes are the same; rows that two slices
-// share are made by both.
+// A temp that no one else sees (no caller's, no factory's) is never made whole. Each slice takes
+// destination rows a band at a time and runs both passes itself: the horizontal pass makes the
+// temp rows the band's windows need and have not been made yet, into a ring that holds the widest
+// band's window, and the vertical pass reads them back while they are still in cache. The sums
+// are those of the whole temp, row by row, so the bytes are the same; rows that two bands of
+// different slices share are made by both.
+//
+// The slices also build the lists: the column lists in chunks before any row, each band's row
+// lists when the band is taken. Bands go out as the slices ask (RowClaims), so that a slice that
+// starts late or runs slow is helped by the others instead of being waited for.
 
 constexpr int64_t kBandRows = 64;
-// Source rows the horizontal vector loops take at once (eight, or four blocks of eight).
-constexpr int64_t kRowGroup = 32;
+constexpr int64_t kListChunk = 256;  // column lists per set-up chunk
 
 struct RingTemp {
   ImageClassData image;  // first, so that the row accessor finds the ring from the record
@@ -116,11 +120,27 @@ uint8_t* RingRow(ImageClassData* image, int64_t y) {
   return ring->rows + (y % ring->capacity) * image->RowSize;
 }
 
+// What the slices of one ring scale share. The set-up steps and the claims change as the slices
+// run; everything else is read-only.
 struct FusedScale {
+  explicit FusedScale(int64_t columnCount)
+      : columnChunks((columnCount + kListChunk - 1) / kListChunk),
+        shapeStep(1),
+        paddedChunks((columnCount + kListChunk - 1) / kListChunk) {}
   ScaleContext horizontal;  // temp replaced by each slice's ring
   ScaleContext vertical;
-  int64_t tempFormat;
-  std::atomic<bool>* failed;
+  int64_t tempFormat = 0;
+  int64_t blockRows = 1;  // the temp rows the horizontal pass makes at once
+  const ScaleFilter* filter = nullptr;
+  double xScale = 1;
+  double yScale = 1;
+  mutable SharedChunks columnChunks;
+  mutable SharedChunks shapeStep;
+  mutable SharedChunks paddedChunks;
+  mutable PaddedContributions padded;
+  mutable bool paddedReady = false;  // written by the shape step, read after it
+  mutable RowClaims claims;
+  mutable std::atomic<bool> failed{false};
 };
 
 // The temp rows destination row y reads, or false when its list is empty.
@@ -148,18 +168,24 @@ bool BandWindow(const ContributionList* lists, int64_t first, int64_t last, int6
   return *high >= 0;
 }
 
-void FusedRows(const FusedScale& fused, int64_t first, int64_t last, YieldData* yield) {
-  if (first > last) return;
-  const ContributionList* lists = fused.vertical.contrib;
-  int64_t capacity = 1;
-  for (int64_t band = first; band <= last; band += kBandRows) {
-    int64_t low, high;
-    if (BandWindow(lists, band, std::min(last, band + kBandRows - 1), &low, &high)) {
-      capacity = std::max(capacity, high - low + 1);
-    }
-  }
-  // The horizontal pass makes rows in whole groups; a band's last group runs on ahead.
-  capacity += kRowGroup - 1;
+// The column lists and their padded form, shared by every slice, before the first row.
+void SetUpColumns(const FusedScale& fused, YieldData* yield) {
+  ContributionList* columns = fused.horizontal.contrib;
+  const int64_t width = fused.horizontal.width;
+  const ImageClassData& source = *fused.horizontal.source;
+  fused.columnChunks.Run([&](int64_t chunk) {
+    FillContributions(columns, chunk * kListChunk, std::min(width, (chunk + 1) * kListChunk) - 1,
+                      fused.xScale, source.Width, *fused.filter, EnlargeBounds::kFloorCeil, yield);
+  });
+  fused.shapeStep.Run([&](int64_t) { fused.paddedReady = fused.padded.Shape(columns, width); });
+  fused.paddedChunks.Run([&](int64_t chunk) {
+    if (!fused.paddedReady) return;
+    fused.padded.Fill(columns, chunk * kListChunk, std::min(width, (chunk + 1) * kListChunk) - 1);
+  });
+}
+
+void FusedRows(const FusedScale& fused, int64_t slice, YieldData* yield) {
+  SetUpColumns(fused, yield);
   const ImageClassData& source = *fused.horizontal.source;
   const int64_t width = fused.horizontal.width;
   const int64_t pixelSize = fused.horizontal.plan->pair->TempPixelSize();
@@ -172,33 +198,44 @@ void FusedRows(const FusedScale& fused, int64_t first, int64_t last, YieldData* 
   ring.image.ImageFormat = fused.tempFormat;
   ring.image.Valid = true;
   ring.image.GetRow = &RingRow;
-  ring.capacity = capacity;
-  ring.rows = static_cast<uint8_t*>(
-      std::malloc(static_cast<size_t>(capacity) * static_cast<size_t>(ring.image.RowSize)));
-  if (!ring.rows) {
-    DebugLog("Out of memory for the temp rows");
-    fused.failed->store(true);
-    return;
-  }
   ScaleContext horizontal = fused.horizontal;
   ScaleContext vertical = fused.vertical;
   horizontal.temp = vertical.temp = &ring.image;
+  horizontal.padded = fused.paddedReady ? &fused.padded : nullptr;
+  ContributionList* rows = vertical.contrib;
   // Rows validLow ... made are in the ring.
   int64_t validLow = 0, made = -1;
-  for (int64_t band = first; band <= last; band += kBandRows) {
-    const int64_t bandLast = std::min(last, band + kBandRows - 1);
+  int64_t first, last;
+  while (fused.claims.Next(slice, kBandRows, &first, &last)) {
+    FillContributions(rows, first, last, fused.yScale, source.Height, *fused.filter,
+                      EnlargeBounds::kTruncate, yield);
     int64_t low, high;
-    if (BandWindow(lists, band, bandLast, &low, &high)) {
+    if (BandWindow(rows, first, last, &low, &high)) {
+      // The horizontal pass makes rows in whole blocks; a band's last block runs on ahead.
+      const int64_t capacity = high - low + fused.blockRows;
+      if (capacity > ring.capacity) {
+        std::free(ring.rows);
+        ring.rows = static_cast<uint8_t*>(
+            std::malloc(static_cast<size_t>(capacity) * static_cast<size_t>(ring.image.RowSize)));
+        if (!ring.rows) {
+          DebugLog("Out of memory for the temp rows");
+          fused.failed.store(true);
+          return;
+        }
+        ring.capacity = capacity;
+        validLow = 0;
+        made = -1;
+      }
       const int64_t from = low < validLow || low > made + 1 ? low : made + 1;
       if (from == low) validLow = low;
       if (high >= from) {
-        const int64_t groups = (high - from + kRowGroup) / kRowGroup;
-        made = std::min(source.Height - 1, from + groups * kRowGroup - 1);
+        const int64_t blocks = (high - from + fused.blockRows) / fused.blockRows;
+        made = std::min(source.Height - 1, from + blocks * fused.blockRows - 1);
         HorizontalRows(horizontal, from, made, yield);
-        validLow = std::max(validLow, made - capacity + 1);
+        validLow = std::max(validLow, made - ring.capacity + 1);
       }
     }
-    VerticalRows(vertical, band, bandLast, yield);
+    VerticalRows(vertical, first, last, yield);
   }
   std::free(ring.rows);
 }
@@ -207,7 +244,7 @@ void FusedJob(int64_t first, int64_t last, int64_t threadIndex, int8_t flag, con
   NameThread("PictureScale", threadIndex, flag);
   const auto& fused = *static_cast<const FusedScale*>(context);
   if (first <= last) LogPairStep(*fused.horizontal.plan->pair, "36mt");
-  FusedRows(fused, first, last, nullptr);
+  FusedRows(fused, threadIndex < 0 ? 0 : threadIndex, nullptr);
 }
 
 // The whole of a scale whose temp is a ring of rows in each slice.
@@ -222,7 +259,9 @@ bool RingScale(const ScalePair& pair, const ScaleFilter& filter, bool threaded, 
   const double xScale = static_cast<double>(width) / static_cast<double>(source->Width);
   const double yScale = static_cast<double>(height) / static_cast<double>(source->Height);
   ContributionArray columns, rows;
-  if (!columns.Allocate(width) || !rows.Allocate(height)) {
+  FusedScale fused(width);
+  if (!columns.Allocate(width) || !rows.Allocate(height) ||
+      !fused.claims.Start(height, threaded ? SliceCount(threads) : 1)) {
     DebugLog("Out of memory for contributions");
     return false;
   }
@@ -230,32 +269,29 @@ bool RingScale(const ScalePair& pair, const ScaleFilter& filter, bool threaded, 
   LogFactor("yScale*1000", yScale);
   YieldData* yield = threaded ? nullptr : InlineYield(dest, source, source);
   LogPairStep(pair, xScale >= 1 ? "2" : "1");
-  BuildContributions(columns.lists, width, xScale, source->Width, filter, EnlargeBounds::kFloorCeil,
-                     yield);
+  AllocateContributions(columns.lists, width, xScale, filter);
   if (yScale >= 1) {
     LogPairStep(pair, "5");
     LogFactor("wdth*1000", 1000 * filter.radius);
   } else {
     LogPairStep(pair, "4");
   }
-  BuildContributions(rows.lists, height, yScale, source->Height, filter, EnlargeBounds::kTruncate,
-                     yield);
+  AllocateContributions(rows.lists, height, yScale, filter);
   PairPlan plan = MakePairPlan(pair, *source, *dest);
-  PaddedContributions padded;
-  const bool paddedReady = padded.Build(columns.lists, width);
-  std::atomic<bool> failed{false};
-  const FusedScale fused{
-      {source, dest, height, width, nullptr, columns.lists, &plan, paddedReady ? &padded : nullptr},
-      {source, dest, height, width, nullptr, rows.lists, &plan, nullptr},
-      pair.tempFormat,
-      &failed};
+  fused.horizontal = {source, dest, height, width, nullptr, columns.lists, &plan, nullptr};
+  fused.vertical = {source, dest, height, width, nullptr, rows.lists, &plan, nullptr};
+  fused.tempFormat = pair.tempFormat;
+  fused.blockRows = HorizontalBlockRows(plan, pair.TempPixelSize());
+  fused.filter = &filter;
+  fused.xScale = xScale;
+  fused.yScale = yScale;
   if (threaded) {
     RunThreads(threads, height, &fused, &FusedJob);
   } else {
-    FusedRows(fused, 0, height - 1, yield);
+    FusedRows(fused, 0, yield);
   }
   DebugLog("function 6 done");
-  return !failed.load();
+  return !fused.failed.load();
 }
 
 // One filter over one pair: the whole of a scale once the arguments are checked. `threads` is

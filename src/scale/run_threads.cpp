@@ -59,6 +59,19 @@ bool ThreadData::IsDone() {
   return done.load(std::memory_order_acquire) != 0;
 }
 
+int64_t SliceCount(int64_t threads) {
+  if (threads < 0) return 1;
+  const int64_t count = threads < kMaximumWorkers ? threads : kMaximumWorkers;
+  return count == 0 ? platform::ProcessorCount() : count;
+}
+
+// Equal slices, the last taking what the division leaves.
+void SliceRows(int64_t rows, int64_t count, int64_t index, int64_t* first, int64_t* last) {
+  const int64_t chunk = rows / count;
+  *first = index * chunk;
+  *last = index == count - 1 ? rows - 1 : index * chunk + chunk - 1;
+}
+
 void RunThreads(int64_t threads, int64_t rows, const void* context, ThreadJob job) {
   if (Debugging()) {
     LogMessageX("%s%s %lld, %lld", kDebugPrefix, "RunThreads", static_cast<long long>(threads),
@@ -69,8 +82,7 @@ void RunThreads(int64_t threads, int64_t rows, const void* context, ThreadJob jo
     if (job) job(0, rows - 1, -1, 0, context);
     return;
   }
-  int64_t count = threads < kMaximumWorkers ? threads : kMaximumWorkers;
-  if (count == 0) count = platform::ProcessorCount();
+  const int64_t count = SliceCount(threads);
   DebugLog("Threaded", static_cast<long long>(count));
   DebugLog("InitThreads", static_cast<long long>(count));
 
@@ -90,16 +102,13 @@ void RunThreads(int64_t threads, int64_t rows, const void* context, ThreadJob jo
   }
 
   DebugLog("CreateJobs", static_cast<long long>(count));
-  int64_t chunk = rows / count;
   for (int64_t i = 0; i < count; ++i) {
     ThreadData& record = records[i];
-    record.first = i * chunk;
-    record.last = i * chunk + chunk - 1;
+    SliceRows(rows, count, i, &record.first, &record.last);
     record.done.store(0);
     record.context = context;
     record.job = job;
   }
-  records[count - 1].last = rows - 1;
   if (Debugging()) {
     for (int64_t i = 0; i < count; ++i) DebugLogArgs("Job", i, records[i].first, records[i].last);
   }

@@ -33,6 +33,11 @@ struct ThreadData {
 // inline; 0 uses one slice per processor; otherwise at most 32 slices.
 void RunThreads(int64_t threads, int64_t rows, const void* context, ThreadJob job);
 
+// The slices RunThreads makes for `threads` (one when they run inline), and the rows of slice
+// `index` of `count` over `rows`, so that a job can share its rows out between the slices.
+int64_t SliceCount(int64_t threads);
+void SliceRows(int64_t rows, int64_t count, int64_t index, int64_t* first, int64_t* last);
+
 // The allocation of the record array (zeroed memory that std::free releases), replaceable so
 // that tests can make it fail. Returns the old one; null restores the default.
 using ThreadDataAllocator = void* (*)(size_t bytes);

@@ -29,6 +29,19 @@ void Yield(YieldData* yield) {
 
 }  // namespace
 
+bool GroupedRows(const PairPlan& pair, int64_t tempPixelSize) {
+  int live = 0;
+  for (int c = 0; c < pair.channels; ++c) {
+    if (pair.kind[c] == SourceChannel::kLuma) return false;
+    if (pair.kind[c] != SourceChannel::kZero) ++live;
+  }
+  return live == 1 && pair.channels == 1 && !pair.wide && tempPixelSize == 1;
+}
+
+int64_t HorizontalBlockRows(const PairPlan& pair, int64_t tempPixelSize) {
+  return GroupedRows(pair, tempPixelSize) ? 8 * kRowGroups : 8;
+}
+
 void HorizontalRows(const ScaleContext& context, int64_t first, int64_t last, YieldData* yield) {
   if (first > last) return;
   const ScalePassCode* code = PassCode();

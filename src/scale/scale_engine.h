@@ -27,6 +27,14 @@ struct ScaleContext {
 void HorizontalRows(const ScaleContext& context, int64_t first, int64_t last, YieldData* yield);
 void VerticalRows(const ScaleContext& context, int64_t first, int64_t last, YieldData* yield);
 
+// The vector loops of the horizontal pass take blocks of eight source rows; a single byte channel
+// into a one-byte temp pixel takes kRowGroups blocks at once, so that one weight broadcast serves
+// several multiply-adds.
+constexpr int kRowGroups = 4;
+bool GroupedRows(const PairPlan& pair, int64_t tempPixelSize);
+// The source rows the horizontal pass takes at once for this pair and temp.
+int64_t HorizontalBlockRows(const PairPlan& pair, int64_t tempPixelSize);
+
 // The sample limits: truncation for the horizontal pass, rounding half up for the vertical one.
 // Not-a-number (an empty list) gives 0.
 inline int64_t TruncateSample(double value, int64_t max) {

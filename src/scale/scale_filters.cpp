@@ -1,5 +1,6 @@
 #include "scale/scale_filters.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -92,27 +93,51 @@ const ScaleFilter* FindScaleFilter(int64_t mode) {
   return nullptr;
 }
 
-void BuildContributions(ContributionList* lists, int64_t count, double scale, int64_t sourceCount,
-                        const ScaleFilter& filter, EnlargeBounds bounds, YieldData* yield) {
-  const double radius = filter.radius;
-  const bool enlarging = scale >= 1;
-  const double halfWidth = enlarging ? radius : radius / scale;
-  const auto room =
-      static_cast<int64_t>(enlarging ? 2 * radius + 2 : 2 * std::trunc(halfWidth) + 2);
-  KernelMemo memo(filter.kernel);
-  auto kernel = [&](double x) { return filter.memoize ? memo(x) : filter.kernel(x); };
+namespace {
+
+bool Enlarging(double scale) { return scale >= 1; }
+
+double HalfWidth(double scale, const ScaleFilter& filter) {
+  return Enlarging(scale) ? filter.radius : filter.radius / scale;
+}
+
+// Window slots per list: the most non-zero weights a window can hold.
+int64_t WindowRoom(double scale, const ScaleFilter& filter) {
+  return static_cast<int64_t>(Enlarging(scale) ? 2 * filter.radius + 2
+                                               : 2 * std::trunc(HalfWidth(scale, filter)) + 2);
+}
+
+}  // namespace
+
+void AllocateContributions(ContributionList* lists, int64_t count, double scale,
+                           const ScaleFilter& filter) {
+  const int64_t room = WindowRoom(scale, filter);
   // One block holds every list's window, the first list owning it: thousands of small blocks
   // cost more to take and give back than the lists take to fill. It is not cleared, since only
-  // the stored entries are ever read (clearing it was a tenth of a millisecond for W3, on the
-  // calling thread while the workers wait).
+  // the stored entries are ever read (clearing it was a tenth of a millisecond for W3).
   const size_t slots = count > 0 ? static_cast<size_t>(count) * static_cast<size_t>(room) : 0;
   auto* block =
       slots ? static_cast<Contribution*>(std::malloc(slots * sizeof(Contribution))) : nullptr;
   for (int64_t x = 0; x < count; ++x) {
+    lists[x].count = 0;
+    lists[x].weightSum = 0;
+    lists[x].contributions = block ? block + x * room : nullptr;
+  }
+}
+
+void FillContributions(ContributionList* lists, int64_t from, int64_t to, double scale,
+                       int64_t sourceCount, const ScaleFilter& filter, EnlargeBounds bounds,
+                       YieldData* yield) {
+  const double radius = filter.radius;
+  const bool enlarging = Enlarging(scale);
+  const double halfWidth = HalfWidth(scale, filter);
+  const int64_t room = WindowRoom(scale, filter);
+  KernelMemo memo(filter.kernel);
+  auto kernel = [&](double x) { return filter.memoize ? memo(x) : filter.kernel(x); };
+  for (int64_t x = from; x <= to; ++x) {
     ContributionList& list = lists[x];
     list.count = 0;
     list.weightSum = 0;
-    list.contributions = block ? block + x * room : nullptr;
     double center = (x + 0.5) / scale;
     double low, high;
     if (enlarging && bounds == EnlargeBounds::kFloorCeil) {
@@ -146,6 +171,12 @@ void BuildContributions(ContributionList* lists, int64_t count, double scale, in
   }
 }
 
+void BuildContributions(ContributionList* lists, int64_t count, double scale, int64_t sourceCount,
+                        const ScaleFilter& filter, EnlargeBounds bounds, YieldData* yield) {
+  AllocateContributions(lists, count, scale, filter);
+  FillContributions(lists, 0, count - 1, scale, sourceCount, filter, bounds, yield);
+}
+
 void FreeContributions(ContributionList* lists, int64_t count) {
   if (count > 0) std::free(lists[0].contributions);
   for (int64_t i = 0; i < count; ++i) {
@@ -161,7 +192,7 @@ PaddedContributions::~PaddedContributions() {
   std::free(weightSum);
 }
 
-bool PaddedContributions::Build(const ContributionList* lists, int64_t listCount) {
+bool PaddedContributions::Shape(const ContributionList* lists, int64_t listCount) {
   int64_t widest = 0;
   for (int64_t x = 0; x < listCount; ++x) {
     const ContributionList& list = lists[x];
@@ -185,25 +216,42 @@ bool PaddedContributions::Build(const ContributionList* lists, int64_t listCount
   stride = widest;
   count = listCount;
   size_t lists64 = static_cast<size_t>(listCount > 0 ? listCount : 1);
-  first = static_cast<int64_t*>(std::calloc(lists64, sizeof(int64_t)));
-  taps = static_cast<int64_t*>(std::calloc(lists64, sizeof(int64_t)));
-  weightSum = static_cast<double*>(std::calloc(lists64, sizeof(double)));
+  first = static_cast<int64_t*>(std::malloc(lists64 * sizeof(int64_t)));
+  taps = static_cast<int64_t*>(std::malloc(lists64 * sizeof(int64_t)));
+  weightSum = static_cast<double*>(std::malloc(lists64 * sizeof(double)));
   weights = static_cast<double*>(
-      std::calloc(lists64 * static_cast<size_t>(stride > 0 ? stride : 1), sizeof(double)));
+      std::malloc(lists64 * static_cast<size_t>(stride > 0 ? stride : 1) * sizeof(double)));
   if (!first || !taps || !weightSum || !weights) return false;
   for (int64_t x = 0; x < listCount; ++x) {
     const ContributionList& list = lists[x];
-    weightSum[x] = list.weightSum;
-    if (list.count == 0) {
+    if (list.count > 0) {
+      first[x] = list.contributions[0].pixel;
+    } else {
       first[x] = x > 0 ? first[x - 1] : 0;
+    }
+  }
+  return true;
+}
+
+void PaddedContributions::Fill(const ContributionList* lists, int64_t from, int64_t to) {
+  for (int64_t x = from; x <= to; ++x) {
+    const ContributionList& list = lists[x];
+    weightSum[x] = list.weightSum;
+    double* row = weights + x * stride;
+    std::fill(row, row + stride, 0.0);
+    if (list.count == 0) {
+      taps[x] = 0;
       continue;
     }
-    first[x] = list.contributions[0].pixel;
     taps[x] = list.contributions[list.count - 1].pixel - first[x] + 1;
-    double* row = weights + x * stride;
     for (int64_t i = 0; i < list.count; ++i) {
       row[list.contributions[i].pixel - first[x]] = list.contributions[i].weight;
     }
   }
+}
+
+bool PaddedContributions::Build(const ContributionList* lists, int64_t listCount) {
+  if (!Shape(lists, listCount)) return false;
+  Fill(lists, 0, listCount - 1);
   return true;
 }

@@ -47,6 +47,12 @@ enum class EnlargeBounds { kFloorCeil, kTruncate };
 // Fills lists[0 ... count-1] for output samples of a pass with factor `scale` over `sourceCount`
 // samples. The lists share one block, which the first list holds; when it cannot be allocated
 // every list stays empty. `yield`, when not null, gets a turn after each list (the inline scaler).
+// The block can be taken first and the lists filled later, a range at a time, by several threads.
+void AllocateContributions(ContributionList* lists, int64_t count, double scale,
+                           const ScaleFilter& filter);
+void FillContributions(ContributionList* lists, int64_t from, int64_t to, double scale,
+                       int64_t sourceCount, const ScaleFilter& filter, EnlargeBounds bounds,
+                       YieldData* yield);
 void BuildContributions(ContributionList* lists, int64_t count, double scale, int64_t sourceCount,
                         const ScaleFilter& filter, EnlargeBounds bounds, YieldData* yield);
 
@@ -71,6 +77,9 @@ struct PaddedContributions {
   PaddedContributions(const PaddedContributions&) = delete;
   PaddedContributions& operator=(const PaddedContributions&) = delete;
   ~PaddedContributions();
-  // False when the arrays cannot be allocated.
+  // False when the arrays cannot be allocated. Build is Shape, which needs every list and sets
+  // the stride and first[], then Fill over all lists; Fill's ranges may go to several threads.
   bool Build(const ContributionList* lists, int64_t listCount);
+  bool Shape(const ContributionList* lists, int64_t listCount);
+  void Fill(const ContributionList* lists, int64_t from, int64_t to);
 };

@@ -18,6 +18,7 @@
 #include "scale/run_threads.h"
 #include "scale/scale_fast.h"
 #include "scale/scale_filters.h"
+#include "scale/work_sharing.h"
 #include "support/format_codes.h"
 #include "support/host_expectations.h"
 #include "support/image_bytes.h"
@@ -440,6 +441,33 @@ TEST_F(RunThreadsTest, NoRecordsNoWork) {
   EXPECT_TRUE(RunSlices(4, 10).empty());
   SetThreadDataAllocator(previous);
   EXPECT_TRUE(log.Logged("Failed to create thread data."));
+}
+
+// Slices ask in any order: each takes its own rows first, front to back, then the others'; every
+// row goes out exactly once and no take is longer than asked.
+TEST(RowClaimsTest, EveryRowOnceInTakesOfAtMostTheBand) {
+  RowClaims claims;
+  ASSERT_TRUE(claims.Start(1000, 3));
+  std::vector<int> taken(1000);
+  int64_t first = 0, last = 0, expected = 666;
+  auto take = [&](int64_t slice) {
+    if (!claims.Next(slice, 64, &first, &last)) return false;
+    EXPECT_LE(first, last);
+    EXPECT_LE(last - first + 1, 64);
+    for (int64_t y = first; y <= last; ++y) ++taken[y];
+    return true;
+  };
+  ASSERT_TRUE(take(0));
+  EXPECT_EQ(first, 0);
+  while (expected < 1000 && take(2)) {
+    EXPECT_EQ(first, expected);
+    expected = last + 1;
+  }
+  while (take(2)) {
+  }
+  EXPECT_FALSE(take(0));
+  EXPECT_FALSE(take(1));
+  for (int64_t y = 0; y < 1000; ++y) ASSERT_EQ(taken[y], 1) << y;
 }
 
 }  // namespace
