@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "image/image_checks.h"
 #include "image/picture_factory.h"
@@ -115,9 +116,24 @@ struct RingTemp {
 };
 
 uint8_t* RingRow(ImageClassData* image, int64_t y) {
-  if (y < 0 || y >= image->Height) return nullptr;
   auto* ring = reinterpret_cast<RingTemp*>(image);
+  if (y < 0 || y >= image->Height || ring->capacity == 0) return nullptr;
   return ring->rows + (y % ring->capacity) * image->RowSize;
+}
+
+// A ring of `capacity` rows that keeps rows validLow ... made; false when it cannot be had.
+bool GrowRing(RingTemp* ring, int64_t capacity, int64_t validLow, int64_t made) {
+  const auto rowSize = static_cast<size_t>(ring->image.RowSize);
+  auto* rows = static_cast<uint8_t*>(std::malloc(static_cast<size_t>(capacity) * rowSize));
+  if (!rows) return false;
+  for (int64_t y = validLow; y <= made; ++y) {
+    std::memcpy(rows + static_cast<size_t>(y % capacity) * rowSize,
+                ring->rows + static_cast<size_t>(y % ring->capacity) * rowSize, rowSize);
+  }
+  std::free(ring->rows);
+  ring->rows = rows;
+  ring->capacity = capacity;
+  return true;
 }
 
 // What the slices of one ring scale share. The set-up steps and the claims change as the slices
@@ -213,18 +229,10 @@ void FusedRows(const FusedScale& fused, int64_t slice, YieldData* yield) {
     if (BandWindow(rows, first, last, &low, &high)) {
       // The horizontal pass makes rows in whole blocks; a band's last block runs on ahead.
       const int64_t capacity = high - low + fused.blockRows;
-      if (capacity > ring.capacity) {
-        std::free(ring.rows);
-        ring.rows = static_cast<uint8_t*>(
-            std::malloc(static_cast<size_t>(capacity) * static_cast<size_t>(ring.image.RowSize)));
-        if (!ring.rows) {
-          DebugLog("Out of memory for the temp rows");
-          fused.failed.store(true);
-          return;
-        }
-        ring.capacity = capacity;
-        validLow = 0;
-        made = -1;
+      if (capacity > ring.capacity && !GrowRing(&ring, capacity, validLow, made)) {
+        DebugLog("Out of memory for the temp rows");
+        fused.failed.store(true);
+        return;
       }
       const int64_t from = low < validLow || low > made + 1 ? low : made + 1;
       if (from == low) validLow = low;
