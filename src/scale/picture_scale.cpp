@@ -109,6 +109,12 @@ struct MadeTemp {
 constexpr int64_t kBandRows = 64;
 constexpr int64_t kListChunk = 256;  // column lists per set-up chunk
 
+int64_t ListChunks(int64_t lists) { return (lists + kListChunk - 1) / kListChunk; }
+// The last list of `chunk` out of `lists`.
+int64_t ChunkEnd(int64_t chunk, int64_t lists) {
+  return std::min(lists, (chunk + 1) * kListChunk) - 1;
+}
+
 struct RingTemp {
   ImageClassData image;  // first, so that the row accessor finds the ring from the record
   uint8_t* rows;
@@ -140,9 +146,9 @@ bool GrowRing(RingTemp* ring, int64_t capacity, int64_t validLow, int64_t made) 
 // run; everything else is read-only.
 struct FusedScale {
   explicit FusedScale(int64_t columnCount)
-      : columnChunks((columnCount + kListChunk - 1) / kListChunk),
+      : columnChunks(ListChunks(columnCount)),
         shapeStep(1),
-        paddedChunks((columnCount + kListChunk - 1) / kListChunk) {}
+        paddedChunks(ListChunks(columnCount)) {}
   ScaleContext horizontal;  // temp replaced by each slice's ring
   ScaleContext vertical;
   int64_t tempFormat = 0;
@@ -190,13 +196,13 @@ void SetUpColumns(const FusedScale& fused, YieldData* yield) {
   const int64_t width = fused.horizontal.width;
   const ImageClassData& source = *fused.horizontal.source;
   fused.columnChunks.Run([&](int64_t chunk) {
-    FillContributions(columns, chunk * kListChunk, std::min(width, (chunk + 1) * kListChunk) - 1,
-                      fused.xScale, source.Width, *fused.filter, EnlargeBounds::kFloorCeil, yield);
+    FillContributions(columns, chunk * kListChunk, ChunkEnd(chunk, width), fused.xScale,
+                      source.Width, *fused.filter, EnlargeBounds::kFloorCeil, yield);
   });
   fused.shapeStep.Run([&](int64_t) { fused.paddedReady = fused.padded.Shape(columns, width); });
   fused.paddedChunks.Run([&](int64_t chunk) {
     if (!fused.paddedReady) return;
-    fused.padded.Fill(columns, chunk * kListChunk, std::min(width, (chunk + 1) * kListChunk) - 1);
+    fused.padded.Fill(columns, chunk * kListChunk, ChunkEnd(chunk, width));
   });
 }
 
